@@ -1,0 +1,32 @@
+# Flags that every target of this project shares.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+# Our libraries find each other where they lie, in the build tree and when installed.
+set(CMAKE_BUILD_RPATH "$ORIGIN" "$ORIGIN/../lib")
+set(CMAKE_INSTALL_RPATH "$ORIGIN" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+set(ZEL_SANITIZER "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
+
+add_library(zel_build_flags INTERFACE)
+# One rounding per operation on every target: no fused multiply-add behind our back.
+target_compile_options(zel_build_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror -ffp-contract=off)
+target_link_options(zel_build_flags INTERFACE -Wl,-z,defs -Wl,--as-needed)
+if(ZEL_SANITIZER)
+  target_compile_options(zel_build_flags INTERFACE
+    -fsanitize=${ZEL_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # clang leaves its sanitizer runtime to the executable, so a shared library has open symbols then.
+  target_link_options(zel_build_flags INTERFACE -fsanitize=${ZEL_SANITIZER} -Wl,-z,undefs)
+endif()
