@@ -1,0 +1,239 @@
+// The client side of the converter: construction, stream operations, reads and properties.
+// Runs on client threads.
+
+#include <zel_vad_utility.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "zel_fc_log.h"
+#include "zel_format_converter.h"
+#include "zel_pcm_config.h"
+
+std::atomic<std::uint32_t> zel_format_converter::u32LOG_LEVEL{FC_LOG_INFO};
+
+zel_format_converter& zel_format_converter::getInstance() {
+    static zel_format_converter converter;
+    return converter;
+}
+
+zel_format_converter::zel_format_converter()
+    : strDefaultDelayJsonPath("/vendor/tvconfig/config/voc/voice_channel_delay_coef.json"),
+      strDefaultMixingJsonPath("/vendor/tvconfig/config/voc/voice_channel_mixing_coef.json"),
+      strSndDeviceName("Loopback Capture_I2S"),
+      strActiveCtlName("PCM Slave Active"),
+      strFormatCtlName("PCM Slave Format"),
+      strRateCtlName("PCM Slave Rate"),
+      strChannelsCtlName("PCM Slave Channels"),
+      strLayoutCtlName("PCM Channel Layout") {
+    if (get_json_path(strDelayJsonPath, static_cast<voice_json>(1)) != 0) {
+        ZEL_FC_LOGE("can't get delay json path use default path");
+        strDelayJsonPath = strDefaultDelayJsonPath;
+    }
+    if (get_json_path(strMixingJsonPath, static_cast<voice_json>(2)) != 0) {
+        ZEL_FC_LOGE("can't get mixing json path use default path");
+        strMixingJsonPath = strDefaultMixingJsonPath;
+    }
+    if (search_snd_device(strSndDeviceName, &u32Card, &u32Device) != 0) {
+        ZEL_FC_LOGE("search snd device fail");
+        u32Device = 0xFFFFFFFF;
+        u32Card = 0xFFFFFFFF;
+    }
+    create_fc_task();
+}
+
+zel_format_converter::~zel_format_converter() {
+    try {
+        destroy_fc_task();
+        clean_fc_resource();
+    } catch (...) {
+        // The process is ending; there is nobody left to tell.
+    }
+}
+
+int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
+    ZEL_FC_LOGT("+");
+    int result = -EINVAL;
+    if (config != nullptr) {
+        const std::lock_guard lock(mLock);
+        ZEL_FC_LOGI("open FC with %d channel %d bits %dk flags 0x%x",
+                    static_cast<int>(config->channels),
+                    static_cast<int>(pcm_format_to_bits(config->format)),
+                    static_cast<int>(config->rate), flags);
+        const ctl_cmd cmd{FC_OPEN,
+                          {config->channels, config->rate, config->period_size,
+                           config->period_count, static_cast<std::uint32_t>(config->format),
+                           static_cast<std::uint32_t>(config->start_threshold),
+                           static_cast<std::uint32_t>(config->stop_threshold),
+                           static_cast<std::uint32_t>(config->silence_threshold)},
+                          flags};
+        result = send_command(&cmd);
+    }
+    if (result != 0) {
+        ZEL_FC_LOGE("open fc fail");
+    }
+    ZEL_FC_LOGT("-");
+    return result;
+}
+
+int zel_format_converter::close() {
+    ZEL_FC_LOGT("+");
+    const std::lock_guard lock(mLock);
+    ZEL_FC_LOGI("close");
+    const ctl_cmd cmd{FC_CLOSE, {}, 0};
+    const int result = send_command(&cmd);
+    if (result != 0) {
+        ZEL_FC_LOGE("close fc thread fail");
+    }
+    ZEL_FC_LOGT("-");
+    return result;
+}
+
+int zel_format_converter::start() {
+    ZEL_FC_LOGT("+");
+    const std::lock_guard lock(mLock);
+    const ctl_cmd cmd{FC_START, {}, 0};
+    const int result = send_command(&cmd);
+    if (result != 0) {
+        ZEL_FC_LOGE("start fc thread fail");
+    }
+    ZEL_FC_LOGT("-");
+    return result;
+}
+
+int zel_format_converter::register_cb(std::function<void(void*)> callback, void* arg) {
+    ZEL_FC_LOGT("+");
+    {
+        const std::lock_guard lock(mLock);
+        const std::lock_guard callback_lock(mEventCbLock);
+        fnEventCb = std::move(callback);
+        pEventCbArg = arg;
+    }
+    ZEL_FC_LOGT("-");
+    return 0;
+}
+
+int zel_format_converter::read(void* buffer, unsigned int bytes) {
+    ZEL_FC_LOGT("+");
+    const std::lock_guard lock(mLock);
+    std::shared_ptr<zel_ring_buf> ring;
+    {
+        const std::lock_guard ring_lock(mRingLock);
+        ring = pstRingBuf;
+    }
+    const int result = ring ? ring->read_pcm(buffer, bytes) : -EINVAL;
+    if (result < 0) {
+        ZEL_FC_LOGE("read error");
+    } else if (ring->get_info(&stReadTimestamp, &u32AvailFrames) != 0) {
+        ZEL_FC_LOGE("read ring buf info fail");
+    }
+    ZEL_FC_LOGT("-");
+    return result;
+}
+
+namespace {
+
+bool valid_property(property_e property, const void* data) {
+    if (property >= PROP_COUNT) {
+        ZEL_FC_LOGE("invalid property %d", static_cast<int>(property));
+        return false;
+    }
+    if (data == nullptr) {
+        ZEL_FC_LOGE("invalid data");
+        return false;
+    }
+    return true;
+}
+
+/// Copies the path's characters, without a terminating zero, if they fit the property's area.
+int copy_path(const std::string& path, void* data) {
+    if (path.size() >= zel_format_converter::kMaxPathBytes) {
+        ZEL_FC_LOGE("path of %d characters does not fit", static_cast<int>(path.size()));
+        return -EINVAL;
+    }
+    std::memcpy(data, path.data(), path.size());
+    return 0;
+}
+
+int assign_path(std::string& path, const void* data) {
+    const auto* text = static_cast<const char*>(data);
+    const std::size_t length = strnlen(text, zel_format_converter::kMaxPathBytes);
+    if (length == zel_format_converter::kMaxPathBytes) {
+        ZEL_FC_LOGE("path is longer than %d characters",
+                    static_cast<int>(zel_format_converter::kMaxPathBytes) - 1);
+        return -EINVAL;
+    }
+    try {
+        path.assign(text, length);
+    } catch (const std::bad_alloc&) {
+        ZEL_FC_LOGE("no memory for a path");
+        return -ENOMEM;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int zel_format_converter::get(property_e property, void* data) {
+    ZEL_FC_LOGT("+");
+    const std::lock_guard lock(mLock);
+    int result = valid_property(property, data) ? 0 : -EINVAL;
+    if (result == 0) {
+        switch (property) {
+            case PROP_DELAY_JSON_PATH:
+                result = copy_path(strDelayJsonPath, data);
+                break;
+            case PROP_MIXING_JSON_PATH:
+                result = copy_path(strMixingJsonPath, data);
+                break;
+            case PROP_TIMESTAMP:
+                std::memcpy(data, &stReadTimestamp, sizeof(stReadTimestamp));
+                break;
+            case PROP_AVAIL_FRAMES:
+                std::memcpy(data, &u32AvailFrames, sizeof(u32AvailFrames));
+                break;
+            case PROP_LOG_LEVEL: {
+                const std::uint32_t level = u32LOG_LEVEL;
+                std::memcpy(data, &level, sizeof(level));
+                break;
+            }
+            case PROP_COUNT:
+                break;
+        }
+    }
+    ZEL_FC_LOGT("-");
+    return result;
+}
+
+int zel_format_converter::set(property_e property, const void* data) {
+    ZEL_FC_LOGT("+");
+    const std::lock_guard lock(mLock);
+    int result = valid_property(property, data) ? 0 : -EINVAL;
+    if (result == 0) {
+        switch (property) {
+            case PROP_DELAY_JSON_PATH: {
+                const std::lock_guard path_lock(mPathLock);
+                result = assign_path(strDelayJsonPath, data);
+                break;
+            }
+            case PROP_MIXING_JSON_PATH: {
+                const std::lock_guard path_lock(mPathLock);
+                result = assign_path(strMixingJsonPath, data);
+                break;
+            }
+            case PROP_LOG_LEVEL: {
+                std::uint32_t level = 0;
+                std::memcpy(&level, data, sizeof(level));
+                u32LOG_LEVEL = level;
+                break;
+            }
+            default:
+                ZEL_FC_LOGE("undefine %d property", static_cast<int>(property));
+                break;
+        }
+    }
+    ZEL_FC_LOGT("-");
+    return result;
+}

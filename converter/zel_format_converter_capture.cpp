@@ -1,0 +1,232 @@
+// The card's capture stream: decides its configuration from the card's slave controls, opens it,
+// reads it block by block with the time of each block, and rebuilds it. Runs on the worker.
+
+#include <zel_vad_utility.h>
+
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "zel_fc_log.h"
+#include "zel_format_converter.h"
+#include "zel_pcm_config.h"
+
+namespace {
+
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+constexpr std::int64_t kNsPerMs = 1'000'000;
+constexpr int kGlitchToleranceMs = 1;
+
+/// The stream format of an ALSA format code, or PCM_FORMAT_INVALID.
+pcm_format format_of_alsa_code(int code) {
+    switch (code) {
+        case 2:
+            return PCM_FORMAT_S16_LE;
+        case 6:
+            return PCM_FORMAT_S24_LE;
+        case 10:
+            return PCM_FORMAT_S32_LE;
+        default:
+            return PCM_FORMAT_INVALID;
+    }
+}
+
+const char* error_text(const pcm* stream) {
+    const char* text = stream != nullptr ? pcm_get_error(stream) : nullptr;
+    return text != nullptr ? text : "";
+}
+
+}  // namespace
+
+zel_format_converter::zel_fc_pcm_info::zel_fc_pcm_info(unsigned int duration_ms,
+                                                       const pcm_config* config)
+    : stPcmConfig(zel_copy_config(*config)),
+      u32Frames(config->rate / 1000 * duration_ms),
+      u32BufSize(0) {
+    const std::uint64_t frame_bytes =
+        std::uint64_t{pcm_format_to_bits(config->format) / 8} * config->channels;
+    // Sizes travel through the stages as int.
+    if (u32Frames != 0 && frame_bytes > std::numeric_limits<std::int32_t>::max() / u32Frames) {
+        throw std::bad_alloc();
+    }
+    u32BufSize = static_cast<std::uint32_t>(frame_bytes * u32Frames);
+    pu8Buf = std::make_unique<std::uint8_t[]>(u32BufSize);
+}
+
+int zel_format_converter::open_pcm_device() {
+    pcm_config config = pstOutInfo->stPcmConfig;
+    mixer_ctl* control = mixer_get_ctl_by_name(pstMixer, strFormatCtlName.c_str());
+    if (control == nullptr) {
+        ZEL_FC_LOGE("mixer control get fotmat ctl fail");
+        return -ENODEV;
+    }
+    const int format_code = mixer_ctl_get_value(control, 0);
+    config.format = format_of_alsa_code(format_code);
+    if (config.format == PCM_FORMAT_INVALID) {
+        ZEL_FC_LOGE("unknown format %d\n", format_code);
+        return fail_open(-EINVAL);
+    }
+    control = mixer_get_ctl_by_name(pstMixer, strChannelsCtlName.c_str());
+    if (control == nullptr) {
+        ZEL_FC_LOGE("mixer control get channel ctl fail");
+        return fail_open(-ENODEV);
+    }
+    config.channels = static_cast<unsigned int>(mixer_ctl_get_value(control, 0));
+
+    int status = open_capture_stream(&config);
+    if (status != 0) {
+        return fail_open(status);
+    }
+    status = get_channel_layout();
+    if (status != 0) {
+        ZEL_FC_LOGE("get channel layout fail");
+        return fail_open(status);
+    }
+    ZEL_FC_LOGI(
+        "open zel-allop with %d channel %d bits %dk 0x%x flags period size %d period count %d",
+        static_cast<int>(config.channels), static_cast<int>(pcm_format_to_bits(config.format)),
+        static_cast<int>(config.rate), u32Flags, static_cast<int>(config.period_size),
+        static_cast<int>(config.period_count));
+    if (pmInPcmInfo) {
+        ZEL_FC_LOGE("pmInPcmInfo already exist");
+        return fail_open(-1);
+    }
+    try {
+        pmInPcmInfo = std::make_unique<zel_fc_pcm_info>(kBlockMs, &config);
+    } catch (const std::bad_alloc& exception) {
+        ZEL_FC_LOGE("zel_fc_pcm_info exception %s", exception.what());
+        ZEL_FC_LOGE("allocate FC pcm in info fail");
+        return fail_open(-ENOMEM);
+    }
+    return 0;
+}
+
+/// Opens the stream at the client's rate and, while the card refuses the parameters and its rate
+/// control names another rate than the one just tried, at that rate.
+int zel_format_converter::open_capture_stream(pcm_config* config) {
+    // The client's wish not to block is between it and the ring buffer: the worker's read of the
+    // card must block, it sets the pace.
+    const unsigned int flags = u32Flags & ~static_cast<unsigned int>(PCM_NONBLOCK);
+    while (true) {
+        pstPcm = pcm_open(u32Card, u32Device, flags, config);
+        if (pstPcm != nullptr && pcm_is_ready(pstPcm)) {
+            return 0;
+        }
+        if (std::strstr(error_text(pstPcm), "cannot set hw params") == nullptr) {
+            ZEL_FC_LOGE("open pcm device fail (%s)", error_text(pstPcm));
+            return -1;
+        }
+        mixer_ctl* control = mixer_get_ctl_by_name(pstMixer, strRateCtlName.c_str());
+        if (control == nullptr) {
+            ZEL_FC_LOGE("mixer control get rate ctl fail");
+            return -1;
+        }
+        const auto card_rate = static_cast<unsigned int>(mixer_ctl_get_value(control, 0));
+        if (card_rate == config->rate) {
+            ZEL_FC_LOGE("open pcm device fail (%s)", error_text(pstPcm));
+            return -1;
+        }
+        pcm_close(pstPcm);
+        pstPcm = nullptr;
+        config->rate = card_rate;
+    }
+}
+
+int zel_format_converter::fail_open(int status) {
+    close_pcm_device();
+    return status;
+}
+
+int zel_format_converter::read_pcm_device(timespec* ts) {
+    if (pstPcm == nullptr) {
+        ZEL_FC_LOGE("pcm not open yet");
+        return -EINVAL;
+    }
+    const int frames = pcm_readi(pstPcm, pmInPcmInfo->pu8Buf.get(), pmInPcmInfo->u32Frames);
+    if (frames < 0 || static_cast<unsigned int>(frames) != pmInPcmInfo->u32Frames) {
+        ZEL_FC_LOGE("read size incorrect u32ReadFrame %d request %d", frames,
+                    static_cast<int>(pmInPcmInfo->u32Frames));
+        return -EIO;
+    }
+    unsigned int avail = 0;
+    if (pcm_get_htimestamp(pstPcm, &avail, ts) >= 0) {
+        adjust_timestamp(avail, pmInPcmInfo->stPcmConfig.rate, ts);
+        check_timestamp(ts);
+        stPrevTimestamp = *ts;
+    } else {
+        ZEL_FC_LOGW("pcm_get_htimestamp get timstamp error : %s", error_text(pstPcm));
+    }
+    return 0;
+}
+
+void zel_format_converter::check_timestamp(const timespec* ts) {
+    ZEL_FC_LOGT("+");
+    const bool comparable = (ts->tv_sec != 0 || ts->tv_nsec != 0) &&
+                            (stPrevTimestamp.tv_sec != 0 || stPrevTimestamp.tv_nsec != 0);
+    if (comparable && u32LOG_LEVEL >= FC_LOG_WARN) {
+        const std::int64_t interval =
+            (std::int64_t{ts->tv_sec} - stPrevTimestamp.tv_sec) * kNsPerSecond +
+            (std::int64_t{ts->tv_nsec} - stPrevTimestamp.tv_nsec);
+        if (interval == 0) {
+            ZEL_FC_LOGW("timestamp (%ld,%ld) no update", static_cast<long>(ts->tv_sec),
+                        static_cast<long>(ts->tv_nsec));
+        }
+        if (interval > (kBlockMs + kGlitchToleranceMs) * kNsPerMs) {
+            ZEL_FC_LOGW(
+                "timestamp glitch %lld ms more than %d ms;current (%ld,%ld), previous (%ld,%ld)",
+                static_cast<long long>(interval / kNsPerMs - kBlockMs), kGlitchToleranceMs,
+                static_cast<long>(ts->tv_sec), static_cast<long>(ts->tv_nsec),
+                static_cast<long>(stPrevTimestamp.tv_sec),
+                static_cast<long>(stPrevTimestamp.tv_nsec));
+        }
+    }
+    ZEL_FC_LOGT("-");
+}
+
+int zel_format_converter::get_loopback_source() {
+    mixer_ctl* control = mixer_get_ctl_by_name(pstMixer, strActiveCtlName.c_str());
+    if (control == nullptr) {
+        ZEL_FC_LOGE("mixer control get active ID fail");
+        return -1;
+    }
+    if (mixer_ctl_get_value(control, 0) != 0) {
+        ZEL_FC_LOGI("SW loopback");
+    } else {
+        ZEL_FC_LOGI("I2S loopback");
+    }
+    return 0;
+}
+
+int zel_format_converter::close_pcm_device() {
+    pmInPcmInfo.reset();
+    if (pstPcm != nullptr) {
+        pcm_close(pstPcm);
+        pstPcm = nullptr;
+    }
+    stPrevTimestamp = {};
+    return 0;
+}
+
+int zel_format_converter::restart_fc() {
+    int status = deinit_fc_submodule();
+    if (status != 0) {
+        ZEL_FC_LOGE("fc submodule deinit fail");
+    } else {
+        close_pcm_device();
+        status = open_pcm_device();
+        if (status != 0) {
+            ZEL_FC_LOGE("open pcm device fail");
+        } else {
+            status = init_fc_submodule();
+            if (status != 0) {
+                ZEL_FC_LOGE("init format converter sub module fail");
+            }
+        }
+    }
+    if (status != 0) {
+        deinit_fc_submodule();
+        close_pcm_device();
+    }
+    return status;
+}

@@ -1,0 +1,279 @@
+// The command channel: clients write 40-byte records into one pipe, the worker carries each out and
+// writes a 4-byte result into the other. Results carry no name; they come in the order of the
+// commands, so a sender skips exactly the results that earlier senders gave up waiting for.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <new>
+#include <system_error>
+
+#include "zel_fc_log.h"
+#include "zel_format_converter.h"
+#include "zel_pcm_config.h"
+
+namespace {
+
+/// Makes `*fd` close on exec and different from 0, which stands for "not open" here and is free to
+/// be handed out in a process without standard input.
+bool make_usable(std::int32_t* fd) {
+    if (*fd == 0) {
+        const int other = fcntl(*fd, F_DUPFD, 1);
+        ::close(*fd);
+        *fd = other < 0 ? 0 : other;
+    }
+    return *fd > 0 && fcntl(*fd, F_SETFD, FD_CLOEXEC) == 0;
+}
+
+void close_pipe(std::int32_t (&ends)[2]) {
+    for (std::int32_t& fd : ends) {
+        if (fd > 0) {
+            ::close(fd);
+        }
+        fd = 0;
+    }
+}
+
+bool create_pipe(std::int32_t (&ends)[2]) {
+    if (pipe2(ends, O_NONBLOCK) != 0) {
+        ends[0] = ends[1] = 0;
+        return false;
+    }
+    const bool first = make_usable(&ends[0]);
+    const bool second = make_usable(&ends[1]);
+    if (!first || !second) {
+        close_pipe(ends);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int zel_format_converter::create_fc_task() {
+    if (!create_pipe(s32CmdPipe)) {
+        ZEL_FC_LOGE("create command pipe error");
+    }
+    if (!create_pipe(s32ResultPipe)) {
+        ZEL_FC_LOGE("create result pipe error");
+    }
+    s32OwnerPid = getpid();
+    // The host process's signal handlers have no business on the real-time thread.
+    sigset_t all{};
+    sigset_t before{};
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    try {
+        mRoutine = std::thread(&zel_format_converter::routine, this);
+    } catch (const std::system_error& error) {
+        ZEL_FC_LOGE("create routine thread fail %s", error.what());
+        close_pipe(s32CmdPipe);
+        close_pipe(s32ResultPipe);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return 0;
+}
+
+int zel_format_converter::destroy_fc_task() {
+    if (s32OwnerPid != getpid()) {
+        // A forked child has the object but not the thread: nothing would ever answer.
+        if (mRoutine.joinable()) {
+            mRoutine.detach();
+        }
+    } else {
+        const ctl_cmd cmd{FC_EXIT, {}, 0};
+        send_command(&cmd);
+        if (mRoutine.joinable()) {
+            mRoutine.join();
+        }
+    }
+    close_pipe(s32CmdPipe);
+    close_pipe(s32ResultPipe);
+    return 0;
+}
+
+int zel_format_converter::send_command(const ctl_cmd* cmd) {
+    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0) {
+        ZEL_FC_LOGE("command channel is not open");
+        return -EIO;
+    }
+    zel_epoll poller;
+    int status = poller.init();
+    if (status < 0) {
+        ZEL_FC_LOGE("epoll init fail");
+        return status;
+    }
+    status = poller.set_timeout(s32CmdTimeoutMs);
+    if (status < 0) {
+        ZEL_FC_LOGE("epoll set timeout fail");
+        return status;
+    }
+    status = poller.add(s32ResultPipe[0]);
+    if (status < 0) {
+        ZEL_FC_LOGE("epoll add fd(%d) fail", s32ResultPipe[0]);
+        return status;
+    }
+    std::int32_t result = 0;
+    status = exchange_command(poller, *cmd, result);
+    return status < 0 ? status : result;
+}
+
+int zel_format_converter::exchange_command(zel_epoll& poller, const ctl_cmd& cmd,
+                                           std::int32_t& result) {
+    if (::write(s32CmdPipe[1], &cmd, sizeof(cmd)) != static_cast<ssize_t>(sizeof(cmd))) {
+        ZEL_FC_LOGE("write fc control command fail");
+        return -EIO;
+    }
+    const int status = await_result(poller, cmd.u32Cmd, result);
+    if (status < 0) {
+        ++u32OverdueResults;
+    }
+    return status;
+}
+
+int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std::int32_t& result) {
+    using clock = std::chrono::steady_clock;
+    const auto end = clock::now() + std::chrono::milliseconds(s32CmdTimeoutMs);
+    while (true) {
+        const int ready = poller.wait();
+        if (ready < 0) {
+            ZEL_FC_LOGE("epoll wait fail %d", ready);
+            return -EIO;
+        }
+        if (ready == 0) {
+            ZEL_FC_LOGE("wait command %d result timeout", static_cast<int>(cmd));
+            return -ETIME;
+        }
+        if (poller.event(0).data.fd != s32ResultPipe[0]) {
+            return 0;
+        }
+        bool skipped = false;
+        ssize_t size = 0;
+        do {
+            size = ::read(s32ResultPipe[0], &result, sizeof(result));
+            skipped = size == static_cast<ssize_t>(sizeof(result)) && u32OverdueResults > 0;
+            u32OverdueResults -= skipped ? 1 : 0;
+        } while (skipped);
+        if (size == static_cast<ssize_t>(sizeof(result))) {
+            return 0;
+        }
+        if (size >= 0 || errno != EAGAIN) {
+            ZEL_FC_LOGE("read command %d result size %d incorrect %d errno %d",
+                        static_cast<int>(cmd), static_cast<int>(size),
+                        static_cast<int>(sizeof(result)), errno);
+            return -EIO;
+        }
+        // Only overdue results were there: ours is still to come.
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock::now()).count();
+        poller.set_timeout(left > 0 ? static_cast<int>(left) : 0);
+    }
+}
+
+int zel_format_converter::process_command() {
+    ctl_cmd cmd{};
+    std::int32_t result = -EIO;
+    if (::read(s32CmdPipe[0], &cmd, sizeof(cmd)) != static_cast<ssize_t>(sizeof(cmd))) {
+        ZEL_FC_LOGE("read command size fail errno(%d)", errno);
+    } else {
+        ZEL_FC_LOGI("process %d", static_cast<int>(cmd.u32Cmd));
+        result = execute_command(cmd);
+    }
+    if (::write(s32ResultPipe[1], &result, sizeof(result)) < static_cast<ssize_t>(sizeof(result))) {
+        ZEL_FC_LOGE("write fc control fd(%d) result fail errno(%d)", s32ResultPipe[1], errno);
+    }
+    return 0;
+}
+
+int zel_format_converter::execute_command(const ctl_cmd& cmd) {
+    switch (cmd.u32Cmd) {
+        case FC_CLOSE:
+        case FC_EXIT:
+            clean_fc_resource();
+            eFCStatus = static_cast<std::int32_t>(cmd.u32Cmd);
+            return 0;
+        case FC_OPEN:
+            return open_stream(cmd);
+        case FC_START:
+            if (eFCStatus != FC_OPEN) {
+                ZEL_FC_LOGE("error to start fc thread before open");
+                return -EINVAL;
+            }
+            ZEL_FC_LOGI("start fc thread");
+            eFCStatus = FC_START;
+            return 0;
+        case 4:
+            ZEL_FC_LOGE("unexpected behavior eFCStatuS %d received %d", eFCStatus,
+                        static_cast<int>(cmd.u32Cmd));
+            return -EINVAL;
+        default:
+            return -EINVAL;
+    }
+}
+
+int zel_format_converter::open_stream(const ctl_cmd& cmd) {
+    if (eFCStatus != FC_CLOSE) {
+        ZEL_FC_LOGE("unexpected behavior eFCStatuS %d received %d", eFCStatus,
+                    static_cast<int>(cmd.u32Cmd));
+        return -EINVAL;
+    }
+    int status = 0;
+    try {
+        status = build_stream(cmd);
+    } catch (const std::bad_alloc& exception) {
+        ZEL_FC_LOGE("open stream exception %s", exception.what());
+        status = -ENOMEM;
+    }
+    if (status != 0) {
+        clean_fc_resource();
+        return status;
+    }
+    eFCStatus = FC_OPEN;
+    return 0;
+}
+
+int zel_format_converter::build_stream(const ctl_cmd& cmd) {
+    u32Flags = cmd.u32Flags;
+    pcm_config config{};
+    config.channels = cmd.stConfig.channels;
+    config.rate = cmd.stConfig.rate;
+    config.period_size = cmd.stConfig.period_size;
+    config.period_count = cmd.stConfig.period_count;
+    config.format = static_cast<pcm_format>(cmd.stConfig.format);
+    config.start_threshold = cmd.stConfig.start_threshold;
+    config.stop_threshold = cmd.stConfig.stop_threshold;
+    config.silence_threshold = cmd.stConfig.silence_threshold;
+    try {
+        pstOutInfo = std::make_unique<zel_fc_pcm_info>(kBlockMs, &config);
+    } catch (const std::bad_alloc& exception) {
+        ZEL_FC_LOGE("zel_fc_pcm_info exception %s", exception.what());
+        return -ENOMEM;
+    }
+    if (subscribe_mixer_device() != 0) {
+        ZEL_FC_LOGE("subscribe mixer device fail");
+        return -1;
+    }
+    get_loopback_source();
+    int status = open_pcm_device();
+    if (status != 0) {
+        ZEL_FC_LOGE("open pcm device fail");
+        return status;
+    }
+    status = init_fc_submodule();
+    if (status != 0) {
+        ZEL_FC_LOGE("init format converter sub module fail");
+        return status;
+    }
+    if (!pstRingBuf) {
+        auto ring = std::make_shared<zel_ring_buf>(&pstOutInfo->stPcmConfig, int{kBlockMs});
+        if (!ring->has_storage()) {
+            ZEL_FC_LOGE("allocate ring buffer fail");
+            return -ENOMEM;
+        }
+        const std::lock_guard lock(mRingLock);
+        pstRingBuf = std::move(ring);
+    }
+    return 0;
+}

@@ -1,0 +1,114 @@
+// The worker thread "FC routine": sleeps until a command arrives and, while the stream is started,
+// captures, converts and stores one 32 ms block after the other. The blocking read of the capture
+// device sets the pace.
+
+#include <pthread.h>
+#include <sys/ioctl.h>
+
+#include "zel_fc_log.h"
+#include "zel_format_converter.h"
+
+namespace {
+
+/// What the worker waits for before its next look at the status, in milliseconds.
+int poll_timeout(std::int32_t status, unsigned int failed_reads) {
+    if (status != FC_START) {
+        return -1;
+    }
+    // A card that fails again and again must not spin the CPU: from the second failure in a row
+    // the worker waits one block, for commands.
+    return failed_reads >= 2 ? static_cast<int>(zel_format_converter::kBlockMs) : 0;
+}
+
+}  // namespace
+
+void* zel_format_converter::routine() {
+    ZEL_FC_LOGI("+");
+    pthread_setname_np(pthread_self(), "FC routine");
+    zel_epoll poller;
+    timespec ts{};
+    unsigned int failed_reads = 0;
+
+    bool running = false;
+    if (poller.init() < 0) {
+        ZEL_FC_LOGE("epoll init fail");
+    } else if (poller.set_timeout(-1) < 0) {
+        ZEL_FC_LOGE("epoll set timeout fail");
+    } else if (s32CmdPipe[0] <= 0 || poller.add(s32CmdPipe[0]) < 0) {
+        ZEL_FC_LOGE("epoll add fd(%d) timeout fail", s32CmdPipe[0]);
+    } else {
+        running = true;
+    }
+    while (running) {
+        const int ready = poller.wait();
+        if (static_cast<unsigned int>(ready) > zel_epoll::kEventSlots) {
+            ZEL_FC_LOGE("ezpoll_wait returen invalid value %d.", ready);
+            break;
+        }
+        handle_commands(poller, ready);
+        if (eFCStatus == FC_CLOSE) {
+            ZEL_FC_LOGI("fc routine idle");
+        } else if (eFCStatus == FC_START) {
+            run_capture_cycle(&ts, &failed_reads);
+        } else if (eFCStatus == FC_EXIT) {
+            ZEL_FC_LOGI("fc routine terminate");
+            break;
+        } else if (eFCStatus != FC_OPEN) {
+            ZEL_FC_LOGE("Unknown command fc %d", eFCStatus);
+            break;
+        }
+        if (eFCStatus != FC_START) {
+            failed_reads = 0;
+        }
+        if (poller.set_timeout(poll_timeout(eFCStatus, failed_reads)) < 0) {
+            ZEL_FC_LOGE("epoll set timeout fail");
+            break;
+        }
+    }
+
+    ZEL_FC_LOGI("-");
+    if (poller.deinit() < 0) {
+        ZEL_FC_LOGE("epoll deinit fail");
+    }
+    clean_fc_resource();
+    return nullptr;
+}
+
+void zel_format_converter::handle_commands(const zel_epoll& poller, int ready) {
+    for (int i = 0; i < ready; ++i) {
+        if ((poller.event(i).events & EPOLLIN) != 0 && poller.event(i).data.fd == s32CmdPipe[0]) {
+            // The poller reports an arrival once. Commands that piled up behind a long read must
+            // all be taken now, or each would be answered one command too late for ever after.
+            do {
+                process_command();
+            } while (eFCStatus != FC_EXIT && command_waiting());
+        }
+    }
+}
+
+bool zel_format_converter::command_waiting() const {
+    int bytes = 0;
+    return ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 && bytes > 0;
+}
+
+void zel_format_converter::run_capture_cycle(timespec* ts, unsigned int* failed_reads) {
+    if (check_mixer_event() != 0) {
+        ZEL_FC_LOGE("check mixer event fail");
+        return;
+    }
+    if (read_pcm_device(ts) != 0) {
+        ZEL_FC_LOGE("read pcm device fail");
+        ++*failed_reads;
+        return;
+    }
+    *failed_reads = 0;
+    if (process_fc() != 0) {
+        ZEL_FC_LOGE("process_fc format converter fail");
+        return;
+    }
+    if (pstRingBuf->write(pstOutInfo->pu8Buf.get(), pstOutInfo->u32BufSize, ts) != 0) {
+        ZEL_FC_LOGE("write to ring buffer fail");
+        return;
+    }
+    notify_event();
+}

@@ -1,0 +1,169 @@
+// What moves samples and positions between the converter and a client of the virtual capture
+// stream. Runs on client threads.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+
+#include "zel_fc_log.h"
+#include "zel_format_converter_pcm_plugin.h"
+#include "zel_pcm_handle.h"
+#include "zel_plugin_status.h"
+
+namespace zel_format_converter_pcm_plugin {
+
+namespace {
+
+constexpr useconds_t kWaitUs = 32'000;
+constexpr std::chrono::seconds kReadTimeout{10};
+// A ring buffer is smaller by far; keeps one request within the converter's counts.
+constexpr std::uint64_t kMaxRequestBytes = 1U << 30;
+
+std::size_t frame_bytes(const pcm_config& config) {
+    return std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels;
+}
+
+int read_converter(std::uint8_t* to, std::uint64_t bytes) {
+    return zel_guarded([=] {
+        return zel_format_converter::getInstance().read(
+            to, static_cast<unsigned int>(std::min(bytes, kMaxRequestBytes)));
+    });
+}
+
+/// Fills the client's buffer, sleeping whenever the ring buffer is empty.
+int read_all(std::uint8_t* to, std::uint64_t bytes) {
+    auto last_data = std::chrono::steady_clock::now();
+    while (bytes > 0) {
+        const int got = read_converter(to, bytes);
+        if (got < 0) {
+            ZEL_FC_LOGE("read error");
+            return got;
+        }
+        if (got > 0) {
+            to += got;
+            bytes -= static_cast<std::uint64_t>(got);
+            last_data = std::chrono::steady_clock::now();
+            continue;
+        }
+        if (std::chrono::steady_clock::now() - last_data >= kReadTimeout) {
+            ZEL_FC_LOGE("read timeout, no data for %d s", static_cast<int>(kReadTimeout.count()));
+            return -EIO;
+        }
+        if (usleep(kWaitUs) != 0) {
+            ZEL_FC_LOGE("usleep fail!!");
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int start(pcm_plugin* plugin) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr || plugin->priv == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else {
+        auto* handle = static_cast<zel_pcm_handle*>(plugin->priv);
+        if (handle->bStarted) {
+            status = 0;
+        } else {
+            status = zel_guarded([] { return zel_format_converter::getInstance().start(); });
+            handle->bStarted = status == 0;
+        }
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int readi_frames(pcm_plugin* plugin, snd_xferi* xferi) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr || plugin->priv == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (xferi == nullptr) {
+        ZEL_FC_LOGE("invalid SndXferi!!");
+    } else if (xferi->buf == nullptr) {
+        ZEL_FC_LOGE("invalid SndXferi buf!!");
+    } else {
+        auto* handle = static_cast<zel_pcm_handle*>(plugin->priv);
+        const std::size_t frame = frame_bytes(handle->stConfig);
+        const std::uint64_t wanted = std::uint64_t{xferi->frames} * frame;
+        auto* to = static_cast<std::uint8_t*>(xferi->buf);
+        xferi->result = 0;
+        // No client of tinyalsa starts a capture stream; the kernel does it on the first read.
+        status = handle->bOpened && !handle->bStarted && wanted > 0 ? start(plugin) : 0;
+        if (!handle->bOpened) {
+            ZEL_FC_LOGE("read error");
+            status = -EINVAL;
+        } else if (status != 0) {
+            ZEL_FC_LOGE("read error");
+        } else if ((plugin->mode & static_cast<int>(PCM_NONBLOCK)) != 0) {
+            const int got = read_converter(to, wanted);
+            if (got < 0) {
+                ZEL_FC_LOGE("read error");
+                status = got;
+            } else {
+                xferi->result =
+                    static_cast<snd_pcm_sframes_t>(static_cast<std::size_t>(got) / frame);
+            }
+        } else {
+            status = read_all(to, wanted);
+            if (status == 0) {
+                xferi->result = static_cast<snd_pcm_sframes_t>(xferi->frames);
+            }
+        }
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int writei_frames(pcm_plugin* plugin, snd_xferi* xferi) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (xferi == nullptr) {
+        ZEL_FC_LOGE("pstSndXferi is nullptr!!");
+    } else if (xferi->buf == nullptr) {
+        ZEL_FC_LOGE("invalid SndXferi buf!!");
+    } else {
+        ZEL_FC_LOGW("not supported");
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int sync_ptr(pcm_plugin* plugin, snd_pcm_sync_ptr* sync) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    timespec timestamp{};
+    std::uint32_t avail_frames = 0;
+    const auto get = [](property_e property, void* data) {
+        return zel_guarded([=] { return zel_format_converter::getInstance().get(property, data); });
+    };
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (sync == nullptr) {
+        ZEL_FC_LOGE("invalid SyncPtr!!");
+    } else if (get(PROP_TIMESTAMP, &timestamp) != 0) {
+        ZEL_FC_LOGE("format converter get timestamp fail.");
+        status = -1;
+    } else if (get(PROP_AVAIL_FRAMES, &avail_frames) != 0) {
+        ZEL_FC_LOGE("format converter get available frame fail.");
+        status = -1;
+    } else {
+        auto& reported = sync->s.status;
+        reported.tstamp.tv_sec = timestamp.tv_sec;
+        reported.tstamp.tv_nsec = timestamp.tv_nsec;
+        reported.hw_ptr = sync->c.control.appl_ptr + avail_frames;
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+}  // namespace zel_format_converter_pcm_plugin

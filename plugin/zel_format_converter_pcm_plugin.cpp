@@ -1,0 +1,304 @@
+// Life of a handle of the virtual capture stream: open, parameters, start, close, and the
+// operations that capture does not need. Runs on client threads.
+
+#include "zel_format_converter_pcm_plugin.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "zel_fc_log.h"
+#include "zel_pcm_handle.h"
+#include "zel_plugin_status.h"
+
+namespace zel_format_converter_pcm_plugin {
+
+namespace {
+
+constexpr unsigned int kCard = 70;
+constexpr unsigned int kDevice = 70;
+constexpr unsigned int kMaxChannels = 8;
+
+constexpr pcm_plugin_hw_constraints kConstraints = [] {
+    pcm_plugin_hw_constraints limits{};
+    limits.access = 3;
+    limits.format = (1U << SNDRV_PCM_FORMAT_S16_LE) | (1U << SNDRV_PCM_FORMAT_S32_LE);
+    limits.bit_width.min = 16;
+    limits.bit_width.max = 32;
+    limits.channels.min = 1;
+    limits.channels.max = kMaxChannels;
+    limits.rate.min = 16000;
+    limits.rate.max = 48000;
+    limits.periods.min = 1;
+    limits.periods.max = 128;
+    limits.period_bytes.min = 256;
+    limits.period_bytes.max = 4096;
+    return limits;
+}();
+
+/// The record that tinyalsa sees and what hangs on it, in one allocation.
+struct handle_record {
+    pcm_plugin stPlugin{};
+    pcm_plugin_hw_constraints stConstraints = kConstraints;
+    zel_pcm_handle stHandle;
+};
+
+// The handle whose hw_params opened the converter's stream. tinyalsa closes handles that never got
+// that far (a refused second client, a look at the limits): those must leave the stream alone. The
+// lock makes opening or closing the stream and noting its owner one step; reads never take it.
+std::mutex g_owner_lock;
+pcm_plugin* g_owner = nullptr;
+
+zel_pcm_handle* handle_of(pcm_plugin* plugin) {
+    return static_cast<zel_pcm_handle*>(plugin->priv);
+}
+
+std::uint32_t interval_min(const snd_pcm_hw_params& params, int interval) {
+    return params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL].min;
+}
+
+/// The width decides; but tinyalsa always names 16 bits there and keeps what the client asked for
+/// in the format mask only, so a mask that names just one of our formats has the last word.
+void take_format(const snd_pcm_hw_params& params, pcm_config* config) {
+    const std::uint32_t bits = interval_min(params, SNDRV_PCM_HW_PARAM_SAMPLE_BITS);
+    if (bits == 32) {
+        config->format = PCM_FORMAT_S32_LE;
+    } else if (bits == 16) {
+        config->format = PCM_FORMAT_S16_LE;
+    }
+    const std::uint32_t mask =
+        params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0];
+    const bool s16 = (mask & (1U << SNDRV_PCM_FORMAT_S16_LE)) != 0;
+    const bool s32 = (mask & (1U << SNDRV_PCM_FORMAT_S32_LE)) != 0;
+    if (s16 != s32) {
+        config->format = s32 ? PCM_FORMAT_S32_LE : PCM_FORMAT_S16_LE;
+    }
+}
+
+void take_params(const snd_pcm_hw_params& params, pcm_config* config) {
+    config->channels = interval_min(params, SNDRV_PCM_HW_PARAM_CHANNELS);
+    config->rate = interval_min(params, SNDRV_PCM_HW_PARAM_RATE);
+    config->period_size = interval_min(params, SNDRV_PCM_HW_PARAM_PERIOD_SIZE);
+    config->period_count = interval_min(params, SNDRV_PCM_HW_PARAM_PERIODS);
+    take_format(params, config);
+}
+
+int open_converter(pcm_plugin* plugin, zel_pcm_handle* handle) {
+    const std::lock_guard lock(g_owner_lock);
+    const int status = zel_format_converter::getInstance().open(
+        &handle->stConfig, static_cast<unsigned int>(plugin->mode));
+    if (status == 0) {
+        handle->bOpened = true;
+        handle->bStarted = false;
+        g_owner = plugin;
+    }
+    return status;
+}
+
+int close_converter(pcm_plugin* plugin) {
+    const std::lock_guard lock(g_owner_lock);
+    if (g_owner != nullptr && g_owner != plugin) {
+        return 0;
+    }
+    const int status = zel_format_converter::getInstance().close();
+    if (status == 0) {
+        g_owner = nullptr;
+    }
+    return status;
+}
+
+}  // namespace
+
+int open(pcm_plugin** plugin, unsigned int card, unsigned int device, unsigned int flags) {
+    ZEL_FC_LOGT("+");
+    ZEL_FC_LOGT("card=%d, device=%d flags=0x%x", static_cast<int>(card), static_cast<int>(device),
+                flags);
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("invalid plugin");
+    } else if ((flags & PCM_IN) == 0) {
+        ZEL_FC_LOGE("invaild flag type %x!!", flags);
+    } else if (card != kCard || device != kDevice) {
+        ZEL_FC_LOGE("invaild card(%d) or device(%d)!!", static_cast<int>(card),
+                    static_cast<int>(device));
+    } else if (auto* record = new (std::nothrow) handle_record; record == nullptr) {
+        ZEL_FC_LOGE("no memory for the plugin record");
+        status = -ENOMEM;
+    } else {
+        record->stPlugin.card = kCard;
+        record->stPlugin.device = kDevice;
+        record->stPlugin.constraints = &record->stConstraints;
+        record->stPlugin.mode = static_cast<int>(flags);
+        record->stPlugin.priv = &record->stHandle;
+        *plugin = &record->stPlugin;
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int close(pcm_plugin* plugin) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (status = zel_guarded([=] { return close_converter(plugin); }); status != 0) {
+        ZEL_FC_LOGE("format converter close fail.");
+    } else {
+        delete reinterpret_cast<handle_record*>(plugin);
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (plugin->priv == nullptr) {
+        ZEL_FC_LOGE("priv invalid!!");
+    } else if (params == nullptr) {
+        ZEL_FC_LOGE("invalid parameter!!");
+    } else {
+        zel_pcm_handle* handle = handle_of(plugin);
+        const pcm_config before = handle->stConfig;
+        take_params(*params, &handle->stConfig);
+        const unsigned int channels = handle->stConfig.channels;
+        if (channels == 0 || channels > kMaxChannels) {
+            ZEL_FC_LOGE("channel num %d out of limit %d", static_cast<int>(channels),
+                        static_cast<int>(kMaxChannels));
+        } else if (status = zel_guarded([=] { return open_converter(plugin, handle); });
+                   status != 0) {
+            ZEL_FC_LOGE("format converter open fail.");
+        }
+        if (status != 0 && handle->bOpened) {
+            // The stream that this handle has goes on, in the format it was opened with.
+            handle->stConfig = before;
+        }
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int sw_params(pcm_plugin* plugin, snd_pcm_sw_params* params) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (params == nullptr) {
+        ZEL_FC_LOGE("invalid sw param!!");
+    } else {
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int ttstamp(pcm_plugin* plugin, int* tstamp) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (tstamp == nullptr) {
+        ZEL_FC_LOGE("pTstamp is nullptr!!");
+    } else {
+        ZEL_FC_LOGW("not supported");
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int prepare(pcm_plugin* plugin) {
+    ZEL_FC_LOGT("+");
+    int status = 0;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+        status = -EINVAL;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int drain(pcm_plugin* plugin) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else {
+        ZEL_FC_LOGW("not supported");
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int drop(pcm_plugin* plugin) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else {
+        ZEL_FC_LOGW("not supported");
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int ioctl(pcm_plugin* plugin, int /*cmd*/, void* arg) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (arg == nullptr) {
+        ZEL_FC_LOGE("arg is nullptr!!");
+    } else {
+        ZEL_FC_LOGW("not supported");
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+void* map(pcm_plugin* /*plugin*/, void* /*addr*/, size_t /*length*/, int /*prot*/, int /*flags*/,
+          off_t /*offset*/) {
+    ZEL_FC_LOGT("+");
+    ZEL_FC_LOGW("not supported");
+    ZEL_FC_LOGT("-");
+    errno = EOPNOTSUPP;
+    return reinterpret_cast<void*>(std::intptr_t{-1});
+}
+
+int munmap(pcm_plugin* plugin, void* addr, size_t /*length*/) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (addr == nullptr) {
+        ZEL_FC_LOGE("pAddr is nullptr!!");
+    } else {
+        ZEL_FC_LOGW("not supported");
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+int poll(pcm_plugin* plugin, pollfd* pfd, nfds_t /*count*/, int /*timeout*/) {
+    ZEL_FC_LOGT("+");
+    int status = -EINVAL;
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (pfd == nullptr) {
+        ZEL_FC_LOGE("pfd is nullptr!!");
+    } else {
+        ZEL_FC_LOGW("not supported");
+        status = 0;
+    }
+    ZEL_FC_LOGT("-");
+    return zel_with_errno(status);
+}
+
+}  // namespace zel_format_converter_pcm_plugin
