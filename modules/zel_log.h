@@ -5,6 +5,6 @@
 /// Writes one message to the Android log, led by the calling function's name and line.
 /// Any thread. `prio` is an android_LogPriority, `tag` may be null (the log's default tag), `fmt` a
 /// string literal; a message is at most about 1000 characters long, the log cuts longer ones.
-#define ZEL_LOG_PRINT(prio, tag, fmt, ...)                                                   \
-    static_cast<void>(__android_log_print((prio), (tag), "%-20s:%04d " fmt, __func__, __LINE__ \
-                                              __VA_OPT__(, ) __VA_ARGS__))
+#define ZEL_LOG_PRINT(prio, tag, fmt, ...)                                            \
+    static_cast<void>(__android_log_print((prio), (tag), "%-20s:%04d " fmt, __func__, \
+                                          __LINE__ __VA_OPT__(, ) __VA_ARGS__))

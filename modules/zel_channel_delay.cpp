@@ -1,0 +1,185 @@
+#include "zel_channel_delay.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <numeric>
+#include <utility>
+
+#include "zel_log.h"
+
+namespace {
+constexpr const char* kTag = "zel_channel_delay";
+}
+
+int zel_channel_delay_buffer::create(unsigned int delay_ms, const pcm_config* config) {
+    if (config == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "invalid parameter");
+        return -ENOMEM;
+    }
+    const std::uint32_t frames = delay_ms * config->rate / 1000;
+    const std::uint32_t bytes = frames * (pcm_format_to_bits(config->format) / 8);
+    pu8Buf.reset(new (std::nothrow) std::uint8_t[bytes]());
+    if (!pu8Buf) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for a delay of %d ms",
+                      static_cast<int>(delay_ms));
+        return -ENOMEM;
+    }
+    u32DelayFrames = frames;
+    u32BufSize = bytes;
+    pu8Read = pu8Buf.get();
+    pu8Write = pu8Buf.get();
+    return 0;
+}
+
+int zel_channel_delay_buffer::read(unsigned char* dst, unsigned int n) {
+    const auto to_end = static_cast<unsigned int>(pu8Buf.get() + u32BufSize - pu8Read);
+    const unsigned int first = std::min(n, to_end);
+    std::memcpy(dst, pu8Read, first);
+    pu8Read += first;
+    if (n > first) {
+        std::memcpy(dst + first, pu8Buf.get(), n - first);
+        pu8Read = pu8Buf.get() + (n - first);
+    }
+    return 0;
+}
+
+int zel_channel_delay_buffer::write(const unsigned char* src, unsigned int n) {
+    const auto to_end = static_cast<unsigned int>(pu8Buf.get() + u32BufSize - pu8Write);
+    const unsigned int first = std::min(n, to_end);
+    std::memcpy(pu8Write, src, first);
+    pu8Write += first;
+    if (n > first) {
+        std::memcpy(pu8Buf.get(), src + first, n - first);
+        pu8Write = pu8Buf.get() + (n - first);
+    }
+    return 0;
+}
+
+zel_channel_delay::zel_channel_delay()
+    : strEnableKey("DelayCoefficientEnable"),
+      strBodyKey("ChannelDelayMilliseconds"),
+      strInChannelKey("InputChannel"),
+      strParamKey("Parameters") {}
+
+int zel_channel_delay::init(std::string path, const pcm_config* config) {
+    if (config == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "pointer of pcm configs is invalid");
+        return -EINVAL;
+    }
+    unsigned int* delays_ms = nullptr;
+    int status = create_delay_coefficient(std::move(path), &delays_ms, config);
+    if (status != 0) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
+        return status == -ENOMEM ? -ENOMEM : -EINVAL;
+    }
+    if (std::accumulate(delays_ms, delays_ms + config->channels, 0U) == 0) {
+        bBypass = true;
+        ZEL_LOG_PRINT(ANDROID_LOG_DEBUG, kTag, "delay module bypass mode enable");
+    } else {
+        status = init_lines(delays_ms, config);
+    }
+    destroy_delay_coefficient(&delays_ms);
+    return status;
+}
+
+int zel_channel_delay::init_lines(const unsigned int* delays_ms, const pcm_config* config) {
+    bBypass = false;
+    u32SampleBytes = pcm_format_to_bits(config->format) / 8;
+    u32FrameBytes = config->channels * u32SampleBytes;
+    const int status = create_delay_buffer(&pstDelayBuf, delays_ms, config);
+    if (status != 0) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
+        destroy_delay_buffer(&pstDelayBuf, config->channels);
+        return status;
+    }
+    stConfig = *config;
+    return 0;
+}
+
+int zel_channel_delay::create_delay_buffer(zel_channel_delay_buffer** lines,
+                                           const unsigned int* delays_ms,
+                                           const pcm_config* config) {
+    if (config == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "pcm config : %p is invalid",
+                      static_cast<const void*>(config));
+        return -EINVAL;
+    }
+    if (*lines != nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay buffer alredy exist");
+        destroy_delay_buffer(lines, stConfig.channels);
+        return -EINVAL;
+    }
+    *lines = new (std::nothrow) zel_channel_delay_buffer[config->channels];
+    if (*lines == nullptr) {
+        return -ENOMEM;
+    }
+    for (unsigned int c = 0; c < config->channels; ++c) {
+        const int status = (*lines)[c].create(delays_ms[c], config);
+        if (status != 0) {
+            return status;
+        }
+    }
+    return 0;
+}
+
+int zel_channel_delay::destroy_delay_buffer(zel_channel_delay_buffer** lines,
+                                            unsigned int /*count*/) {
+    delete[] * lines;
+    *lines = nullptr;
+    return 0;
+}
+
+int zel_channel_delay::process(const void* in, void* out, int size) {
+    if (in == nullptr || out == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "buffer is invalid in = %p, out = %p", in, out);
+        return -EINVAL;
+    }
+    const auto bytes = static_cast<std::uint32_t>(std::max(size, 0));
+    if (bBypass) {
+        std::memcpy(out, in, bytes);
+        return 0;
+    }
+    if (pstDelayBuf == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay buffer is invalid");
+        return -EINVAL;
+    }
+    if (u32FrameBytes == 0) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "frame size is 0");
+        return -EINVAL;
+    }
+    if (size < 0 || bytes % u32FrameBytes != 0) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
+                      "input buffer size is not the multiple of frame size");
+        return -EINVAL;
+    }
+    for (std::size_t c = 0; c < stConfig.channels; ++c) {
+        delay_channel(static_cast<const unsigned char*>(in) + c * u32SampleBytes,
+                      static_cast<unsigned char*>(out) + c * u32SampleBytes, bytes / u32FrameBytes,
+                      &pstDelayBuf[c]);
+    }
+    return 0;
+}
+
+/// The line gives the block's first frames, the block's own beginning follows, and its end fills
+/// the line. `in` and `out` point at the channel's sample of the block's first frame.
+void zel_channel_delay::delay_channel(const unsigned char* in, unsigned char* out,
+                                      std::uint32_t frames, zel_channel_delay_buffer* line) {
+    const std::size_t step = u32FrameBytes;
+    const std::uint32_t from_line = std::min(frames, line->delay_frames());
+    for (std::size_t f = 0; f < from_line; ++f) {
+        line->read(out + f * step, u32SampleBytes);
+    }
+    for (std::size_t f = from_line; f < frames; ++f) {
+        std::memcpy(out + f * step, in + (f - from_line) * step, u32SampleBytes);
+    }
+    for (std::size_t f = frames - from_line; f < frames; ++f) {
+        line->write(in + f * step, u32SampleBytes);
+    }
+}
+
+int zel_channel_delay::deinit() {
+    destroy_delay_buffer(&pstDelayBuf, stConfig.channels);
+    return 0;
+}

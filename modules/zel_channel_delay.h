@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cjson/cJSON.h>
+#include <tinyalsa/pcm.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+/// One channel's delay line: its storage holds exactly the delay's samples. Positions may rest at
+/// the storage's end and go on at its start. Moves whole samples only.
+class zel_channel_delay_buffer {
+  public:
+    /// Sizes and clears the line for `delay_ms` at the configuration's rate and width:
+    /// frames = delay_ms * rate / 1000, truncated. 0, or -12 without a configuration or memory.
+    int create(unsigned int delay_ms, const pcm_config* config);
+    /// Takes the oldest `n` bytes / stores `n` bytes; `n` is at most the storage's size. Always 0.
+    int read(unsigned char* dst, unsigned int n);
+    int write(const unsigned char* src, unsigned int n);
+
+    std::uint32_t delay_frames() const { return u32DelayFrames; }
+
+  private:
+    friend struct zel_channel_delay_access;
+
+    std::uint32_t u32DelayFrames = 0;
+    std::unique_ptr<std::uint8_t[]> pu8Buf;
+    std::uint32_t u32BufSize = 0;  ///< bytes
+    std::uint8_t* pu8Read = nullptr;
+    std::uint8_t* pu8Write = nullptr;
+};
+
+/// Delays each channel of an interleaved stream by its own time, counted from the last init; frames
+/// before the first input are zero. All delays zero is bypass: a copy. No lock: one thread at a
+/// time.
+class zel_channel_delay {
+  public:
+    /// Longest delay of a channel in milliseconds; a file that asks for more is unusable.
+    static constexpr unsigned int kMaxDelayMs = 10'000;
+
+    zel_channel_delay();
+    zel_channel_delay(const zel_channel_delay&) = delete;
+    zel_channel_delay& operator=(const zel_channel_delay&) = delete;
+
+    /// Takes the delays for this stream from the file at `path`; one that does not fit means
+    /// bypass. Call after deinit only. 0, -22, or -12.
+    int init(std::string path, const pcm_config* config);
+    /// Delays one block of `size` bytes; `in` and `out` are different blocks of that size. 0, or
+    /// -22 with nothing written. Real-time.
+    int process(const void* in, void* out, int size);
+    /// Releases the delay lines. Always 0.
+    int deinit();
+
+  private:
+    friend struct zel_channel_delay_access;
+
+    std::unique_ptr<char[]> get_cofficient_content(const char* path);
+    int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params);
+    int load_coefficient(std::string path, unsigned int* const* table, unsigned int channels);
+    bool fill_table(const cJSON* params, unsigned int* table);
+    int create_delay_coefficient(std::string path, unsigned int** table, const pcm_config* config);
+    int destroy_delay_coefficient(unsigned int** table);
+
+    int create_delay_buffer(zel_channel_delay_buffer** lines, const unsigned int* delays_ms,
+                            const pcm_config* config);
+    int destroy_delay_buffer(zel_channel_delay_buffer** lines, unsigned int count);
+    int init_lines(const unsigned int* delays_ms, const pcm_config* config);
+    void delay_channel(const unsigned char* in, unsigned char* out, std::uint32_t frames,
+                       zel_channel_delay_buffer* line);
+
+    std::string strEnableKey;
+    std::string strBodyKey;
+    std::string strInChannelKey;
+    std::string strParamKey;
+    pcm_config stConfig{};
+    std::uint32_t u32SampleBytes = 0;
+    std::uint32_t u32FrameBytes = 0;
+    zel_channel_delay_buffer* pstDelayBuf = nullptr;  ///< owned; one line per channel
+    bool bBypass = false;
+
+  public:
+    ~zel_channel_delay() { deinit(); }
+};

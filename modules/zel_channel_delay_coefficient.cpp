@@ -1,0 +1,141 @@
+// The delay stage's coefficient file: the delays for a channel count, all zero when it has none
+// that can be used. Runs on the worker, once per init.
+
+#include <cerrno>
+#include <cstdint>
+#include <new>
+#include <utility>
+
+#include "zel_channel_delay.h"
+#include "zel_coefficient_log.h"
+#include "zel_json.h"
+
+namespace {
+constexpr const char* kTag = "zel_channel_delay";
+}
+
+std::unique_ptr<char[]> zel_channel_delay::get_cofficient_content(const char* path) {
+    zel_text_file file = zel_read_text_file(path);
+    ZEL_LOG_TEXT_FILE(kTag, file);
+    return std::move(file.text);
+}
+
+int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channels,
+                                          cJSON** params) {
+    const auto count = static_cast<int>(channels);
+    const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());
+    if (body == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient body found");
+        return -EINVAL;
+    }
+    const int entries = cJSON_GetArraySize(body);
+    for (int i = 0; i < entries; ++i) {
+        const cJSON* entry = cJSON_GetArrayItem(body, i);
+        if (entry == nullptr) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array index(%d) fail", i);
+            return -EINVAL;
+        }
+        const cJSON* entry_channels = cJSON_GetObjectItem(entry, strInChannelKey.c_str());
+        if (!cJSON_IsNumber(entry_channels)) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
+                          "get delay body array input channel element fail");
+            return -EINVAL;
+        }
+        if (!zel_json_integer_part_is(entry_channels, channels)) {
+            continue;
+        }
+        *params = cJSON_GetObjectItem(entry, strParamKey.c_str());
+        const int delays = *params == nullptr ? 0 : cJSON_GetArraySize(*params);
+        if (delays != count) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d channel delay array size incorrect %d",
+                          count, delays);
+            return -EINVAL;
+        }
+        return 0;
+    }
+    ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d channel delay coefficient not found", count);
+    return -EINVAL;
+}
+
+int zel_channel_delay::load_coefficient(std::string path, unsigned int* const* table,
+                                        unsigned int channels) {
+    ZEL_LOG_PRINT(ANDROID_LOG_DEBUG, kTag, "load coefficient %s", path.c_str());
+    const auto count = static_cast<int>(channels);
+    const std::unique_ptr<char[]> text =
+        path.empty() ? nullptr : get_cofficient_content(path.c_str());
+    const zel_json_document root(text ? cJSON_Parse(text.get()) : nullptr, cJSON_Delete);
+    const cJSON* enable = cJSON_GetObjectItem(root.get(), strEnableKey.c_str());
+    cJSON* params = nullptr;
+    if (path.empty()) {
+        ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "input file size is empty");
+    } else if (!text) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "open delay coefficient file %s fail", path.c_str());
+    } else if (!root) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient file %s parsing fail",
+                      path.c_str());
+        const char* position = cJSON_GetErrorPtr();
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]",
+                      position != nullptr ? position : "");
+    } else if (enable == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient found");
+    } else if (!cJSON_IsTrue(enable)) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient is disabled");
+    } else if (search_coefficient(root.get(), channels, &params) != 0) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "search %d channel delay coefficient fail", count);
+    } else if (fill_table(params, *table)) {
+        return 0;
+    }
+    ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag,
+                  "load %d channel delay coefficient fail use default matrix", count);
+    for (unsigned int c = 0; c < channels; ++c) {
+        (*table)[c] = 0;
+    }
+    return -EINVAL;
+}
+
+bool zel_channel_delay::fill_table(const cJSON* params, unsigned int* table) {
+    std::size_t k = 0;
+    const cJSON* element = nullptr;
+    cJSON_ArrayForEach(element, params) {
+        if (!cJSON_IsNumber(element)) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array value fail");
+            return false;
+        }
+        const double ms = std::trunc(element->valuedouble);
+        // Written so that a value that is not a number fails, too.
+        if (!(ms >= 0 && ms <= kMaxDelayMs)) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
+                          "delay %g ms of channel %d is not between 0 and %d", element->valuedouble,
+                          static_cast<int>(k), static_cast<int>(kMaxDelayMs));
+            return false;
+        }
+        table[k++] = static_cast<unsigned int>(ms);
+    }
+    return true;
+}
+
+int zel_channel_delay::create_delay_coefficient(std::string path, unsigned int** table,
+                                                const pcm_config* config) {
+    if (*table != nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient already exist");
+        return -EINVAL;
+    }
+    auto delays =
+        std::unique_ptr<unsigned int[]>(new (std::nothrow) unsigned int[config->channels]());
+    if (!delays) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for the delay coefficients");
+        return -ENOMEM;
+    }
+    unsigned int* values = delays.get();
+    if (load_coefficient(std::move(path), &values, config->channels) != 0) {
+        ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "delay coefficient load fail");
+    }
+    *table = delays.release();
+    return 0;
+}
+
+int zel_channel_delay::destroy_delay_coefficient(unsigned int** table) {
+    delete[] * table;
+    *table = nullptr;
+    return 0;
+}

@@ -1,0 +1,31 @@
+#include "zel_format_converter_delay_wrapper.h"
+
+#include <cerrno>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "zel_channel_delay.h"
+
+namespace {
+zel_channel_delay g_delay;
+}
+
+int zel_fc_lib_delay_init(const char* path, const pcm_config* config) {
+    if (path == nullptr) {
+        return -EINVAL;
+    }
+    try {
+        return g_delay.init(path, config);
+    } catch (const std::bad_alloc&) {
+        return -ENOMEM;
+    }
+}
+
+int zel_fc_lib_delay_process(const void* in, void* out, int size) {
+    return g_delay.process(in, out, size);
+}
+
+int zel_fc_lib_delay_deinit() {
+    return g_delay.deinit();
+}

@@ -1,0 +1,67 @@
+#include "zel_text_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <new>
+
+namespace {
+
+/// O_NONBLOCK: opening a FIFO must not wait for its writer.
+std::FILE* open_regular(const char* path) {
+    const int fd = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) {
+        return nullptr;
+    }
+    struct stat info {};
+    std::FILE* file = nullptr;
+    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+        file = fdopen(fd, "rb");
+    }
+    if (file == nullptr) {
+        close(fd);
+    }
+    return file;
+}
+
+void read_content(std::FILE* file, zel_text_file* result) {
+    if (std::fseek(file, 0, SEEK_END) != 0) {
+        result->status = zel_text_status::seek_end_failed;
+        return;
+    }
+    const long size = std::ftell(file);
+    if (size < 0 || size > kZelMaxTextFileBytes) {
+        result->status = zel_text_status::bad_size;
+        return;
+    }
+    if (std::fseek(file, 0, SEEK_SET) != 0) {
+        result->status = zel_text_status::seek_set_failed;
+        return;
+    }
+    const auto bytes = static_cast<std::size_t>(size);
+    result->text.reset(new (std::nothrow) char[bytes + 1]());
+    if (!result->text) {
+        result->status = zel_text_status::no_memory;
+        return;
+    }
+    errno = 0;
+    result->short_read = std::fread(result->text.get(), 1, bytes, file) < bytes;
+    result->error = errno;
+    result->status = zel_text_status::ok;
+}
+
+}  // namespace
+
+zel_text_file zel_read_text_file(const char* path) {
+    zel_text_file result;
+    std::FILE* file = open_regular(path);
+    if (file == nullptr) {
+        return result;
+    }
+    read_content(file, &result);
+    result.close_failed = std::fclose(file) != 0;
+    return result;
+}

@@ -1,0 +1,297 @@
+// The capture operations, called as tinyalsa calls them, and out of order.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "captured_log.h"
+#include "zel_format_converter_pcm_plugin.h"
+
+namespace {
+
+constexpr unsigned int kS16 = 1U << SNDRV_PCM_FORMAT_S16_LE;
+constexpr unsigned int kS32 = 1U << SNDRV_PCM_FORMAT_S32_LE;
+
+struct client_params {
+    unsigned int channels = 2;
+    unsigned int rate = 16000;
+    unsigned int period_size = 512;
+    unsigned int periods = 8;
+    unsigned int sample_bits = 16;
+    unsigned int format_mask = kS16;
+
+    snd_pcm_hw_params record() const {
+        snd_pcm_hw_params params{};
+        const auto set = [&](int interval, unsigned int value) {
+            auto& slot = params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL];
+            slot.min = slot.max = value;
+        };
+        set(SNDRV_PCM_HW_PARAM_CHANNELS, channels);
+        set(SNDRV_PCM_HW_PARAM_RATE, rate);
+        set(SNDRV_PCM_HW_PARAM_PERIOD_SIZE, period_size);
+        set(SNDRV_PCM_HW_PARAM_PERIODS, periods);
+        set(SNDRV_PCM_HW_PARAM_SAMPLE_BITS, sample_bits);
+        params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0] =
+            format_mask;
+        return params;
+    }
+};
+
+class pcm_plugin_test : public testing::Test {
+ protected:
+    static constexpr unsigned int kNoHandle = 0xFFFFFFFF;
+
+    void SetUp() override {
+        library = dlopen(ZEL_PLUGIN_FILE, RTLD_NOW);
+        ASSERT_NE(library, nullptr) << dlerror();
+        ops = static_cast<const pcm_plugin_ops*>(dlsym(library, "pcm_plugin_ops"));
+        ASSERT_NE(ops, nullptr);
+        zel_test::clear_log();
+    }
+    void TearDown() override {
+        while (!handles.empty()) {
+            close(handles.back());
+        }
+        dlclose(library);
+    }
+
+    pcm_plugin* open(unsigned int flags = PCM_IN) {
+        pcm_plugin* plugin = nullptr;
+        EXPECT_EQ(ops->open(&plugin, 70, 70, flags), 0);
+        handles.push_back(plugin);
+        return plugin;
+    }
+    int close(pcm_plugin* plugin) {
+        std::erase(handles, plugin);
+        return ops->close(plugin);
+    }
+    int set_params(pcm_plugin* plugin, const client_params& wanted) {
+        snd_pcm_hw_params params = wanted.record();
+        return ops->hw_params(plugin, &params);
+    }
+    int read(pcm_plugin* plugin, unsigned long frames, long* got) {
+        buffer.resize(frames * 32 + 1);
+        snd_xferi xferi{-1, buffer.data(), frames};
+        const int status = ops->readi_frames(plugin, &xferi);
+        *got = xferi.result;
+        return status;
+    }
+
+    void* library = nullptr;
+    const struct pcm_plugin_ops* ops = nullptr;
+    std::vector<pcm_plugin*> handles;
+    std::vector<std::uint8_t> buffer;
+};
+
+TEST_F(pcm_plugin_test, open_refuses_what_is_not_its_stream) {
+    struct {
+        unsigned int card, device, flags;
+        const char* message;
+    } const cases[] = {
+        {70, 71, PCM_IN, "open                :"},
+        {70, 71, PCM_IN, "invaild card(70) or device(71)!!"},
+        {0, 70, PCM_IN, "invaild card(0) or device(70)!!"},
+        {70, 70, 0, "invaild flag type 0!!"},
+        {70, 70, PCM_NONBLOCK, "invaild flag type 10!!"},
+    };
+    for (const auto& c : cases) {
+        pcm_plugin* plugin = nullptr;
+        errno = 0;
+        EXPECT_EQ(ops->open(&plugin, c.card, c.device, c.flags), -EINVAL) << c.message;
+        EXPECT_EQ(errno, EINVAL);
+        EXPECT_EQ(plugin, nullptr);
+        EXPECT_TRUE(zel_test::log_has(c.message)) << c.message;
+        zel_test::clear_log();
+    }
+    EXPECT_EQ(ops->open(nullptr, 70, 70, PCM_IN), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("invalid plugin"));
+}
+
+TEST_F(pcm_plugin_test, open_states_the_limits) {
+    const pcm_plugin* plugin = open(PCM_IN | PCM_MONOTONIC);
+    EXPECT_EQ(plugin->card, 70U);
+    EXPECT_EQ(plugin->device, 70U);
+    EXPECT_EQ(plugin->state, 0U);
+    EXPECT_EQ(static_cast<unsigned int>(plugin->mode), PCM_IN | PCM_MONOTONIC);
+    const pcm_plugin_hw_constraints& limits = *plugin->constraints;
+    EXPECT_EQ(limits.access, 3U);
+    EXPECT_EQ(limits.format, 0x404U);
+    const auto expect_range = [](const pcm_plugin_min_max& range, unsigned int min,
+                                 unsigned int max) {
+        EXPECT_EQ(range.min, min);
+        EXPECT_EQ(range.max, max);
+    };
+    expect_range(limits.bit_width, 16, 32);
+    expect_range(limits.channels, 1, 8);
+    expect_range(limits.rate, 16000, 48000);
+    expect_range(limits.periods, 1, 128);
+    expect_range(limits.period_bytes, 256, 4096);
+}
+
+TEST_F(pcm_plugin_test, null_pointers_are_refused_by_name) {
+    pcm_plugin* plugin = open();
+    snd_xferi no_buffer{0, nullptr, 1};
+    int value = 0;
+    pollfd pfd{};
+    snd_pcm_hw_params params{};
+    snd_pcm_sw_params sw{};
+    snd_pcm_sync_ptr sync{};
+    const struct {
+        int status;
+        int expected;
+        const char* message;
+    } calls[] = {
+        {ops->close(nullptr), -EINVAL, "close               :"},
+        {ops->hw_params(nullptr, &params), -EINVAL, "hw_params           :"},
+        {ops->hw_params(plugin, nullptr), -EINVAL, "invalid parameter!!"},
+        {ops->sw_params(nullptr, &sw), -EINVAL, "sw_params           :"},
+        {ops->sw_params(plugin, nullptr), -EINVAL, "invalid sw param!!"},
+        {ops->sw_params(plugin, &sw), 0, ""},
+        {ops->sync_ptr(nullptr, &sync), -EINVAL, "sync_ptr            :"},
+        {ops->sync_ptr(plugin, nullptr), -EINVAL, "invalid SyncPtr!!"},
+        {ops->writei_frames(nullptr, &no_buffer), -EINVAL, "writei_frames       :"},
+        {ops->writei_frames(plugin, nullptr), -EINVAL, "pstSndXferi is nullptr!!"},
+        {ops->writei_frames(plugin, &no_buffer), -EINVAL, "invalid SndXferi buf!!"},
+        {ops->readi_frames(nullptr, &no_buffer), -EINVAL, "readi_frames        :"},
+        {ops->readi_frames(plugin, nullptr), -EINVAL, "invalid SndXferi!!"},
+        {ops->readi_frames(plugin, &no_buffer), -EINVAL, "invalid SndXferi buf!!"},
+        {ops->ttstamp(nullptr, &value), -EINVAL, "ttstamp             :"},
+        {ops->ttstamp(plugin, nullptr), -EINVAL, "pTstamp is nullptr!!"},
+        {ops->ttstamp(plugin, &value), 0, "not supported"},
+        {ops->prepare(nullptr), -EINVAL, "prepare             :"},
+        {ops->prepare(plugin), 0, ""},
+        {ops->start(nullptr), -EINVAL, "start               :"},
+        {ops->drop(nullptr), -EINVAL, "drop                :"},
+        {ops->drop(plugin), 0, "not supported"},
+        {ops->ioctl(nullptr, 0, &value), -EINVAL, "ioctl               :"},
+        {ops->ioctl(plugin, 0, nullptr), -EINVAL, "arg is nullptr!!"},
+        {ops->ioctl(plugin, 0, &value), 0, "not supported"},
+        {ops->munmap(nullptr, &value, 1), -EINVAL, "munmap              :"},
+        {ops->munmap(plugin, nullptr, 1), -EINVAL, "pAddr is nullptr!!"},
+        {ops->munmap(plugin, &value, 1), 0, "not supported"},
+        {ops->poll(nullptr, &pfd, 1, 0), -EINVAL, "poll                :"},
+        {ops->poll(plugin, nullptr, 1, 0), -EINVAL, "pfd is nullptr!!"},
+        {ops->poll(plugin, &pfd, 1, 0), 0, "not supported"},
+    };
+    for (const auto& call : calls) {
+        EXPECT_EQ(call.status, call.expected) << call.message;
+        EXPECT_TRUE(zel_test::log_has(call.message)) << call.message;
+    }
+    EXPECT_EQ(zel_test::log_count("pstPcmPlugin is nullptr!!"), 11U);
+    EXPECT_EQ(ops->mmap(nullptr, nullptr, 1, 0, 0, 0), reinterpret_cast<void*>(-1));
+
+    void* priv = plugin->priv;
+    plugin->priv = nullptr;
+    EXPECT_EQ(ops->hw_params(plugin, &params), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("priv invalid!!"));
+    plugin->priv = priv;
+}
+
+TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterwards) {
+    pcm_plugin* plugin = open();
+    long got = -1;
+    EXPECT_EQ(ops->start(plugin), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("error to start fc thread before open"));
+    errno = 0;
+    EXPECT_EQ(read(plugin, 16, &got), -EINVAL);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(got, 0);
+
+    for (const unsigned int channels : {9U, 0U}) {
+        zel_test::clear_log();
+        EXPECT_EQ(set_params(plugin, {.channels = channels}), -EINVAL);
+        EXPECT_TRUE(zel_test::log_has("channel num " + std::to_string(channels) + " out of limit 8"));
+        EXPECT_FALSE(zel_test::log_has("open FC with"));
+    }
+    EXPECT_EQ(set_params(plugin, {}), 0);
+    EXPECT_EQ(set_params(plugin, {.channels = 1}), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("unexpected behavior eFCStatuS 1 received 1"));
+    EXPECT_EQ(read(plugin, 1000, &got), 0);
+    EXPECT_EQ(got, 1000);
+    EXPECT_EQ(ops->start(plugin), 0) << "the read has started the stream";
+    EXPECT_EQ(read(plugin, 0, &got), 0);
+    EXPECT_EQ(got, 0);
+    EXPECT_EQ(ops->drop(plugin), 0);
+    EXPECT_EQ(read(plugin, 10, &got), 0) << "drop does not stop the capture";
+    EXPECT_EQ(close(plugin), 0);
+}
+
+TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_format) {
+    const struct {
+        unsigned int bits, mask;
+        const char* opened;
+    } cases[] = {
+        {16, kS16, "2 channel 16 bits"},        {32, kS32, "2 channel 32 bits"},
+        {16, kS32, "2 channel 32 bits"},        {32, kS16, "2 channel 16 bits"},
+        {32, kS16 | kS32, "2 channel 32 bits"}, {16, kS16 | kS32, "2 channel 16 bits"},
+        {24, 0, "2 channel 16 bits"},           {24, 1U << SNDRV_PCM_FORMAT_S24_LE, "16 bits"},
+        {24, kS32, "2 channel 32 bits"},
+    };
+    for (const auto& c : cases) {
+        zel_test::clear_log();
+        pcm_plugin* plugin = open();
+        EXPECT_EQ(set_params(plugin, {.sample_bits = c.bits, .format_mask = c.mask}), 0);
+        EXPECT_TRUE(zel_test::log_has(std::string("open FC with ") +
+                                      (c.opened[0] == '2' ? "" : "2 channel ") + c.opened))
+            << c.bits << " bits, mask " << c.mask;
+        EXPECT_EQ(close(plugin), 0);
+    }
+}
+
+TEST_F(pcm_plugin_test, a_refused_second_client_leaves_the_first_alone) {
+    pcm_plugin* first = open();
+    ASSERT_EQ(set_params(first, {}), 0);
+    pcm_plugin* second = open();
+    errno = 0;
+    EXPECT_EQ(set_params(second, {.channels = 6}), -EINVAL);
+    EXPECT_EQ(errno, EINVAL);
+    long got = 0;
+    EXPECT_EQ(read(second, 100, &got), -EINVAL);
+    EXPECT_EQ(got, 0);
+    EXPECT_EQ(close(second), 0);
+    pcm_plugin* looking = open();
+    EXPECT_EQ(close(looking), 0);
+    EXPECT_EQ(read(first, 2000, &got), 0);
+    EXPECT_EQ(got, 2000);
+    EXPECT_EQ(close(first), 0);
+
+    pcm_plugin* third = open();
+    EXPECT_EQ(set_params(third, {.channels = 6}), 0) << "the stream is free again";
+}
+
+TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
+    pcm_plugin* plugin = open(PCM_IN | PCM_NONBLOCK);
+    ASSERT_EQ(set_params(plugin, {}), 0);
+    long total = 0;
+    for (int i = 0; i < 1000 && total < 2000; ++i) {
+        long got = -1;
+        ASSERT_EQ(read(plugin, 700, &got), 0);
+        ASSERT_GE(got, 0);
+        ASSERT_LE(got, 700);
+        total += got;
+        usleep(1000);
+    }
+    EXPECT_GE(total, 2000);
+}
+
+TEST_F(pcm_plugin_test, hardware_pointer_leads_by_the_buffered_frames) {
+    pcm_plugin* plugin = open();
+    ASSERT_EQ(set_params(plugin, {}), 0);
+    long got = 0;
+    ASSERT_EQ(read(plugin, 100, &got), 0);
+    snd_pcm_sync_ptr sync{};
+    sync.c.control.appl_ptr = 1000;
+    ASSERT_EQ(ops->sync_ptr(plugin, &sync), 0);
+    // One block is 512 frames and the ring holds 8 of them; 100 frames of the oldest are gone.
+    const unsigned long buffered = sync.s.status.hw_ptr - 1000;
+    EXPECT_LE(buffered, 8U * 512U);
+    EXPECT_EQ((buffered + 100) % 512, 0U) << buffered;
+    EXPECT_NE(sync.s.status.tstamp.tv_sec, 0);
+    EXPECT_EQ(sync.c.control.appl_ptr, 1000U);
+}
+
+}  // namespace
