@@ -10,6 +10,7 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 # Our libraries find each other where they lie, in the build tree and when installed.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_BUILD_RPATH "$ORIGIN" "$ORIGIN/../lib")
 set(CMAKE_INSTALL_RPATH "$ORIGIN" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
@@ -23,7 +24,7 @@ add_library(zel_build_flags INTERFACE)
 # One rounding per operation on every target: no fused multiply-add behind our back.
 target_compile_options(zel_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror -ffp-contract=off)
-target_link_options(zel_build_flags INTERFACE -Wl,-z,defs -Wl,--as-needed)
+target_link_options(zel_build_flags INTERFACE -Wl,-z,defs)
 if(ZEL_SANITIZER)
   target_compile_options(zel_build_flags INTERFACE
     -fsanitize=${ZEL_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
