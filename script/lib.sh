@@ -1,0 +1,30 @@
+# Shared by the scripts: the packages that the project needs, and building a preset.
+# Sourced, with the project's folder as the current one.
+
+BUILD_PACKAGES="g++ cmake ninja-build pkg-config linux-libc-dev
+  libcjson-dev libsndfile1-dev libcli11-dev libgtest-dev"
+BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"
+
+# Installs those of the given packages that are missing.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    echo "installing: ${missing[*]}"
+    local root=()
+    [ "$(id -u)" -eq 0 ] || root=(sudo)
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
+        --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# build PRESET [cmake option...]
+build() {
+    local preset=$1
+    shift
+    cmake --preset "$preset" "$@" >/dev/null
+    cmake --build --preset "$preset"
+}

@@ -1,0 +1,84 @@
+#include "allocation_faults.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<std::size_t> countdown{0};
+std::atomic<bool> struck{false};
+thread_local std::size_t allocations = 0;
+
+void* allocate(std::size_t bytes) noexcept {
+    ++allocations;
+    std::size_t left = countdown.load();
+    while (left != 0 && !countdown.compare_exchange_weak(left, left - 1)) {
+    }
+    if (left == 1) {
+        struck = true;
+        return nullptr;
+    }
+    return std::malloc(bytes != 0 ? bytes : 1);
+}
+
+void* allocate_or_throw(std::size_t bytes) {
+    void* const memory = allocate(bytes);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+}  // namespace
+
+namespace zel_test {
+
+void fail_allocation(std::size_t nth) {
+    struck = false;
+    countdown = nth;
+}
+
+bool stop_failing_allocations() {
+    countdown = 0;
+    return struck;
+}
+
+std::size_t thread_allocations() {
+    return allocations;
+}
+
+}  // namespace zel_test
+
+#define ZEL_EXPORT __attribute__((visibility("default")))
+
+ZEL_EXPORT void* operator new(std::size_t bytes) {
+    return allocate_or_throw(bytes);
+}
+ZEL_EXPORT void* operator new[](std::size_t bytes) {
+    return allocate_or_throw(bytes);
+}
+ZEL_EXPORT void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+    return allocate(bytes);
+}
+ZEL_EXPORT void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
+    return allocate(bytes);
+}
+ZEL_EXPORT void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+ZEL_EXPORT void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+ZEL_EXPORT void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+ZEL_EXPORT void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+ZEL_EXPORT void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}
+ZEL_EXPORT void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    std::free(memory);
+}

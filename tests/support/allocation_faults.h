@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+
+// Linking this replaces global operator new and delete in the whole executable. What takes memory
+// from malloc (C libraries) is neither counted nor failed. Over-aligned allocations are left alone.
+
+namespace zel_test {
+
+/// Lets the n-th allocation from now on (1 is the next one) of any thread fail, that one only.
+void fail_allocation(std::size_t nth);
+/// Ends a pending failure. True if it has struck.
+bool stop_failing_allocations();
+
+/// Allocations that the calling thread has made so far.
+std::size_t thread_allocations();
+
+}  // namespace zel_test

@@ -1,0 +1,64 @@
+#include "captured_log.h"
+
+#include <android/log.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+struct captured_log {
+    std::mutex lock;
+    std::vector<zel_test::log_entry> entries;
+};
+
+// Never destroyed: a converter that lives until the process ends still logs after the statics.
+captured_log& log() {
+    static auto* const instance = new captured_log;
+    return *instance;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int __android_log_print(int prio, const char* tag,
+                                                                          const char* fmt, ...) {
+    char text[1024];
+    va_list args;
+    va_start(args, fmt);
+    const int length = std::vsnprintf(text, sizeof(text), fmt, args);
+    va_end(args);
+    captured_log& captured = log();
+    const std::lock_guard guard(captured.lock);
+    captured.entries.push_back({prio, tag != nullptr ? tag : "", text});
+    return length;
+}
+
+namespace zel_test {
+
+std::vector<log_entry> take_log() {
+    captured_log& captured = log();
+    const std::lock_guard guard(captured.lock);
+    return std::exchange(captured.entries, {});
+}
+
+void clear_log() {
+    take_log();
+}
+
+std::size_t log_count(std::string_view substring) {
+    captured_log& captured = log();
+    const std::lock_guard guard(captured.lock);
+    return static_cast<std::size_t>(std::count_if(
+        captured.entries.begin(), captured.entries.end(), [substring](const log_entry& entry) {
+            return entry.text.find(substring) != std::string::npos;
+        }));
+}
+
+bool log_has(std::string_view substring) {
+    return log_count(substring) != 0;
+}
+
+}  // namespace zel_test
