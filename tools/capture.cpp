@@ -113,6 +113,19 @@ struct session {
     std::uint64_t done = 0;
 };
 
+/// Frames read, or -1. A fast recording doesn't block in the stream, whose reads look for new data
+/// only every 32 ms, but looks for itself.
+int read_frames(session& s, void* buffer, unsigned int wanted) {
+    constexpr useconds_t kLookUs = 200;
+    constexpr int kLooks = 10'000'000 / kLookUs;
+    int got = pcm_readi(s.stream, buffer, wanted);
+    for (int look = 0; s.options.fast && got == 0 && look < kLooks; ++look) {
+        usleep(kLookUs);
+        got = pcm_readi(s.stream, buffer, wanted);
+    }
+    return got;
+}
+
 /// As fast as possible without losing a frame: the card delivers what it has been granted and then
 /// waits, and it is granted one read's worth at a time, which the ring buffer always holds.
 bool grant(session& s, std::uint32_t frames) {
@@ -127,15 +140,19 @@ exit_code record(session& s) {
     const std::uint32_t chunk = s.options.rate / 1000 * 32;
     std::vector<std::uint8_t> buffer(pcm_frames_to_bytes(s.stream, chunk));
     progress_line progress(s.options.rate);
+    std::uint64_t granted = 0;
     while (s.done < total && g_interrupted == 0) {
         const auto wanted =
             static_cast<std::uint32_t>(std::min<std::uint64_t>(chunk, total - s.done));
-        if (!grant(s, wanted)) {
-            return fail(EXIT_READ, s.card.error());
+        if (s.done == granted) {
+            if (!grant(s, wanted)) {
+                return fail(EXIT_READ, s.card.error());
+            }
+            granted += wanted;
         }
-        const int got = pcm_readi(s.stream, buffer.data(), wanted);
+        const int got = read_frames(s, buffer.data(), wanted);
         if (got <= 0) {
-            return fail(EXIT_READ, pcm_get_error(s.stream));
+            return fail(EXIT_READ, got < 0 ? pcm_get_error(s.stream) : "the card delivers nothing");
         }
         const auto frames = static_cast<std::uint32_t>(got);
         unsigned int avail = 0;
@@ -193,7 +210,9 @@ exit_code run_capture(const capture_options& options) {
     config.period_size = options.period_size != 0 ? options.period_size : options.rate / 1000 * 32;
     config.period_count = options.period_count;
     config.format = options.bits == 32 ? PCM_FORMAT_S32_LE : PCM_FORMAT_S16_LE;
-    pcm* stream = pcm_open(kVirtualCard, kVirtualDevice, PCM_IN | PCM_MONOTONIC, &config);
+    const unsigned int flags =
+        PCM_IN | PCM_MONOTONIC | (options.fast ? static_cast<unsigned int>(PCM_NONBLOCK) : 0);
+    pcm* stream = pcm_open(kVirtualCard, kVirtualDevice, flags, &config);
     exit_code code = EXIT_OPEN;
     if (stream == nullptr || pcm_is_ready(stream) == 0) {
         fail(EXIT_OPEN, std::string("cannot open card 70, device 70: ") +

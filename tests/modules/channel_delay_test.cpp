@@ -1,0 +1,146 @@
+// The delay stage against a shift of the whole stream.
+
+#include <gtest/gtest.h>
+#include <tinyalsa/pcm.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "captured_log.h"
+#include "zel_channel_delay.h"
+#include "zel_format_converter_delay_wrapper.h"
+
+struct zel_channel_delay_access {
+    static int create_buffer(zel_channel_delay& stage, const pcm_config* config) {
+        zel_channel_delay_buffer* lines = nullptr;
+        return stage.create_delay_buffer(&lines, nullptr, config);
+    }
+    static bool has_lines(const zel_channel_delay& stage) { return stage.pstDelayBuf != nullptr; }
+};
+
+namespace {
+
+std::string delay_file(const std::vector<int>& delays) {
+    const std::string path = testing::TempDir() + "/delay_stage.json";
+    std::ofstream file(path);
+    file << "{\"DelayCoefficientEnable\":true,\"ChannelDelayMilliseconds\":[{\"InputChannel\":"
+         << delays.size() << ",\"Parameters\":[";
+    for (std::size_t c = 0; c < delays.size(); ++c) {
+        file << (c > 0 ? "," : "") << delays[c];
+    }
+    file << "]}]}";
+    return path;
+}
+
+pcm_config stream(unsigned int channels, unsigned int rate, pcm_format format) {
+    pcm_config config{};
+    config.channels = channels;
+    config.rate = rate;
+    config.format = format;
+    return config;
+}
+
+struct delay_case {
+    std::vector<int> delays_ms;
+    unsigned int rate;
+    pcm_format format;
+    unsigned int sample_bytes;
+};
+
+class channel_delay_test : public testing::TestWithParam<delay_case> {};
+
+TEST_P(channel_delay_test, shifts_each_channel_whatever_the_block_sizes) {
+    constexpr unsigned int kSeed = 4711;
+    SCOPED_TRACE(testing::Message() << "seed " << kSeed);
+    const delay_case& c = GetParam();
+    const std::size_t channels = c.delays_ms.size();
+    const std::size_t frame = channels * c.sample_bytes;
+    const pcm_config config = stream(static_cast<unsigned int>(channels), c.rate, c.format);
+    std::mt19937 random(kSeed);
+    constexpr std::size_t kFrames = 12000;
+    std::vector<std::uint8_t> in(kFrames * frame);
+    for (std::uint8_t& byte : in) {
+        byte = static_cast<std::uint8_t>(random());
+    }
+    std::vector<std::uint8_t> out(in.size(), 0xAA);
+    zel_channel_delay stage;
+    ASSERT_EQ(stage.init(delay_file(c.delays_ms), &config), 0);
+    for (std::size_t at = 0; at < kFrames;) {
+        const std::size_t block =
+            std::min<std::size_t>(random() % 4 == 0 ? random() % 8 : random() % 3000, kFrames - at);
+        ASSERT_EQ(stage.process(in.data() + at * frame, out.data() + at * frame,
+                                static_cast<int>(block * frame)),
+                  0);
+        at += block;
+    }
+    for (std::size_t f = 0; f < kFrames; ++f) {
+        for (std::size_t ch = 0; ch < channels; ++ch) {
+            const std::size_t late = static_cast<std::size_t>(c.delays_ms[ch]) * c.rate / 1000;
+            for (std::size_t b = 0; b < c.sample_bytes; ++b) {
+                const std::size_t at = ch * c.sample_bytes + b;
+                ASSERT_EQ(out[f * frame + at], f < late ? 0 : in[(f - late) * frame + at])
+                    << "frame " << f << ", channel " << ch;
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    streams, channel_delay_test,
+    testing::Values(delay_case{{1, 0}, 48000, PCM_FORMAT_S16_LE, 2},
+                    delay_case{{1}, 44100, PCM_FORMAT_S16_LE, 2},
+                    delay_case{{7, 7, 7}, 48000, PCM_FORMAT_S32_LE, 4},
+                    delay_case{{0, 200, 1, 30}, 48000, PCM_FORMAT_S24_3LE, 3},
+                    delay_case{{0, 0}, 48000, PCM_FORMAT_S32_LE, 4},
+                    delay_case{{1, 2, 3, 4, 5, 6, 7, 8}, 48000, PCM_FORMAT_S16_LE, 2}));
+
+TEST(channel_delay, states_and_bad_calls) {
+    zel_test::clear_log();
+    const pcm_config config = stream(2, 48000, PCM_FORMAT_S16_LE);
+    const std::string path = delay_file({1, 0});
+    std::vector<std::int16_t> in(960, 3);
+    std::vector<std::int16_t> out(960, -1);
+    zel_channel_delay stage;
+    EXPECT_EQ(stage.process(in.data(), out.data(), 8), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("delay buffer is invalid"));
+    EXPECT_EQ(stage.init(path, nullptr), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("pointer of pcm configs is invalid"));
+
+    ASSERT_EQ(stage.init(path, &config), 0);
+    EXPECT_EQ(stage.process(in.data(), out.data(), 6), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("input buffer size is not the multiple of frame size"));
+    EXPECT_EQ(stage.process(in.data(), out.data(), -4), -EINVAL);
+    EXPECT_EQ(stage.process(nullptr, out.data(), 4), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("buffer is invalid in = (nil), out = 0x"));
+    EXPECT_EQ(out, std::vector<std::int16_t>(960, -1)) << "a refused block writes nothing";
+
+    EXPECT_EQ(stage.init(path, &config), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("delay buffer alredy exist"));
+    EXPECT_TRUE(zel_test::log_has("create delay matrix fail"));
+    EXPECT_FALSE(zel_channel_delay_access::has_lines(stage));
+
+    EXPECT_EQ(zel_channel_delay_access::create_buffer(stage, nullptr), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("pcm config : (nil) is invalid"));
+    EXPECT_EQ(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
+    EXPECT_TRUE(zel_test::log_has("invalid parameter"));
+
+    ASSERT_EQ(stage.init(delay_file({0, 0}), &config), 0);
+    EXPECT_TRUE(zel_test::log_has("delay module bypass mode enable"));
+    stage.deinit();
+    EXPECT_EQ(stage.process(in.data(), out.data(), 1920), 0) << "bypass survives deinit";
+    EXPECT_EQ(out, in);
+}
+
+TEST(channel_delay, entry_points_refuse_a_null_path_silently) {
+    zel_test::clear_log();
+    const pcm_config config = stream(2, 48000, PCM_FORMAT_S16_LE);
+    EXPECT_EQ(zel_fc_lib_delay_init(nullptr, &config), -EINVAL);
+    EXPECT_TRUE(zel_test::take_log().empty());
+    EXPECT_EQ(zel_fc_lib_delay_deinit(), 0);
+}
+
+}  // namespace

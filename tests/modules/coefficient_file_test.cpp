@@ -1,0 +1,270 @@
+// The two coefficient files: text -> delays or weights, message by message.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <tinyalsa/pcm.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "captured_log.h"
+#include "zel_channel_delay.h"
+#include "zel_channel_mixing.h"
+
+struct zel_channel_mixing_access {
+    static unsigned int channel_count(const char* layout) {
+        return zel_channel_mixing().channel_count(layout);
+    }
+    static std::vector<float> matrix(const zel_channel_mixing& stage) {
+        const std::size_t size =
+            std::size_t{stage.stInConfig.channels} * stage.stOutConfig.channels;
+        return {stage.pf32Matrix.get(), stage.pf32Matrix.get() + size};
+    }
+};
+
+struct zel_channel_delay_access {
+    static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
+        zel_channel_delay stage;
+        pcm_config config{};
+        config.channels = channels;
+        unsigned int* values = nullptr;
+        EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
+        std::vector<unsigned int> result(values, values + channels);
+        EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), -EINVAL);
+        stage.destroy_delay_coefficient(&values);
+        EXPECT_EQ(values, nullptr);
+        return result;
+    }
+};
+
+namespace {
+
+std::string file_with(const std::string& text) {
+    const std::string path = testing::TempDir() + "/coefficients.json";
+    std::ofstream(path) << text;
+    return path;
+}
+
+std::string mixing_text(const std::string& entries) {
+    return "{\"MixingCoefficientEnable\":true,\"MixingWeighting\":[" + entries + "]}";
+}
+
+std::vector<float> load_mixing(const std::string& path, unsigned int in, const char* layout,
+                               unsigned int out) {
+    pcm_config in_config{};
+    in_config.channels = in;
+    pcm_config out_config{};
+    out_config.channels = out;
+    zel_channel_mixing stage;
+    EXPECT_EQ(stage.init(path, layout, &in_config, &out_config), 0);
+    return zel_channel_mixing_access::matrix(stage);
+}
+
+TEST(mixing_file, each_text_gives_its_matrix_and_messages) {
+    const std::vector<float> swap{0, 1, 1, 0};
+    const std::vector<float> identity{1, 0, 0, 1};
+    const char* const kDefault = "load mixing coefficient 2(2.0) => 2 fail use default matrix";
+    const char* const kSearch = "search mixing coefficient 2(2.0) => 2 fail";
+    const std::string good =
+        R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,"Parameters":[0,1,1,0]})";
+    const struct {
+        std::string text;
+        std::vector<float> matrix;
+        std::vector<const char*> messages;
+    } cases[] = {
+        {mixing_text(good), swap, {"use mixing coefficient 2(2.0) => 2"}},
+        {R"({"mixingcoefficientenable":true,"mixingweighting":[{"inputchannel":2.9,
+             "INPUTCHANNELLAYOUT":"2.0.0","outputchannel":2.5,"parameters":[0,1,1,0]}]})",
+         swap,
+         {"use mixing coefficient 2(2.0) => 2"}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2","OutputChannel":2,
+                         "Parameters":[9,9,9,9]},)" +
+                     good),
+         swap,
+         {"use mixing coefficient 2(2.0) => 2"}},
+        {"{nonsense", identity, {"parsing fail", "Error before: [", kDefault}},
+        {"", identity, {"parsing fail", kDefault}},
+        {"[]", identity, {"no mixing coefficient found", kDefault}},
+        {R"({"MixingCoefficientEnable":1,"MixingWeighting":[]})",
+         identity,
+         {"mixing coefficient is disabled", kDefault}},
+        {R"({"MixingCoefficientEnable":false})", identity, {"mixing coefficient is disabled"}},
+        {R"({"MixingCoefficientEnable":true})",
+         identity,
+         {"no mixing coefficient body found", kSearch, kDefault}},
+        {mixing_text(""), identity, {"2(2.0) => 2 mixing coefficient not found", kSearch}},
+        {mixing_text(R"({"InputChannelLayout":"2.0","OutputChannel":2},)" + good),
+         identity,
+         {"get mixing body array input channel element fail", kSearch, kDefault}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":2,"OutputChannel":2},)" + good),
+         identity,
+         {"get mixing body array input channel layout element fail", kSearch}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0"},)" + good),
+         identity,
+         {"get mixing body array output channel element fail", kSearch}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0.1","OutputChannel":2,
+                         "Parameters":[0,1,1,0]})"),
+         identity,
+         {"mixing matrix \"2.0.1\" channel layout more than input channel 2", kSearch}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
+                         "Parameters":[0,1,1]})"),
+         identity,
+         {"mixing matrix 2(2.0) => 2  size 3 incorrect", kSearch}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2})"),
+         identity,
+         {"mixing matrix 2(2.0) => 2  size 0 incorrect", kSearch}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
+                         "Parameters":[0,"1",1,0]})"),
+         identity,
+         {"get mixing body array value fail", kDefault}},
+        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
+                         "Parameters":[0,1e39,1,0]})"),
+         identity,
+         {"get mixing body array value fail", kDefault}},
+        {mixing_text(R"({"InputChannel":1e300,"InputChannelLayout":"2.0","OutputChannel":-1,
+                         "Parameters":[]},)" +
+                     good),
+         swap,
+         {"use mixing coefficient"}},
+    };
+    for (const auto& c : cases) {
+        zel_test::clear_log();
+        EXPECT_EQ(load_mixing(file_with(c.text), 2, "2.0", 2), c.matrix) << c.text;
+        for (const char* message : c.messages) {
+            EXPECT_TRUE(zel_test::log_has(message)) << c.text << "\nlacks " << message;
+        }
+    }
+}
+
+TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
+    const std::string two = mixing_text(
+        R"({"InputChannel":8,"InputChannelLayout":"5.1.2","OutputChannel":1,
+            "Parameters":[1,1,1,1,1,1,1,1]},
+           {"InputChannel":8,"InputChannelLayout":"5.1","OutputChannel":1,
+            "Parameters":[2,2,2,2,2,2,2,2]})");
+    EXPECT_EQ(load_mixing(file_with(two), 8, "5.1", 1), std::vector<float>(8, 1));
+    EXPECT_EQ(load_mixing(file_with(two), 8, "", 1), std::vector<float>(8, 1));
+    const std::pair<const char*, unsigned int> layouts[] = {{"5.1", 6}, {"7.1.4", 12}, {"2.0", 2},
+                                                            {"2", 2},   {"5.1.", 6},   {"", 0},
+                                                            {"x", 0},   {" 3x.2", 5}};
+    for (const auto& [layout, count] : layouts) {
+        EXPECT_EQ(zel_channel_mixing_access::channel_count(layout), count) << layout;
+    }
+}
+
+TEST(mixing_file, unreadable_files_leave_silence) {
+    const std::string fifo = testing::TempDir() + "/fifo";
+    mkfifo(fifo.c_str(), 0600);
+    std::ofstream(testing::TempDir() + "/huge") << std::string((1 << 20) + 1, ' ');
+    const std::pair<std::string, const char*> paths[] = {
+        {"", "input file size is empty"},
+        {"/nowhere/at/all", "open mixing coefficient file /nowhere/at/all fail"},
+        {testing::TempDir(), "open mixing coefficient file"},
+        {fifo, "open mixing coefficient file"},
+        {testing::TempDir() + "/huge", "file size incorrect"},
+    };
+    for (const auto& [path, message] : paths) {
+        zel_test::clear_log();
+        EXPECT_EQ(load_mixing(path, 2, "2.0", 1), (std::vector<float>{0, 0})) << path;
+        EXPECT_TRUE(zel_test::log_has(message)) << path;
+        EXPECT_TRUE(zel_test::log_has("mixing coefficient load fail")) << path;
+    }
+}
+
+TEST(mixing_file, identity_drops_or_adds_channels) {
+    const std::string empty = file_with("{}");
+    EXPECT_EQ(load_mixing(empty, 3, "", 2), (std::vector<float>{1, 0, 0, 0, 1, 0}));
+    EXPECT_EQ(load_mixing(empty, 1, "", 3), (std::vector<float>{1, 0, 0}));
+}
+
+TEST(delay_file, each_text_gives_its_delays_and_messages) {
+    const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
+    const char* const kDefault = "load 2 channel delay coefficient fail use default matrix";
+    const char* const kSearch = "search 2 channel delay coefficient fail";
+    const std::string good = R"({"InputChannel":2,"Parameters":[10,2.9]}]})";
+    const std::vector<unsigned int> none{0, 0};
+    const std::vector<unsigned int> taken{10, 2};
+    const struct {
+        std::string text;
+        std::vector<unsigned int> delays;
+        std::vector<const char*> messages;
+    } cases[] = {
+        {head + good, taken, {"load coefficient "}},
+        {head + R"({"InputChannel":3,"Parameters":[]},)" + good, taken, {}},
+        {R"({"delaycoefficientenable":true,"CHANNELDELAYMILLISECONDS":[)" + good, taken, {}},
+        {head + R"({"InputChannel":2,"Parameters":[10,0.5]}]})", {10, 0}, {}},
+        {head + R"({"InputChannel":2,"Parameters":[10000,0]}]})", {10000, 0}, {}},
+        {"{", none, {"parsing fail", "Error before: [", kDefault}},
+        {"{}", none, {"no delay coefficient found", kDefault}},
+        {R"({"DelayCoefficientEnable":false})", none, {"delay coefficient is disabled", kDefault}},
+        {R"({"DelayCoefficientEnable":true})",
+         none,
+         {"no delay coefficient body found", kSearch, kDefault}},
+        {head + "]}", none, {"2 channel delay coefficient not found", kSearch, kDefault}},
+        {head + R"({"InputChannel":4,"Parameters":[1,1,1,1]}]})",
+         none,
+         {"2 channel delay coefficient not found", kSearch}},
+        {head + R"({"Parameters":[1,1]},)" + good,
+         none,
+         {"get delay body array input channel element fail", kSearch}},
+        {head + R"({"InputChannel":2,"Parameters":[1,2,3]},)" + good,
+         none,
+         {"2 channel delay array size incorrect 3", kSearch}},
+        {head + R"({"InputChannel":2}]})", none, {"2 channel delay array size incorrect 0"}},
+        {head + R"({"InputChannel":2,"Parameters":[1,null]}]})",
+         none,
+         {"get delay body array value fail", kDefault}},
+        {head + R"({"InputChannel":2,"Parameters":[1,-1]}]})",
+         none,
+         {"delay -1 ms of channel 1 is not between 0 and 10000", kDefault}},
+        {head + R"({"InputChannel":2,"Parameters":[10001,1]}]})", none, {kDefault}},
+        {head + R"({"InputChannel":2,"Parameters":[1e999,1]}]})", none, {kDefault}},
+    };
+    for (const auto& c : cases) {
+        zel_test::clear_log();
+        EXPECT_EQ(zel_channel_delay_access::table(file_with(c.text), 2), c.delays) << c.text;
+        for (const char* message : c.messages) {
+            EXPECT_TRUE(zel_test::log_has(message)) << c.text << "\nlacks " << message;
+        }
+        EXPECT_EQ(zel_test::log_has("delay coefficient load fail"), c.delays == none) << c.text;
+        EXPECT_TRUE(zel_test::log_has("delay coefficient already exist"));
+    }
+    zel_test::clear_log();
+    EXPECT_EQ(zel_channel_delay_access::table("", 2), none);
+    EXPECT_TRUE(zel_test::log_has("input file size is empty"));
+    EXPECT_EQ(zel_channel_delay_access::table("/nowhere", 2), none);
+    EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere fail"));
+}
+
+TEST(sample_files, serve_the_layouts_they_are_made_for) {
+    const struct {
+        unsigned int in;
+        const char* layout;
+        std::vector<unsigned int> outs;
+    } layouts[] = {{1, "1.0", {1, 2}},    {2, "2.0", {1, 2}},    {4, "4.0", {1, 2, 4}},
+                   {6, "5.1", {1, 2, 6}}, {8, "7.1", {1, 2, 8}}, {12, "7.1.4", {1, 2, 8}}};
+    for (const auto& l : layouts) {
+        for (const unsigned int out : l.outs) {
+            zel_test::clear_log();
+            const std::vector<float> matrix =
+                load_mixing(ZEL_CONFIG_DIR "/voice_channel_mixing_coef.json", l.in, l.layout, out);
+            EXPECT_TRUE(zel_test::log_has("use mixing coefficient")) << l.layout << " => " << out;
+            for (unsigned int o = 0; o < out; ++o) {
+                float sum = 0;
+                for (unsigned int i = 0; i < l.in; ++i) {
+                    sum += matrix[o * l.in + i];
+                }
+                EXPECT_GT(sum, 0.0F);
+                EXPECT_LE(sum, 1.0001F) << "full scale in all channels would wrap";
+            }
+        }
+        zel_test::clear_log();
+        zel_channel_delay_access::table(ZEL_CONFIG_DIR "/voice_channel_delay_coef.json", l.in);
+        EXPECT_FALSE(zel_test::log_has("fail")) << l.in;
+    }
+}
+
+}  // namespace
