@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "search_lists.h"
+
 int get_json_path(std::string& path, voice_json kind) {
     const char* file = kind == VOICE_JSON_DELAY    ? "/voice_channel_delay_coef.json"
                        : kind == VOICE_JSON_MIXING ? "/voice_channel_mixing_coef.json"
@@ -31,4 +33,14 @@ int adjust_timestamp(unsigned int avail_frames, unsigned int rate_hz, timespec* 
     ts->tv_sec = static_cast<decltype(ts->tv_sec)>(time / kNsPerSecond);
     ts->tv_nsec = static_cast<decltype(ts->tv_nsec)>(time % kNsPerSecond);
     return 0;
+}
+
+int search_snd_device(std::string name, unsigned int* card, unsigned int* device) {
+    if (card == nullptr || device == nullptr) {
+        return -EINVAL;
+    }
+    return search_pcm_list("/proc/asound/pcm", name, card, device) ||
+                   search_card_definitions(name, card, device)
+               ? 0
+               : -ENODEV;
 }

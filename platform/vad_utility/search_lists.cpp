@@ -1,16 +1,14 @@
 // Finding a capture device by its name, where tinyalsa would find it: among the kernel's devices
 // first, then in the card definitions.
 
+#include "search_lists.h"
+
 #include <dlfcn.h>
 #include <tinyalsa/plugin.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
-
-#include "search_pcm_list.h"
-#include "zel_vad_utility.h"
 
 namespace {
 
@@ -83,14 +81,4 @@ bool search_card_definitions(const std::string& name, unsigned int* card, unsign
         dlclose(parser);
     }
     return found;
-}
-
-int search_snd_device(std::string name, unsigned int* card, unsigned int* device) {
-    if (card == nullptr || device == nullptr) {
-        return -EINVAL;
-    }
-    return search_pcm_list("/proc/asound/pcm", name, card, device) ||
-                   search_card_definitions(name, card, device)
-               ? 0
-               : -ENODEV;
 }

@@ -1,0 +1,66 @@
+// Our tinyalsa layer: what it refuses and how it says so.
+
+#include <gtest/gtest.h>
+#include <tinyalsa/mixer.h>
+#include <tinyalsa/pcm.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+TEST(tinyalsa, devices_that_are_not_there_are_named) {
+    pcm_config config{};
+    config.channels = 2;
+    config.rate = 48000;
+    const struct {
+        unsigned int card, device, flags;
+        const pcm_config* config;
+        const char* error;
+    } cases[] = {
+        {5, 0, PCM_IN, &config, "cannot open device 0 of card 5"},
+        {0, 9, PCM_IN, &config, "cannot open device 9 of card 0"},
+        {0, 0, PCM_OUT, &config, "no playback"},
+        {0, 0, PCM_IN, nullptr, "no configuration"},
+        {0, 0, PCM_IN, &config, "cannot set hw params: Invalid argument"},
+    };
+    for (const auto& c : cases) {
+        pcm* stream = pcm_open(c.card, c.device, c.flags, c.config);
+        ASSERT_NE(stream, nullptr);
+        EXPECT_FALSE(pcm_is_ready(stream));
+        EXPECT_NE(std::strstr(pcm_get_error(stream), c.error), nullptr) << pcm_get_error(stream);
+        char frame[64];
+        EXPECT_EQ(pcm_readi(stream, frame, 1), -1);
+        EXPECT_EQ(pcm_start(stream), -1);
+        EXPECT_EQ(pcm_close(stream), 0);
+    }
+    EXPECT_FALSE(pcm_is_ready(nullptr));
+    EXPECT_EQ(pcm_close(nullptr), 0);
+    EXPECT_EQ(mixer_open(5), nullptr);
+    mixer_close(nullptr);
+    EXPECT_EQ(mixer_get_num_ctls(nullptr), 0U);
+}
+
+TEST(tinyalsa, limits_of_a_card_can_be_asked) {
+    pcm_params* params = pcm_params_get(0, 0, PCM_IN);
+    ASSERT_NE(params, nullptr);
+    EXPECT_EQ(pcm_params_get_min(params, PCM_PARAM_CHANNELS), 1U);
+    EXPECT_EQ(pcm_params_get_max(params, PCM_PARAM_CHANNELS), 16U);
+    EXPECT_EQ(pcm_params_get_max(params, PCM_PARAM_RATE), 192000U);
+    EXPECT_EQ(pcm_params_get_min(params, PCM_PARAM_SAMPLE_BITS), 16U);
+    EXPECT_TRUE(pcm_params_format_test(params, PCM_FORMAT_S24_LE));
+    EXPECT_FALSE(pcm_params_format_test(params, PCM_FORMAT_S16_BE));
+    pcm_params_free(params);
+    EXPECT_EQ(pcm_params_get(1, 0, PCM_IN), nullptr);
+}
+
+TEST(tinyalsa, formats_have_their_widths) {
+    const std::pair<pcm_format, unsigned int> widths[] = {
+        {PCM_FORMAT_S16_LE, 16},  {PCM_FORMAT_S32_LE, 32}, {PCM_FORMAT_S24_LE, 32},
+        {PCM_FORMAT_S24_3LE, 24}, {PCM_FORMAT_S8, 8},      {PCM_FORMAT_INVALID, 16}};
+    for (const auto& [format, bits] : widths) {
+        EXPECT_EQ(pcm_format_to_bits(format), bits);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,71 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "search_lists.h"
+#include "zel_vad_utility.h"
+
+namespace {
+
+TEST(vad_utility, timestamps_move_back_by_what_is_buffered) {
+    const struct {
+        unsigned int avail, rate;
+        timespec before, after;
+    } cases[] = {
+        {0, 48000, {5, 7}, {5, 7}},
+        {1536, 48000, {5, 10'000'000}, {4, 978'000'000}},
+        {441, 44100, {1, 0}, {0, 990'000'000}},
+        {4294967295U, 8000, {1, 0}, {0, 0}},  // never before the beginning of time
+    };
+    for (const auto& c : cases) {
+        timespec ts = c.before;
+        EXPECT_EQ(adjust_timestamp(c.avail, c.rate, &ts), 0);
+        EXPECT_EQ(ts.tv_sec, c.after.tv_sec) << c.avail;
+        EXPECT_EQ(ts.tv_nsec, c.after.tv_nsec) << c.avail;
+    }
+    timespec ts{1, 2};
+    EXPECT_EQ(adjust_timestamp(1, 0, &ts), -EINVAL);
+    EXPECT_EQ(adjust_timestamp(1, 48000, nullptr), -EINVAL);
+}
+
+TEST(vad_utility, coefficient_paths_come_from_the_environment) {
+    std::string path = "kept";
+    unsetenv("ZEL_VOICE_CONFIG_DIR");
+    EXPECT_NE(get_json_path(path, VOICE_JSON_DELAY), 0);
+    setenv("ZEL_VOICE_CONFIG_DIR", "/some/where", 1);
+    EXPECT_NE(get_json_path(path, static_cast<voice_json>(3)), 0);
+    EXPECT_EQ(path, "kept");
+    EXPECT_EQ(get_json_path(path, VOICE_JSON_DELAY), 0);
+    EXPECT_EQ(path, "/some/where/voice_channel_delay_coef.json");
+    EXPECT_EQ(get_json_path(path, VOICE_JSON_MIXING), 0);
+    EXPECT_EQ(path, "/some/where/voice_channel_mixing_coef.json");
+}
+
+TEST(vad_utility, capture_devices_are_found_by_name) {
+    unsigned int card = 99;
+    unsigned int device = 99;
+    EXPECT_EQ(search_snd_device("Nobody's Device", &card, &device), -ENODEV);
+    EXPECT_EQ(card, 99U);
+    EXPECT_EQ(search_snd_device("Loopback Capture_I2S", nullptr, &device), -EINVAL);
+    EXPECT_EQ(search_snd_device("Loopback Capture_I2S", &card, &device), 0);
+    EXPECT_EQ(card, 0U);
+    EXPECT_EQ(device, 0U);
+    EXPECT_TRUE(search_card_definitions("Format Converter Capture", &card, &device));
+    EXPECT_EQ(card, 70U);
+    EXPECT_EQ(device, 70U);
+
+    const std::string list = testing::TempDir() + "/pcm";
+    std::ofstream(list) << "garbage\n"
+                           "00-00: HDA : Loopback Capture_I2S : playback 1\n"
+                           "01-03: Loopback Capture_I2S x : other : capture 1\n"
+                           "02-17: id : Loopback Capture_I2S : playback 1 : capture 1\n";
+    EXPECT_TRUE(search_pcm_list(list.c_str(), "Loopback Capture_I2S", &card, &device));
+    EXPECT_EQ(card, 2U);
+    EXPECT_EQ(device, 17U);
+    EXPECT_FALSE(search_pcm_list("/nowhere", "Loopback Capture_I2S", &card, &device));
+}
+
+}  // namespace
