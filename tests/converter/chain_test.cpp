@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "captured_log.h"
+#include "converter_access.h"
+
+using zel_test::fc_access;
+
+namespace {
+
+constexpr int kTruncate = 16, kDelayMix = 12, kSrc = 2, kPad = 1;
+
+struct chain_row {
+    int card_code;
+    pcm_format client;
+    unsigned int rate;
+    int stages;
+    std::uint32_t in_bytes, out_bytes;
+};
+
+TEST(chain, stages_follow_widths_and_rates) {
+    const chain_row rows[] = {
+        {2, PCM_FORMAT_S16_LE, 48000, kDelayMix, 6144, 6144},
+        {2, PCM_FORMAT_S16_LE, 16000, kDelayMix | kSrc, 6144, 2048},
+        {2, PCM_FORMAT_S32_LE, 48000, kDelayMix | kPad, 6144, 12288},
+        {2, PCM_FORMAT_S32_LE, 16000, kDelayMix | kSrc | kPad, 6144, 4096},
+        {10, PCM_FORMAT_S16_LE, 48000, kTruncate | kDelayMix, 12288, 6144},
+        {6, PCM_FORMAT_S16_LE, 16000, kTruncate | kDelayMix | kSrc, 12288, 2048},
+        {10, PCM_FORMAT_S32_LE, 48000, kDelayMix, 12288, 12288},
+        {10, PCM_FORMAT_S32_LE, 16000, kTruncate | kDelayMix | kSrc | kPad, 12288, 4096},
+    };
+    for (const chain_row& row : rows) {
+        zel_test::reset_script();
+        zel_test::refuse_rate(16000, "cannot set hw params");
+        zel_test::set_control("PCM Slave Format", row.card_code);
+        const fc_access::owner fc = fc_access::make();
+        const pcm_config config = zel_test::client_config(row.rate, row.client);
+        zel_test::clear_log();
+        ASSERT_EQ(fc_access::open_here(*fc, config, PCM_IN), 0);
+        EXPECT_EQ(fc_access::stages(*fc), row.stages);
+        EXPECT_EQ(fc_access::in(*fc)->u32BufSize, row.in_bytes);
+        EXPECT_EQ(fc_access::out(*fc)->u32BufSize, row.out_bytes);
+        EXPECT_EQ(fc_access::process(*fc), 0);
+        EXPECT_FALSE(zel_test::log_has("fc process size incorrect"));
+        fc_access::execute(*fc, FC_CLOSE);
+    }
+}
+
+template <typename From, typename To>
+void expect_sample(int card_code, pcm_format client, From in, To expected) {
+    zel_test::reset_script();
+    zel_test::set_control("PCM Slave Format", card_code);
+    const fc_access::owner fc = fc_access::make();
+    ASSERT_EQ(fc_access::open_here(*fc, zel_test::client_config(48000, client), PCM_IN), 0);
+    std::memcpy(fc_access::in(*fc)->pu8Buf.get() + 2 * sizeof(From), &in, sizeof(in));
+    ASSERT_EQ(fc_access::process(*fc), 0);
+    To out{};
+    std::memcpy(&out, fc_access::out(*fc)->pu8Buf.get() + 2 * sizeof(To), sizeof(out));
+    EXPECT_EQ(out, expected);
+    fc_access::execute(*fc, FC_CLOSE);
+}
+
+TEST(chain, truncates_and_pads_by_sixteen_bits) {
+    expect_sample<std::uint32_t, std::uint16_t>(10, PCM_FORMAT_S16_LE, 0x12345678, 0x1234);
+    expect_sample<std::uint32_t, std::uint16_t>(10, PCM_FORMAT_S16_LE, 0x80000000, 0x8000);
+    expect_sample<std::uint16_t, std::uint32_t>(2, PCM_FORMAT_S32_LE, 0x8000, 0x80000000);
+    expect_sample<std::uint16_t, std::uint32_t>(2, PCM_FORMAT_S32_LE, 0x0001, 0x00010000);
+}
+
+// 48 kHz makes 512 frames of 4 bytes, whatever lower rate the client asked for.
+TEST(chain, gives_silence_when_the_size_differs) {
+    const struct {
+        unsigned int rate;
+        pcm_format format;
+        const char* message;
+    } rows[] = {
+        {44100, PCM_FORMAT_S16_LE, "u32DataSize 2048 u32OutBufSize 5632"},
+        {8000, PCM_FORMAT_S32_LE, "u32DataSize 4096 u32OutBufSize 2048"},
+    };
+    for (const auto& row : rows) {
+        zel_test::reset_script();
+        zel_test::refuse_rate(row.rate, "cannot set hw params");
+        const fc_access::owner fc = fc_access::make();
+        ASSERT_EQ(fc_access::open_here(*fc, zel_test::client_config(row.rate, row.format), PCM_IN),
+                  0);
+        auto* out = fc_access::out(*fc);
+        std::memset(out->pu8Buf.get(), 0x55, out->u32BufSize);
+        zel_test::clear_log();
+        EXPECT_EQ(fc_access::process(*fc), 0);
+        EXPECT_TRUE(zel_test::log_has(row.message));
+        for (std::uint32_t i = 0; i < out->u32BufSize; ++i) {
+            ASSERT_EQ(out->pu8Buf[i], 0);
+        }
+        fc_access::execute(*fc, FC_CLOSE);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "scripted_tinyalsa.h"
+#include "zel_format_converter.h"
+
+/// Reaches what the converter keeps to itself; a converter of its own for each test.
+struct zel_format_converter_access {
+    struct deleter {
+        void operator()(zel_format_converter* converter) const { delete converter; }
+    };
+    using owner = std::unique_ptr<zel_format_converter, deleter>;
+    using block = zel_format_converter::zel_fc_pcm_info;
+
+    static owner make() { return owner(new zel_format_converter); }
+
+    /// The open command without the command channel: on the calling thread.
+    static int open_here(zel_format_converter& fc, const pcm_config& c, unsigned int flags) {
+        const ctl_cmd cmd{FC_OPEN,
+                          {c.channels, c.rate, c.period_size, c.period_count,
+                           static_cast<std::uint32_t>(c.format), 1, 2, 3},
+                          flags};
+        return fc.execute_command(cmd);
+    }
+    static int execute(zel_format_converter& fc, std::uint32_t code) {
+        return fc.execute_command({code, {}, 0});
+    }
+    static int send(zel_format_converter& fc, std::uint32_t code) {
+        const ctl_cmd cmd{code, {}, 0};
+        return fc.send_command(&cmd);
+    }
+    static int& status(zel_format_converter& fc) { return fc.eFCStatus; }
+    static int& timeout_ms(zel_format_converter& fc) { return fc.s32CmdTimeoutMs; }
+    static int (&command_pipe(zel_format_converter& fc))[2] { return fc.s32CmdPipe; }
+    static int read_device(zel_format_converter& fc, timespec* ts) {
+        return fc.read_pcm_device(ts);
+    }
+    static int process(zel_format_converter& fc) { return fc.process_fc(); }
+    static block* in(zel_format_converter& fc) { return fc.pmInPcmInfo.get(); }
+    static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }
+    static timespec previous(zel_format_converter& fc) { return fc.stPrevTimestamp; }
+    static int stages(zel_format_converter& fc) {
+        return (fc.fnTruncate ? 16 : 0) + (fc.fnDelay ? 8 : 0) + (fc.fnMixing ? 4 : 0) +
+               (fc.fnSrc ? 2 : 0) + (fc.fnPadding ? 1 : 0);
+    }
+    static bool holds_nothing(zel_format_converter& fc) {
+        return !fc.pstPcm && !fc.pstMixer && !fc.pmInPcmInfo && !fc.pstOutInfo && !fc.pstRingBuf &&
+               !fc.pu8DelayBuf && !fc.pu8MixingBuf;
+    }
+    static void set_pending(zel_format_converter& fc) { fc.bEventPending = true; }
+};
+
+namespace zel_test {
+
+using fc_access = zel_format_converter_access;
+
+/// A client's stream of two channels, four periods of one block at 48 kHz.
+inline pcm_config client_config(unsigned int rate = 48000, pcm_format format = PCM_FORMAT_S16_LE) {
+    pcm_config config{};
+    config.channels = 2;
+    config.rate = rate;
+    config.period_size = rate / 1000 * 32;
+    config.period_count = 4;
+    config.format = format;
+    return config;
+}
+
+/// Waits until `condition` holds, at most 2 s. What it found last.
+inline bool eventually(const std::function<bool()>& condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return condition();
+}
+
+}  // namespace zel_test

@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include "allocation_faults.h"
+#include "captured_log.h"
+#include "converter_access.h"
+
+using zel_test::call;
+using zel_test::fc_access;
+
+namespace {
+
+TEST(routine, blocks_reach_the_client_with_the_newest_time) {
+    zel_test::reset_script();
+    zel_test::set_timestamps({{10, 0}, {10, 32'000'000}}, 7);
+    zel_test::set_source([](void* data, unsigned int frames, const pcm_config&) {
+        std::memset(data, 0x11, std::size_t{frames} * 4);
+        return static_cast<int>(frames);
+    });
+    const fc_access::owner fc = fc_access::make();
+    const pcm_config config = zel_test::client_config();
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_EQ(fc->start(), 0);
+    zel_test::allow_reads(2);
+    std::uint8_t data[6144] = {};
+    std::uint32_t left = 0;
+    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 3; }));
+    ASSERT_EQ(fc->read(data, sizeof(data)), 6144);
+    EXPECT_EQ(data[6143], 0x11);
+    ASSERT_EQ(fc->get(PROP_AVAIL_FRAMES, &left), 0);
+    EXPECT_EQ(left, 1536U);
+    timespec ts{};
+    ASSERT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
+    EXPECT_EQ(ts.tv_sec, 10);
+    EXPECT_EQ(ts.tv_nsec, 32'000'007);
+    zel_test::allow_reads(-1);
+    EXPECT_EQ(fc->close(), 0);
+    EXPECT_EQ(fc->read(data, sizeof(data)), -EINVAL);
+}
+
+TEST(routine, steady_state_allocates_nothing_and_says_nothing) {
+    zel_test::reset_script();
+    std::atomic<int> blocks{0};
+    std::atomic<std::size_t> first{0}, last{0};
+    zel_test::set_source([&](void*, unsigned int frames, const pcm_config&) {
+        (blocks == 5 ? first : last) = zel_test::thread_allocations();
+        blocks += 1;
+        return static_cast<int>(frames);
+    });
+    const fc_access::owner fc = fc_access::make();
+    const pcm_config config = zel_test::client_config(48000, PCM_FORMAT_S32_LE);
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_EQ(fc->start(), 0);
+    zel_test::allow_reads(5);
+    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 6; }));
+    zel_test::clear_log();
+    zel_test::allow_reads(150);
+    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 156; }));
+    EXPECT_EQ(first, last);
+    EXPECT_TRUE(zel_test::take_log().empty());
+    zel_test::allow_reads(-1);
+    EXPECT_EQ(fc->close(), 0);
+}
+
+TEST(routine, a_dead_card_is_tried_once_a_block_and_commands_are_answered_at_once) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    const pcm_config config = zel_test::client_config();
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    zel_test::fail_call(call::pcm_readi, 1, -1, 1'000'000);
+    ASSERT_EQ(fc->start(), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(320));
+    const int tries = zel_test::calls_of(call::pcm_readi);
+    EXPECT_GE(tries, 3);
+    EXPECT_LE(tries, 13) << "one at once, then at most one per 32 ms";
+    EXPECT_TRUE(zel_test::log_has("read size incorrect u32ReadFrame -1 request 1536"));
+    EXPECT_EQ(fc->close(), 0);
+    EXPECT_EQ(zel_test::open_handles(), 0);
+}
+
+TEST(routine, tells_the_client_after_the_first_block_only) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    const pcm_config config = zel_test::client_config();
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    std::atomic<int> told{0};
+    fc->register_cb([](void* arg) { *static_cast<std::atomic<int>*>(arg) += 1; }, &told);
+    fc_access::set_pending(*fc);
+    ASSERT_EQ(fc->start(), 0);
+    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 1; }));
+    EXPECT_EQ(told, 0);
+    zel_test::allow_reads(3);
+    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 4; }));
+    EXPECT_EQ(told, 1);
+    zel_test::allow_reads(-1);
+    EXPECT_EQ(fc->close(), 0);
+}
+
+}  // namespace

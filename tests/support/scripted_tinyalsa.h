@@ -1,0 +1,65 @@
+#pragma once
+
+#include <tinyalsa/mixer.h>
+#include <tinyalsa/pcm.h>
+
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+// A tinyalsa and a vad utility that do what the test says. Linking it replaces both. Any thread may
+// call anything here. Per-block calls allocate nothing.
+
+namespace zel_test {
+
+enum class call {
+    pcm_open,
+    pcm_readi,
+    pcm_get_htimestamp,
+    pcm_close,
+    mixer_open,
+    mixer_close,
+    mixer_get_ctl_by_name,
+    mixer_subscribe_events,
+    mixer_wait_event,
+    mixer_read_event,
+    mixer_ctl_get_value,
+    mixer_ctl_get_enum_string,
+    get_json_path,
+    search_snd_device,
+    adjust_timestamp,
+    count,
+};
+
+struct opened_stream {
+    unsigned int card, device, flags;
+    pcm_config config;
+};
+
+/// Fills `frames` interleaved frames; what it returns is what pcm_readi returns.
+using read_source = std::function<int(void* data, unsigned int frames, const pcm_config& config)>;
+
+/// Back to a card that works: 48000 Hz, 2 channels, S16_LE, layout "2.0", silence, reads held.
+void reset_script();
+
+void set_control(const std::string& name, int value);
+void remove_control(const std::string& name);
+/// The `nth` call from now on (1 is the next) of `function` and the `times` - 1 after it give
+/// `result`; functions that return a pointer give null.
+void fail_call(call function, int nth, int result, int times = 1);
+/// Streams of that rate come back not ready, with that error text.
+void refuse_rate(unsigned int rate, const std::string& text);
+void set_source(read_source source);
+/// Lets `blocks` more reads pass; -1 lets all pass. Others wait.
+void allow_reads(int blocks);
+/// Times of the next blocks in order; without any the time stays {0, 0}.
+void set_timestamps(std::vector<timespec> times, unsigned int avail);
+void push_event(unsigned int numid);
+
+int calls_of(call function);
+std::vector<opened_stream> opened_streams();
+/// Streams and mixers that are open now.
+int open_handles();
+
+}  // namespace zel_test
