@@ -39,6 +39,12 @@ struct zel_format_converter_access {
     static int read_device(zel_format_converter& fc, timespec* ts) {
         return fc.read_pcm_device(ts);
     }
+    static void check_time(zel_format_converter& fc, const timespec& before, timespec now) {
+        fc.stPrevTimestamp = before;
+        fc.check_timestamp(&now);
+    }
+    static int open_device(zel_format_converter& fc) { return fc.open_pcm_device(); }
+    static int restart(zel_format_converter& fc) { return fc.restart_fc(); }
     static int process(zel_format_converter& fc) { return fc.process_fc(); }
     static block* in(zel_format_converter& fc) { return fc.pmInPcmInfo.get(); }
     static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }

@@ -1,21 +1,17 @@
 #include "allocation_faults.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-std::atomic<std::size_t> countdown{0};
-std::atomic<bool> struck{false};
+thread_local std::size_t countdown = 0;
+thread_local bool struck = false;
 thread_local std::size_t allocations = 0;
 
 void* allocate(std::size_t bytes) noexcept {
     ++allocations;
-    std::size_t left = countdown.load();
-    while (left != 0 && !countdown.compare_exchange_weak(left, left - 1)) {
-    }
-    if (left == 1) {
+    if (countdown != 0 && --countdown == 0) {
         struck = true;
         return nullptr;
     }
