@@ -109,6 +109,9 @@ int zel_format_converter::open_capture_stream(pcm_config* config) {
     // card must block, it sets the pace.
     const unsigned int flags = u32Flags & ~static_cast<unsigned int>(PCM_NONBLOCK);
     while (true) {
+        if (pstPcm != nullptr) {
+            pcm_close(pstPcm);
+        }
         pstPcm = pcm_open(u32Card, u32Device, flags, config);
         if (pstPcm != nullptr && pcm_is_ready(pstPcm)) {
             return 0;
@@ -127,8 +130,6 @@ int zel_format_converter::open_capture_stream(pcm_config* config) {
             ZEL_FC_LOGE("open pcm device fail (%s)", error_text(pstPcm));
             return -1;
         }
-        pcm_close(pstPcm);
-        pstPcm = nullptr;
         config->rate = card_rate;
     }
 }
