@@ -72,6 +72,12 @@ void take_format(const snd_pcm_hw_params& params, pcm_config* config) {
     const bool s32 = (mask & (1U << SNDRV_PCM_FORMAT_S32_LE)) != 0;
     if (s16 != s32) {
         config->format = s32 ? PCM_FORMAT_S32_LE : PCM_FORMAT_S16_LE;
+    } else if (!s16 && bits != 16 && bits != 32) {
+        ZEL_FC_LOGW("sample width %d is neither 16 nor 32 bits, %d bits are delivered",
+                    static_cast<int>(bits), static_cast<int>(pcm_format_to_bits(config->format)));
+    } else if (!s16) {
+        ZEL_FC_LOGW("sample format is neither S16_LE nor S32_LE, %d bits are delivered",
+                    static_cast<int>(pcm_format_to_bits(config->format)));
     }
 }
 

@@ -239,6 +239,7 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
         EXPECT_TRUE(zel_test::log_has(std::string("open FC with ") +
                                       (c.opened[0] == '2' ? "" : "2 channel ") + c.opened))
             << c.bits << " bits, mask " << c.mask;
+        EXPECT_EQ(zel_test::log_has("bits are delivered"), (c.mask & (kS16 | kS32)) == 0);
         EXPECT_EQ(close(plugin), 0);
     }
 }
