@@ -14,6 +14,7 @@ namespace {
 /// The usual table, and the CPU times kept for the ratios.
 class keeping_reporter : public benchmark::ConsoleReporter {
   public:
+    keeping_reporter() : benchmark::ConsoleReporter(OO_Tabular) {}
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             const std::string name = run.benchmark_name();
