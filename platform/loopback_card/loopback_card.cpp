@@ -35,6 +35,7 @@ constexpr control_info kControls[CTL_COUNT] = {
     {"Sim Fault Read Error", value_kind::integer, 1, 0, kMany, 0, nullptr},
     {"Sim Fault Stall", value_kind::integer, 1, 0, 600000, 0, nullptr},
     {"Sim Fault Clock Jump", value_kind::integer, 1, -100000, 100000, 0, nullptr},
+    {"Sim Reads", value_kind::integer, 1, 0, kMany, 0, nullptr},
 };
 
 bool numeric(const control_info& info) {
@@ -128,7 +129,7 @@ int loopback_card::set_integers(unsigned int id, const std::vector<int>& wanted)
         }
         changed.notify_all();
     }
-    raise_event(id);
+    raise_events_of(id);
     return 0;
 }
 
@@ -179,7 +180,9 @@ void loopback_card::subscribe(mixer_plugin* record, mixer_event_callback callbac
     subscribers.push_back({record, callback, {}});
 }
 
+/// No call to the record's callback is under way afterwards.
 void loopback_card::unsubscribe(mixer_plugin* record) {
+    const std::lock_guard calls(callback_lock);
     const std::lock_guard guard(subscriber_lock);
     std::erase_if(subscribers, [=](const subscriber& s) { return s.record == record; });
 }
@@ -189,13 +192,36 @@ void loopback_card::raise_event(unsigned int id) {
     if (id > CTL_LAST_OF_CARD) {
         return;
     }
-    const std::lock_guard guard(subscriber_lock);
-    for (subscriber& s : subscribers) {
-        if (std::find(s.pending.begin(), s.pending.end(), id) == s.pending.end()) {
-            s.pending.push_back(id);
-            s.callback(s.record);
+    // The callbacks run without the subscribers' lock: tinyalsa's take one of their own, which it
+    // may hold while it reads an event.
+    const std::lock_guard calls(callback_lock);
+    std::vector<std::pair<mixer_event_callback, mixer_plugin*>> told;
+    {
+        const std::lock_guard guard(subscriber_lock);
+        for (subscriber& s : subscribers) {
+            if (std::find(s.pending.begin(), s.pending.end(), id) == s.pending.end()) {
+                s.pending.push_back(id);
+                told.emplace_back(s.callback, s.record);
+            }
         }
     }
+    for (const auto& [callback, record] : told) {
+        callback(record);
+    }
+}
+
+/// As a driver does, the card announces every change of its capture by the loopback source's event.
+void loopback_card::raise_events_of(unsigned int id) {
+    raise_event(id);
+    if (id == CTL_SLAVE_FORMAT || id == CTL_SLAVE_CHANNELS || id == CTL_SLAVE_RATE) {
+        raise_event(CTL_SLAVE_ACTIVE);
+    }
+}
+
+void loopback_card::count_read() {
+    const std::lock_guard guard(lock);
+    int& reads = values[CTL_READS].integers[0];
+    reads = reads == kMany ? 0 : reads + 1;
 }
 
 bool loopback_card::next_event(mixer_plugin* record, unsigned int* id) {

@@ -28,6 +28,7 @@ enum control_id : unsigned int {
     CTL_FAULT_READ_ERROR,
     CTL_FAULT_STALL,
     CTL_FAULT_CLOCK_JUMP,
+    CTL_READS,
     CTL_COUNT,
 };
 
@@ -78,6 +79,8 @@ class loopback_card {
     /// Takes up to `frames` granted frames, waiting for the first as long as the pacing is Step.
     /// 0 when it isn't any more.
     std::uint32_t take_granted(std::uint32_t frames);
+    /// Counts a read of the capture stream that has begun.
+    void count_read();
 
     void subscribe(mixer_plugin* record, mixer_event_callback callback);
     void unsubscribe(mixer_plugin* record);
@@ -98,10 +101,12 @@ class loopback_card {
     loopback_card();
     void apply_presets(const char* presets);
     void raise_event(unsigned int id);
+    void raise_events_of(unsigned int id);
 
     std::mutex lock;
     std::condition_variable changed;
     std::vector<value> values;
+    std::mutex callback_lock;  ///< held while callbacks run; taken before the next one
     std::mutex subscriber_lock;
     std::vector<subscriber> subscribers;
 };

@@ -1,6 +1,8 @@
 // The card's mixer, as tinyalsa's plugin interface has it. Every record shows the same controls;
 // the values are the card's.
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -144,6 +146,10 @@ int open(mixer_plugin** plugin, unsigned int card) {
 
 void close(mixer_plugin** plugin) {
     loopback_card::instance().unsubscribe(*plugin);
+    // tinyalsa makes the descriptor after `open` and leaves it behind.
+    if ((*plugin)->eventfd > 0) {
+        ::close((*plugin)->eventfd);
+    }
     delete reinterpret_cast<record*>(*plugin);
     *plugin = nullptr;
 }

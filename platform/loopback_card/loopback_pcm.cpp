@@ -126,6 +126,7 @@ int readi_frames(pcm_plugin* plugin, snd_xferi* transfer) {
         return with_errno(-EBADFD);
     }
     loopback_card& card = loopback_card::instance();
+    card.count_read();
     if (const int stall_ms = card.take_value(CTL_FAULT_STALL); stall_ms > 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(stall_ms));
     }

@@ -19,7 +19,8 @@ namespace {
 /// Called by the plugin, on a thread of its choice, when an event is there to be read.
 void on_event(mixer_plugin* plugin) {
     pthread_mutex_lock(&plugin->mutex);
-    ++plugin->event_cnt;
+    // Atomic besides: plugins look at the count without the lock.
+    __atomic_add_fetch(&plugin->event_cnt, 1, __ATOMIC_RELEASE);
     const std::uint64_t one = 1;
     static_cast<void>(::write(plugin->eventfd, &one, sizeof(one)) == sizeof(one));
     pthread_mutex_unlock(&plugin->mutex);
@@ -42,16 +43,10 @@ bool take_controls(mixer* opened) {
     return true;
 }
 
+/// The plugin stops calling back and takes the record, its lock and its descriptor away.
 void close_plugin(mixer* opened) {
     if (opened->plugin != nullptr) {
-        const int event_fd = opened->plugin->eventfd;
-        // The plugin stops calling back in its close; only then may the lock and descriptor go.
-        opened->ops->subscribe_events(opened->plugin, nullptr);
-        pthread_mutex_destroy(&opened->plugin->mutex);
         opened->ops->close(&opened->plugin);
-        if (event_fd >= 0) {
-            ::close(event_fd);
-        }
     }
 }
 
@@ -165,7 +160,7 @@ ZEL_EXPORT int mixer_read_event(mixer* opened, mixer_ctl_event* event) {
         return static_cast<int>(size);
     }
     pthread_mutex_lock(&plugin->mutex);
-    if (plugin->event_cnt > 0 && --plugin->event_cnt == 0) {
+    if (plugin->event_cnt > 0 && __atomic_sub_fetch(&plugin->event_cnt, 1, __ATOMIC_RELEASE) == 0) {
         std::uint64_t pending = 0;
         static_cast<void>(::read(plugin->eventfd, &pending, sizeof(pending)) == sizeof(pending));
     }

@@ -202,6 +202,14 @@ TEST_F(loopback_card_test, every_subscriber_hears_of_the_cards_controls) {
         }
         EXPECT_EQ(mixer_wait_event(listener, 0), 0);
     }
+    set("PCM Slave Rate", 44100);  // announced as a change of the loopback source, too
+    set("PCM Slave Rate", 48000);
+    for (const unsigned int numid : {4U, 1U}) {
+        mixer_ctl_event event{};
+        ASSERT_EQ(mixer_read_event(card, &event), 1);
+        EXPECT_EQ(event.data.element.id.numid, numid);
+    }
+    EXPECT_EQ(mixer_wait_event(card, 0), 0);
     mixer_close(second);
     set("PCM Slave Active", 0);
     EXPECT_EQ(mixer_wait_event(card, 100), 1);
@@ -212,10 +220,10 @@ TEST_F(loopback_card_test, every_subscriber_hears_of_the_cards_controls) {
 }
 
 TEST_F(loopback_card_test, controls_keep_their_ranges) {
-    EXPECT_EQ(mixer_get_num_ctls(card), 17U);
+    EXPECT_EQ(mixer_get_num_ctls(card), 18U);
     EXPECT_STREQ(mixer_ctl_get_name(mixer_get_ctl(card, 1)), "PCM Slave Active");
     EXPECT_STREQ(mixer_ctl_get_name(mixer_get_ctl(card, 6)), "PCM Channel Layout");
-    EXPECT_EQ(mixer_get_ctl(card, 17), nullptr);
+    EXPECT_EQ(mixer_get_ctl(card, 18), nullptr);
     EXPECT_EQ(set("PCM Slave Channels", 17), -EINVAL);
     EXPECT_EQ(set("PCM Slave Channels", 0), -EINVAL);
     EXPECT_EQ(set("PCM Channel Layout", 6), -EINVAL);
