@@ -55,7 +55,9 @@ static_assert(sizeof(ctl_cmd) == 40, "the command record has no padding");
 ///
 /// Threads: [client] any thread that calls a plugin operation, serialised by mLock; [worker] the
 /// thread "FC routine", which never takes mLock. A client waits for the worker while a command is
-/// carried out, so the worker builds and releases the stream undisturbed.
+/// carried out, so the worker builds and releases the stream undisturbed. A client operation that
+/// is called from inside the event callback runs on the worker: it works, but for commands, which
+/// nobody could carry out then.
 class zel_format_converter {
   public:
     /// Values of a path property lie in a 128-byte area, terminating zero included.
@@ -73,15 +75,20 @@ class zel_format_converter {
 
     /// [client, closed] Builds the stream for the client's configuration. 0, -22 when a stream is
     /// open, -19, -12, -1 or another error of the step that failed, -5 or -62 when the worker does
-    /// not answer; afterwards nothing of the stream is left.
+    /// not answer; afterwards nothing of the stream is left. -35 from inside the event callback, as
+    /// for the other two commands.
     int open(const pcm_config* config, unsigned int flags);
     /// [client, any] Releases the stream. 0, or -5 or -62 when the worker does not answer.
     int close();
     /// [client, open] Lets the worker capture. 0, -22 unless opened and not yet started, -5 or -62.
     int start();
     /// [client] Replaces the callback that the worker makes after the first block of a restarted
-    /// stream. An empty callable leaves none. Always 0.
+    /// stream. An empty callable leaves none. Waits for a call under way, unless called from inside
+    /// it. Always 0.
     int register_cb(std::function<void(void*)> callback, void* arg);
+    /// [client] Withdraws the callback if it is registered with `arg`; waits in the same way, so
+    /// that `arg` may be released afterwards.
+    void unregister_cb(const void* arg);
     /// [client] Takes up to `bytes` bytes of interleaved frames; never waits. The number taken (0
     /// when none is there), or -22 without a stream.
     int read(void* buffer, unsigned int bytes);
@@ -91,6 +98,8 @@ class zel_format_converter {
 
     /// [any] Card number of the real capture device; 0xFFFFFFFF when none was found.
     std::uint32_t card() const { return u32Card; }
+    /// [any] True on the worker thread, that is, inside the event callback.
+    bool on_worker() const { return std::this_thread::get_id() == mRoutine.get_id(); }
 
   private:
     friend struct zel_format_converter_access;
@@ -118,6 +127,8 @@ class zel_format_converter {
     zel_format_converter();
     ~zel_format_converter();
 
+    std::unique_lock<std::mutex> client_lock();
+
     // Command channel [client, mLock held, unless said otherwise].
     int create_fc_task();
     int destroy_fc_task();
@@ -133,7 +144,7 @@ class zel_format_converter {
     void* routine();
     void handle_commands(const zel_epoll& poller, int ready);
     bool command_waiting() const;
-    void run_capture_cycle(timespec* ts, unsigned int* failed_reads);
+    void run_capture_cycle(timespec* ts);
 
     int open_pcm_device();
     int set_device_format(pcm_config* config);
@@ -155,6 +166,8 @@ class zel_format_converter {
 
     int subscribe_mixer_device();
     int check_mixer_event();
+    int take_mixer_event(int timeout_ms, std::uint32_t* numid);
+    int follow_layout();
     int get_channel_layout();
     void notify_event();
 
@@ -204,12 +217,16 @@ class zel_format_converter {
     void* pEventCbArg = nullptr;
     std::uint32_t u32Card = 0;
 
+    // Calls of the card that failed in a row, in as many capture cycles.
+    std::uint32_t u32CardFailures = 0;
     // Results that senders gave up waiting for and that the worker will still write.
     std::uint32_t u32OverdueResults = 0;
     pid_t s32OwnerPid = 0;  // the process whose worker this is; a forked child has none
-    // Each guards one meeting of a client with the worker outside a command: the ring reference,
-    // the two path strings, the callback and its argument. Held for a copy only.
+    // Each guards one meeting of a client with the worker outside a command: the ring reference and
+    // what the last read found, the two path strings. Held for a copy only.
     std::mutex mRingLock;
     std::mutex mPathLock;
-    std::mutex mEventCbLock;
+    // The callback and its argument, and the call itself. Recursive: the callback may replace or
+    // withdraw itself. Never waited for under mLock.
+    std::recursive_mutex mEventCbLock;
 };

@@ -53,11 +53,16 @@ zel_format_converter::~zel_format_converter() {
     }
 }
 
+/// Empty on the worker: a client that holds mLock may be waiting for this very thread.
+std::unique_lock<std::mutex> zel_format_converter::client_lock() {
+    return on_worker() ? std::unique_lock<std::mutex>() : std::unique_lock(mLock);
+}
+
 int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
     ZEL_FC_LOGT("+");
     int result = -EINVAL;
     if (config != nullptr) {
-        const std::lock_guard lock(mLock);
+        const auto lock = client_lock();
         ZEL_FC_LOGI("open FC with %d channel %d bits %dk flags 0x%x",
                     static_cast<int>(config->channels),
                     static_cast<int>(pcm_format_to_bits(config->format)),
@@ -80,7 +85,7 @@ int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
 
 int zel_format_converter::close() {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
+    const auto lock = client_lock();
     ZEL_FC_LOGI("close");
     const ctl_cmd cmd{FC_CLOSE, {}, 0};
     const int result = send_command(&cmd);
@@ -93,7 +98,7 @@ int zel_format_converter::close() {
 
 int zel_format_converter::start() {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
+    const auto lock = client_lock();
     const ctl_cmd cmd{FC_START, {}, 0};
     const int result = send_command(&cmd);
     if (result != 0) {
@@ -106,8 +111,7 @@ int zel_format_converter::start() {
 int zel_format_converter::register_cb(std::function<void(void*)> callback, void* arg) {
     ZEL_FC_LOGT("+");
     {
-        const std::lock_guard lock(mLock);
-        const std::lock_guard callback_lock(mEventCbLock);
+        const std::lock_guard lock(mEventCbLock);
         fnEventCb = std::move(callback);
         pEventCbArg = arg;
     }
@@ -115,19 +119,33 @@ int zel_format_converter::register_cb(std::function<void(void*)> callback, void*
     return 0;
 }
 
+void zel_format_converter::unregister_cb(const void* arg) {
+    const std::lock_guard lock(mEventCbLock);
+    if (pEventCbArg == arg) {
+        fnEventCb = nullptr;
+        pEventCbArg = nullptr;
+    }
+}
+
 int zel_format_converter::read(void* buffer, unsigned int bytes) {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
+    const auto lock = client_lock();
     std::shared_ptr<zel_ring_buf> ring;
     {
         const std::lock_guard ring_lock(mRingLock);
         ring = pstRingBuf;
     }
     const int result = ring ? ring->read_pcm(buffer, bytes) : -EINVAL;
+    timespec newest{};
+    unsigned int frames_left = 0;
     if (result < 0) {
         ZEL_FC_LOGE("read error");
-    } else if (ring->get_info(&stReadTimestamp, &u32AvailFrames) != 0) {
+    } else if (ring->get_info(&newest, &frames_left) != 0) {
         ZEL_FC_LOGE("read ring buf info fail");
+    } else {
+        const std::lock_guard ring_lock(mRingLock);
+        stReadTimestamp = newest;
+        u32AvailFrames = frames_left;
     }
     ZEL_FC_LOGT("-");
     return result;
@@ -178,22 +196,30 @@ int assign_path(std::string& path, const void* data) {
 
 int zel_format_converter::get(property_e property, void* data) {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
+    const auto lock = client_lock();
     int result = valid_property(property, data) ? 0 : -EINVAL;
     if (result == 0) {
         switch (property) {
-            case PROP_DELAY_JSON_PATH:
+            case PROP_DELAY_JSON_PATH: {
+                const std::lock_guard path_lock(mPathLock);
                 result = copy_path(strDelayJsonPath, data);
                 break;
-            case PROP_MIXING_JSON_PATH:
+            }
+            case PROP_MIXING_JSON_PATH: {
+                const std::lock_guard path_lock(mPathLock);
                 result = copy_path(strMixingJsonPath, data);
                 break;
-            case PROP_TIMESTAMP:
+            }
+            case PROP_TIMESTAMP: {
+                const std::lock_guard ring_lock(mRingLock);
                 std::memcpy(data, &stReadTimestamp, sizeof(stReadTimestamp));
                 break;
-            case PROP_AVAIL_FRAMES:
+            }
+            case PROP_AVAIL_FRAMES: {
+                const std::lock_guard ring_lock(mRingLock);
                 std::memcpy(data, &u32AvailFrames, sizeof(u32AvailFrames));
                 break;
+            }
             case PROP_LOG_LEVEL: {
                 const std::uint32_t level = u32LOG_LEVEL;
                 std::memcpy(data, &level, sizeof(level));
@@ -209,7 +235,7 @@ int zel_format_converter::get(property_e property, void* data) {
 
 int zel_format_converter::set(property_e property, const void* data) {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
+    const auto lock = client_lock();
     int result = valid_property(property, data) ? 0 : -EINVAL;
     if (result == 0) {
         switch (property) {

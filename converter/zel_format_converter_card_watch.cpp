@@ -1,11 +1,13 @@
-// Watching the card: its mixer with the event subscription, its channel layout, and the news of a
-// restarted stream for the client. Runs on the worker.
+// Watching the card: its mixer with the event subscription, what its change events lead to, its
+// channel layout, and the news of a restarted stream for the client. Runs on the worker.
 
 #include <cerrno>
+#include <exception>
 #include <new>
 
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
+#include "zel_format_converter_mixing_wrapper.h"
 
 int zel_format_converter::subscribe_mixer_device() {
     pstMixer = mixer_open(u32Card);
@@ -21,9 +23,84 @@ int zel_format_converter::subscribe_mixer_device() {
     return 0;
 }
 
-/// The card's changes are not followed yet: a stream keeps the settings it was opened with.
+/// Handles at most one event, unless a restart fails: then newer events come first in the waits
+/// between the attempts.
 int zel_format_converter::check_mixer_event() {
-    return 0;
+    constexpr int kRetryWaitMs = 32;
+    int timeout_ms = 0;
+    for (std::uint32_t failures = 0;;) {
+        std::uint32_t numid = 0;
+        const int taken = take_mixer_event(timeout_ms, &numid);
+        if (taken < 0) {
+            return taken;
+        }
+        if (taken == 0 && failures == 0) {
+            return 0;
+        }
+        if (taken == 1 && numid == u32LayoutCtlId) {
+            return follow_layout();
+        }
+        if (taken == 1 && numid != u32RestartCtlId) {
+            ZEL_FC_LOGE("unexpected event %d", static_cast<int>(numid));
+            return -EINVAL;
+        }
+        if (taken == 1) {
+            get_loopback_source();
+        }
+        const int status = restart_fc();
+        if (status == 0) {
+            bEventPending = true;
+            return 0;
+        }
+        ZEL_FC_LOGE("restart fc fail count %d", static_cast<int>(failures));
+        ++failures;
+        timeout_ms = kRetryWaitMs;
+        if (failures >= u32RestartLimit) {
+            ZEL_FC_LOGE("fatal error can't open DD more than %d times", static_cast<int>(failures));
+            return status;
+        }
+    }
+}
+
+/// 1 with an event's control id, 0 when none came in time, or the card's error.
+int zel_format_converter::take_mixer_event(int timeout_ms, std::uint32_t* numid) {
+    const int waited = mixer_wait_event(pstMixer, timeout_ms);
+    if (waited < 0) {
+        ZEL_FC_LOGE("mixer wait event fail (%d)", waited);
+        ++u32CardFailures;
+        return waited;
+    }
+    mixer_ctl_event event{};
+    const int size = waited == 1 ? mixer_read_event(pstMixer, &event) : 0;
+    if (size < 0) {
+        ZEL_FC_LOGE("mixer consume event fail(%d)", size);
+        ++u32CardFailures;
+        return size;
+    }
+    *numid = event.data.element.id.numid;
+    // A wake-up without an event leaves the record empty.
+    if (waited != 1 || (size == 0 && *numid == 0)) {
+        ZEL_FC_LOGT("no event received");
+        return 0;
+    }
+    return 1;
+}
+
+int zel_format_converter::follow_layout() {
+    int status = get_channel_layout();
+    if (status != 0) {
+        ZEL_FC_LOGE("get channel layout fail");
+        return status;
+    }
+    try {
+        status = zel_fc_lib_mixing_channel_change(strChannelLayout);
+    } catch (const std::bad_alloc&) {
+        status = -ENOMEM;
+    }
+    if (status != 0) {
+        ZEL_FC_LOGE("change channel layout fail");
+    }
+    return status;
 }
 
 int zel_format_converter::get_channel_layout() {
@@ -52,15 +129,15 @@ void zel_format_converter::notify_event() {
     if (!bEventPending) {
         return;
     }
-    std::function<void(void*)> callback;
-    void* arg = nullptr;
-    {
+    try {
         const std::lock_guard lock(mEventCbLock);
-        callback = fnEventCb;
-        arg = pEventCbArg;
-    }
-    if (callback) {
-        callback(arg);
+        if (fnEventCb) {
+            // The callback may replace itself: it runs from a copy.
+            const std::function<void(void*)> callback = fnEventCb;
+            callback(pEventCbArg);
+        }
+    } catch (const std::exception& exception) {
+        ZEL_FC_LOGE("event callback exception %s", exception.what());
     }
     bEventPending = false;
 }

@@ -78,8 +78,9 @@ int zel_format_converter::create_fc_task() {
 }
 
 int zel_format_converter::destroy_fc_task() {
-    if (s32OwnerPid != getpid()) {
-        // A forked child has the object but not the thread: nothing would ever answer.
+    if (s32OwnerPid != getpid() || on_worker()) {
+        // A forked child has the object but not the thread, and an exit inside the event callback
+        // runs on the worker itself: nothing would ever answer.
         if (mRoutine.joinable()) {
             mRoutine.detach();
         }
@@ -96,6 +97,10 @@ int zel_format_converter::destroy_fc_task() {
 }
 
 int zel_format_converter::send_command(const ctl_cmd* cmd) {
+    if (on_worker()) {
+        ZEL_FC_LOGE("command %d from inside the event callback", static_cast<int>(cmd->u32Cmd));
+        return -EDEADLK;
+    }
     if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0) {
         ZEL_FC_LOGE("command channel is not open");
         return -EIO;

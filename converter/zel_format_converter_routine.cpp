@@ -11,13 +11,13 @@
 namespace {
 
 /// What the worker waits for before its next look at the status, in milliseconds.
-int poll_timeout(std::int32_t status, unsigned int failed_reads) {
+int poll_timeout(std::int32_t status, std::uint32_t card_failures) {
     if (status != FC_START) {
         return -1;
     }
     // A card that fails again and again must not spin the CPU: from the second failure in a row
     // the worker waits one block, for commands.
-    return failed_reads >= 2 ? static_cast<int>(zel_format_converter::kBlockMs) : 0;
+    return card_failures >= 2 ? static_cast<int>(zel_format_converter::kBlockMs) : 0;
 }
 
 }  // namespace
@@ -27,7 +27,6 @@ void* zel_format_converter::routine() {
     pthread_setname_np(pthread_self(), "FC routine");
     zel_epoll poller;
     timespec ts{};
-    unsigned int failed_reads = 0;
 
     bool running = false;
     if (poller.init() < 0) {
@@ -49,7 +48,7 @@ void* zel_format_converter::routine() {
         if (eFCStatus == FC_CLOSE) {
             ZEL_FC_LOGI("fc routine idle");
         } else if (eFCStatus == FC_START) {
-            run_capture_cycle(&ts, &failed_reads);
+            run_capture_cycle(&ts);
         } else if (eFCStatus == FC_EXIT) {
             ZEL_FC_LOGI("fc routine terminate");
             break;
@@ -58,9 +57,9 @@ void* zel_format_converter::routine() {
             break;
         }
         if (eFCStatus != FC_START) {
-            failed_reads = 0;
+            u32CardFailures = 0;
         }
-        if (poller.set_timeout(poll_timeout(eFCStatus, failed_reads)) < 0) {
+        if (poller.set_timeout(poll_timeout(eFCStatus, u32CardFailures)) < 0) {
             ZEL_FC_LOGE("epoll set timeout fail");
             break;
         }
@@ -91,17 +90,17 @@ bool zel_format_converter::command_waiting() const {
     return ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 && bytes > 0;
 }
 
-void zel_format_converter::run_capture_cycle(timespec* ts, unsigned int* failed_reads) {
+void zel_format_converter::run_capture_cycle(timespec* ts) {
     if (check_mixer_event() != 0) {
         ZEL_FC_LOGE("check mixer event fail");
         return;
     }
     if (read_pcm_device(ts) != 0) {
         ZEL_FC_LOGE("read pcm device fail");
-        ++*failed_reads;
+        ++u32CardFailures;
         return;
     }
-    *failed_reads = 0;
+    u32CardFailures = 0;
     if (process_fc() != 0) {
         ZEL_FC_LOGE("process_fc format converter fail");
         return;

@@ -57,7 +57,10 @@ struct zel_format_converter_access {
         return !fc.pstPcm && !fc.pstMixer && !fc.pmInPcmInfo && !fc.pstOutInfo && !fc.pstRingBuf &&
                !fc.pu8DelayBuf && !fc.pu8MixingBuf;
     }
-    static void set_pending(zel_format_converter& fc) { fc.bEventPending = true; }
+    static bool& pending(zel_format_converter& fc) { return fc.bEventPending; }
+    static int check_event(zel_format_converter& fc) { return fc.check_mixer_event(); }
+    static void notify(zel_format_converter& fc) { fc.notify_event(); }
+    static const std::string& layout(zel_format_converter& fc) { return fc.strChannelLayout; }
 };
 
 namespace zel_test {

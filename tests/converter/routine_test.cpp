@@ -81,21 +81,21 @@ TEST(routine, a_dead_card_is_tried_once_a_block_and_commands_are_answered_at_onc
     EXPECT_EQ(zel_test::open_handles(), 0);
 }
 
-TEST(routine, tells_the_client_after_the_first_block_only) {
+TEST(routine, a_card_whose_events_fail_is_tried_once_a_block) {
     zel_test::reset_script();
     const fc_access::owner fc = fc_access::make();
     const pcm_config config = zel_test::client_config();
     ASSERT_EQ(fc->open(&config, PCM_IN), 0);
-    std::atomic<int> told{0};
-    fc->register_cb([](void* arg) { *static_cast<std::atomic<int>*>(arg) += 1; }, &told);
-    fc_access::set_pending(*fc);
-    ASSERT_EQ(fc->start(), 0);
-    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 1; }));
-    EXPECT_EQ(told, 0);
-    zel_test::allow_reads(3);
-    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 4; }));
-    EXPECT_EQ(told, 1);
     zel_test::allow_reads(-1);
+    zel_test::fail_call(call::mixer_wait_event, 1, -ENODEV, 1'000'000);
+    ASSERT_EQ(fc->start(), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(320));
+    EXPECT_LE(zel_test::calls_of(call::mixer_wait_event), 13);
+    EXPECT_EQ(zel_test::calls_of(call::pcm_readi), 0) << "the cycle ends where it failed";
+    EXPECT_TRUE(zel_test::log_has("mixer wait event fail (-19)"));
+    EXPECT_TRUE(zel_test::log_has("check mixer event fail"));
+    zel_test::fail_call(call::mixer_wait_event, 1, 0, 0);
+    EXPECT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) > 5; }));
     EXPECT_EQ(fc->close(), 0);
 }
 

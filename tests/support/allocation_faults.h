@@ -7,7 +7,8 @@
 
 namespace zel_test {
 
-/// Lets the n-th allocation from now on (1 is the next one) of any thread fail, that one only.
+/// Lets the n-th allocation from now on (1 is the next one) of the calling thread fail, that one
+/// only.
 void fail_allocation(std::size_t nth);
 /// Ends a pending failure. True if it has struck.
 bool stop_failing_allocations();

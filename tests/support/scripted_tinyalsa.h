@@ -24,12 +24,30 @@ enum class call {
     mixer_subscribe_events,
     mixer_wait_event,
     mixer_read_event,
+    mixer_get_ctl,
     mixer_ctl_get_value,
+    mixer_ctl_set_value,
+    mixer_ctl_get_array,
+    mixer_ctl_set_array,
     mixer_ctl_get_enum_string,
     get_json_path,
     search_snd_device,
     adjust_timestamp,
     count,
+};
+
+/// A control of the card, as tinyalsa's accessors show it.
+struct scripted_control {
+    std::string name = {};
+    bool nameless = false;  ///< shows no name
+    mixer_ctl_type kind = MIXER_CTL_TYPE_INT;
+    std::vector<int> values = {};
+    int min = 0;
+    int max = 100;
+    std::vector<std::string> texts = {};
+    std::vector<unsigned char> bytes = {};
+    bool tlv = false;
+    int refused_element = -1;  ///< writing this one fails with -1 (EPERM)
 };
 
 struct opened_stream {
@@ -43,6 +61,9 @@ using read_source = std::function<int(void* data, unsigned int frames, const pcm
 /// Back to a card that works: 48000 Hz, 2 channels, S16_LE, layout "2.0", silence, reads held.
 void reset_script();
 
+/// Replaces all controls of the card.
+void set_controls(std::vector<scripted_control> controls);
+scripted_control control_state(const std::string& name);
 void set_control(const std::string& name, int value);
 void remove_control(const std::string& name);
 /// The `nth` call from now on (1 is the next) of `function` and the `times` - 1 after it give

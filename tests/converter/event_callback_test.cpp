@@ -1,0 +1,150 @@
+// The event callback: who is called, and what may be called from inside it.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include "captured_log.h"
+#include "converter_access.h"
+
+using namespace std::chrono_literals;
+using zel_test::call;
+using zel_test::fc_access;
+
+namespace {
+
+void count(void* arg) {
+    *static_cast<std::atomic<int>*>(arg) += 1;
+}
+
+void restart_done(zel_format_converter& fc) {
+    fc_access::pending(fc) = true;
+    fc_access::notify(fc);
+    EXPECT_FALSE(fc_access::pending(fc));
+}
+
+TEST(event_callback, the_last_one_registered_is_called_while_it_is_registered) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    std::atomic<int> first{0}, second{0};
+    restart_done(*fc);  // nobody to call
+    fc->register_cb(count, &first);
+    fc_access::notify(*fc);  // nothing to tell
+    restart_done(*fc);
+    fc->register_cb(count, &second);
+    restart_done(*fc);
+    fc->unregister_cb(&first);  // no longer the registered one
+    restart_done(*fc);
+    fc->unregister_cb(&second);
+    restart_done(*fc);
+    fc->register_cb(nullptr, &first);
+    restart_done(*fc);
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 2);
+}
+
+TEST(event_callback, may_replace_or_withdraw_itself_and_throw) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    std::atomic<int> calls{0};
+    fc->register_cb(
+        [&fc, &calls, big = std::string(100, 'x')](void* arg) {
+            fc->register_cb(count, arg);
+            calls += static_cast<int>(big.size());  // still there, though replaced
+        },
+        &calls);
+    restart_done(*fc);
+    restart_done(*fc);
+    EXPECT_EQ(calls, 101);
+    fc->register_cb([&fc](void* arg) { fc->unregister_cb(arg); }, &calls);
+    restart_done(*fc);
+    fc->register_cb([](void*) { throw std::runtime_error("no"); }, nullptr);
+    restart_done(*fc);
+    EXPECT_TRUE(zel_test::log_has("event callback exception no"));
+}
+
+/// A started stream whose worker is inside the callback until it is released.
+class inside_callback : public testing::Test {
+  protected:
+    void SetUp() override {
+        zel_test::reset_script();
+        fc = fc_access::make();
+        const pcm_config config = zel_test::client_config();
+        ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+        fc->register_cb([this](void*) { run(); }, this);
+        zel_test::push_event(1);
+        zel_test::allow_reads(-1);
+        ASSERT_EQ(fc->start(), 0);
+        entered.get_future().wait();
+    }
+    void TearDown() override {
+        left.wait();
+        EXPECT_EQ(fc->close(), 0);
+    }
+    void run() {
+        entered.set_value();
+        release.get_future().wait();
+        if (step) {
+            step();
+        }
+        done.set_value();
+    }
+
+    fc_access::owner fc;
+    std::promise<void> entered, release, done;
+    std::future<void> left = done.get_future();
+    std::function<void()> step;
+};
+
+TEST_F(inside_callback, whoever_withdraws_it_waits_for_its_end) {
+    auto withdrawn = std::async(std::launch::async, [this] { fc->unregister_cb(this); });
+    EXPECT_EQ(withdrawn.wait_for(50ms), std::future_status::timeout);
+    release.set_value();
+    EXPECT_EQ(withdrawn.wait_for(2s), std::future_status::ready);
+}
+
+TEST_F(inside_callback, other_clients_are_not_kept_waiting) {
+    std::uint32_t level = 0;
+    auto replaced = std::async(std::launch::async, [this] { fc->register_cb(nullptr, nullptr); });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(fc->get(PROP_LOG_LEVEL, &level), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
+    release.set_value();
+}
+
+TEST_F(inside_callback, client_calls_work_but_commands_are_refused_at_once) {
+    int results[3] = {};
+    std::chrono::steady_clock::duration took{};
+    step = [&] {
+        const auto begin = std::chrono::steady_clock::now();
+        std::uint8_t data[64];
+        std::uint32_t value = 0;
+        timespec ts{};
+        const pcm_config config = zel_test::client_config();
+        EXPECT_EQ(fc->read(data, sizeof(data)), 64);
+        EXPECT_EQ(fc->get(PROP_AVAIL_FRAMES, &value), 0);
+        EXPECT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
+        EXPECT_EQ(fc->set(PROP_DELAY_JSON_PATH, "/x"), 0);
+        results[0] = fc->open(&config, PCM_IN);
+        results[1] = fc->start();
+        results[2] = fc->close();
+        took = std::chrono::steady_clock::now() - begin;
+    };
+    // This client holds the converter and waits for the worker, which is inside the callback.
+    auto closed = std::async(std::launch::async, [this] { return fc->close(); });
+    std::this_thread::sleep_for(20ms);
+    release.set_value();
+    EXPECT_EQ(closed.get(), 0);
+    for (const int result : results) {
+        EXPECT_EQ(result, -EDEADLK);
+    }
+    EXPECT_LT(took, 500ms);
+    EXPECT_TRUE(zel_test::log_has("command 2 from inside the event callback"));
+}
+
+}  // namespace

@@ -1,0 +1,100 @@
+// The streams of the scripted tinyalsa.
+
+#include <cstring>
+#include <memory>
+
+#include "script_state.h"
+
+using zel_test::call;
+using zel_test::call_fails;
+using zel_test::script;
+using zel_test::script_changed;
+using zel_test::script_lock;
+
+struct pcm {
+    pcm_config config;
+    std::string error;
+};
+
+pcm* pcm_open(unsigned int card, unsigned int device, unsigned int flags,
+              const pcm_config* config) {
+    const std::lock_guard guard(script_lock);
+    if (call_fails(call::pcm_open)) {
+        return nullptr;
+    }
+    auto stream = std::make_unique<pcm>();
+    stream->config = *config;
+    script().opened.push_back({card, device, flags, *config});
+    for (const auto& [rate, text] : script().refused) {
+        if (rate == config->rate) {
+            stream->error = text;
+        }
+    }
+    ++script().handles;
+    return stream.release();
+}
+
+int pcm_close(pcm* stream) {
+    const std::lock_guard guard(script_lock);
+    call_fails(call::pcm_close);
+    --script().handles;
+    delete stream;
+    return 0;
+}
+
+int pcm_is_ready(const pcm* stream) {
+    return stream->error.empty();
+}
+
+const char* pcm_get_error(const pcm* stream) {
+    return stream->error.c_str();
+}
+
+unsigned int pcm_format_to_bits(pcm_format format) {
+    switch (format) {
+        case PCM_FORMAT_S32_LE:
+        case PCM_FORMAT_S32_BE:
+        case PCM_FORMAT_S24_LE:
+        case PCM_FORMAT_S24_BE:
+            return 32;
+        case PCM_FORMAT_S24_3LE:
+        case PCM_FORMAT_S24_3BE:
+            return 24;
+        case PCM_FORMAT_S8:
+            return 8;
+        default:
+            return 16;
+    }
+}
+
+int pcm_readi(pcm* stream, void* data, unsigned int frames) {
+    std::unique_lock guard(script_lock);
+    int result = 0;
+    if (call_fails(call::pcm_readi, &result)) {
+        return result;
+    }
+    script_changed.wait(guard, [] { return script().reads_allowed != 0; });
+    script().reads_allowed -= script().reads_allowed > 0 ? 1 : 0;
+    if (script().source) {
+        return script().source(data, frames, stream->config);
+    }
+    std::memset(data, 0,
+                std::size_t{frames} * stream->config.channels *
+                    (pcm_format_to_bits(stream->config.format) / 8));
+    return static_cast<int>(frames);
+}
+
+int pcm_get_htimestamp(pcm*, unsigned int* avail, timespec* ts) {
+    const std::lock_guard guard(script_lock);
+    int result = 0;
+    if (call_fails(call::pcm_get_htimestamp, &result)) {
+        return result;
+    }
+    *avail = script().avail;
+    *ts = {};
+    if (!script().times.empty()) {
+        *ts = script().times.front();
+        script().times.pop_front();
+    }
+    return 0;
+}
