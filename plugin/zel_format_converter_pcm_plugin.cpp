@@ -3,6 +3,7 @@
 
 #include "zel_format_converter_pcm_plugin.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -47,7 +48,7 @@ struct handle_record {
 // that far (a refused second client, a look at the limits): those must leave the stream alone. The
 // lock makes opening or closing the stream and noting its owner one step; reads never take it.
 std::mutex g_owner_lock;
-pcm_plugin* g_owner = nullptr;
+std::atomic<pcm_plugin*> g_owner{nullptr};
 
 zel_pcm_handle* handle_of(pcm_plugin* plugin) {
     return static_cast<zel_pcm_handle*>(plugin->priv);
@@ -89,10 +90,16 @@ void take_params(const snd_pcm_hw_params& params, pcm_config* config) {
     take_format(params, config);
 }
 
+/// Empty inside the event callback, where the converter refuses the command: the lock's holder may
+/// be waiting for the very thread that makes the callback.
+std::unique_lock<std::mutex> lock_owner(const zel_format_converter& converter) {
+    return converter.on_worker() ? std::unique_lock<std::mutex>() : std::unique_lock(g_owner_lock);
+}
+
 int open_converter(pcm_plugin* plugin, zel_pcm_handle* handle) {
-    const std::lock_guard lock(g_owner_lock);
-    const int status = zel_format_converter::getInstance().open(
-        &handle->stConfig, static_cast<unsigned int>(plugin->mode));
+    zel_format_converter& converter = zel_format_converter::getInstance();
+    const auto lock = lock_owner(converter);
+    const int status = converter.open(&handle->stConfig, static_cast<unsigned int>(plugin->mode));
     if (status == 0) {
         handle->bOpened = true;
         handle->bStarted = false;
@@ -102,11 +109,12 @@ int open_converter(pcm_plugin* plugin, zel_pcm_handle* handle) {
 }
 
 int close_converter(pcm_plugin* plugin) {
-    const std::lock_guard lock(g_owner_lock);
+    zel_format_converter& converter = zel_format_converter::getInstance();
+    const auto lock = lock_owner(converter);
     if (g_owner != nullptr && g_owner != plugin) {
         return 0;
     }
-    const int status = zel_format_converter::getInstance().close();
+    const int status = converter.close();
     if (status == 0) {
         g_owner = nullptr;
     }

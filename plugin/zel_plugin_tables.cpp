@@ -1,5 +1,6 @@
 // The operation tables that tinyalsa looks up by name.
 
+#include "zel_format_converter_mixer_plugin.h"
 #include "zel_format_converter_pcm_plugin.h"
 
 #define ZEL_EXPORT __attribute__((visibility("default")))
@@ -32,9 +33,21 @@ constexpr Table make_pcm_table() {
     return table;
 }
 
+constexpr struct mixer_plugin_ops make_mixer_table() {
+    namespace ops = zel_format_converter_mixer_plugin;
+    struct mixer_plugin_ops table {};
+    table.open = ops::open;
+    table.close = ops::close;
+    table.subscribe_events = ops::subscribe_events;
+    table.read_event = ops::read_event;
+    return table;
+}
+
 }  // namespace
 
 extern "C" {
 ZEL_EXPORT extern const struct pcm_plugin_ops pcm_plugin_ops;
 constinit const struct pcm_plugin_ops pcm_plugin_ops = make_pcm_table<struct pcm_plugin_ops>();
+ZEL_EXPORT extern const struct mixer_plugin_ops mixer_plugin_ops;
+constinit const struct mixer_plugin_ops mixer_plugin_ops = make_mixer_table();
 }
