@@ -49,7 +49,8 @@ TEST(library, exports_the_tables_and_the_filter_and_nothing_else) {
             defined.insert(file.data() + strings->sh_offset + symbol->st_name);
         }
     }
-    EXPECT_EQ(defined, (std::set<std::string>{"mixer_plugin_ops", "pcm_plugin_ops", "res_coeff", "res_order"}));
+    EXPECT_EQ(defined, (std::set<std::string>{"mixer_plugin_ops", "pcm_plugin_ops", "res_coeff",
+                                              "res_order"}));
 }
 
 TEST(library, stays_loaded_after_its_last_handle) {

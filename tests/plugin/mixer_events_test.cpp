@@ -1,0 +1,133 @@
+// The mixer's change events: who is told, and that nobody is told too late.
+
+#include <gtest/gtest.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "converter_access.h"
+#include "mixer_record.h"
+
+using namespace zel_test;
+
+namespace {
+
+/// What tinyalsa's own callback does to the record.
+void count_event(mixer_plugin* plugin) {
+    ++plugin->event_cnt;
+}
+
+/// The converter's news of a restarted stream, as its worker tells it.
+void restart_done() {
+    zel_format_converter& fc = zel_format_converter::getInstance();
+    fc_access::pending(fc) = true;
+    fc_access::notify(fc);
+}
+
+TEST(mixer_events, the_record_that_subscribed_last_is_told_until_it_unsubscribes) {
+    use_card_of_all_kinds();
+    const mixer_record first, second;
+    restart_done();
+    ASSERT_EQ(mixer_ops::subscribe_events(first.plugin, count_event), 0);
+    restart_done();
+    EXPECT_EQ(first.plugin->event_cnt, 1);
+    ASSERT_EQ(mixer_ops::subscribe_events(second.plugin, count_event), 0);
+    restart_done();
+    EXPECT_EQ(first.plugin->event_cnt, 1);
+    EXPECT_EQ(second.plugin->event_cnt, 1);
+    ASSERT_EQ(mixer_ops::subscribe_events(second.plugin, nullptr), 0);
+    EXPECT_EQ(second.plugin->priv, nullptr);
+    restart_done();
+    EXPECT_EQ(second.plugin->event_cnt, 1);
+    ASSERT_EQ(mixer_ops::subscribe_events(second.plugin, count_event), 0);
+    restart_done();
+    EXPECT_EQ(second.plugin->event_cnt, 2);
+    // An unsubscribe replaces what another record had registered, too.
+    ASSERT_EQ(mixer_ops::subscribe_events(first.plugin, nullptr), 0);
+    restart_done();
+    EXPECT_EQ(second.plugin->event_cnt, 2);
+    EXPECT_EQ(first.plugin->event_cnt, 1);
+}
+
+TEST(mixer_events, a_closed_record_is_never_told) {
+    use_card_of_all_kinds();
+    const mixer_record kept;
+    ASSERT_EQ(mixer_ops::subscribe_events(kept.plugin, count_event), 0);
+    {
+        const mixer_record other;  // closing it leaves the subscription of `kept` alone
+    }
+    restart_done();
+    EXPECT_EQ(kept.plugin->event_cnt, 1);
+    for (const bool unsubscribe : {false, true}) {
+        const mixer_record closed;
+        ASSERT_EQ(mixer_ops::subscribe_events(closed.plugin, count_event), 0);
+        if (unsubscribe) {
+            ASSERT_EQ(mixer_ops::subscribe_events(closed.plugin, nullptr), 0);
+        }
+    }
+    restart_done();  // under the address sanitizer a call would be seen
+    EXPECT_EQ(kept.plugin->event_cnt, 1);
+}
+
+TEST(mixer_events, closing_takes_tinyalsas_descriptor_along) {
+    use_card_of_all_kinds();
+    mixer_plugin* plugin = nullptr;
+    ASSERT_EQ(mixer_ops::open(&plugin, 70), 0);
+    const int event_fd = eventfd(0, 0);
+    plugin->eventfd = event_fd;
+    mixer_ops::close(&plugin);
+    EXPECT_EQ(plugin, nullptr);
+    EXPECT_EQ(close(event_fd), -1);
+}
+
+TEST(mixer_events, one_pending_event_is_read_as_a_change_of_numid_0) {
+    use_card_of_all_kinds();
+    const mixer_record opened;
+    snd_ctl_event event;
+    std::memset(&event, 0xFF, sizeof(event));
+    EXPECT_EQ(mixer_ops::read_event(opened.plugin, &event, sizeof(event)), 0);
+    const snd_ctl_event zero{};
+    EXPECT_EQ(std::memcmp(&event, &zero, sizeof(event)), 0);
+
+    opened.plugin->event_cnt = 2;
+    struct {
+        snd_ctl_event event;
+        unsigned char behind[28];
+    } large;
+    std::memset(&large, 0xFF, sizeof(large));
+    EXPECT_EQ(mixer_ops::read_event(opened.plugin, &large.event, 100), 100);
+    EXPECT_EQ(opened.plugin->event_cnt, 2) << "the count is tinyalsa's";
+    EXPECT_EQ(large.behind[0], 0xFF);
+    snd_ctl_event wanted{};
+    wanted.type = SNDRV_CTL_EVENT_ELEM;
+    wanted.data.elem.mask = 1;
+    wanted.data.elem.id.iface = SNDRV_CTL_ELEM_IFACE_MIXER;
+    wanted.data.elem.id.device = 70;
+    EXPECT_EQ(std::memcmp(&large.event, &wanted, sizeof(wanted)), 0);
+
+    std::memset(&event, 0xFF, sizeof(event));
+    for (const std::size_t size : {std::size_t{0}, std::size_t{71}}) {
+        errno = 0;
+        EXPECT_EQ(mixer_ops::read_event(opened.plugin, &event, size), -EINVAL);
+        EXPECT_EQ(errno, EINVAL);
+    }
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(&event)[0], 0xFF) << "nothing is written";
+}
+
+TEST(mixer_events, null_pointers_are_refused_by_name) {
+    use_card_of_all_kinds();
+    const mixer_record opened;
+    snd_ctl_event event{};
+    EXPECT_EQ(mixer_ops::subscribe_events(nullptr, count_event), -EINVAL);
+    EXPECT_EQ(mixer_ops::read_event(nullptr, &event, sizeof(event)), -EINVAL);
+    EXPECT_EQ(log_count("pstMixerPlugin is null"), 2U);
+    EXPECT_EQ(mixer_ops::read_event(opened.plugin, nullptr, sizeof(event)), -EINVAL);
+    EXPECT_TRUE(log_has("pstSndCtlEvent is null"));
+    mixer_ops::event_callback(nullptr);
+    mixer_ops::event_callback(opened.plugin);  // nobody subscribed
+    EXPECT_EQ(opened.plugin->event_cnt, 0);
+}
+
+}  // namespace
