@@ -1,0 +1,59 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <tinyalsa/mixer.h>
+#include <tinyalsa/pcm.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "captured_log.h"
+#include "chain_model.h"
+
+namespace zel_test {
+
+/// A stream of the virtual card over the simulated card, which delivers as much as the test grants
+/// it. In a test that grants and waits, the worker waits in the card's read whenever the test
+/// looks: every block can be told.
+class stream_fixture : public testing::Test {
+  protected:
+    static void SetUpTestSuite();
+    void SetUp() override;
+    void TearDown() override;
+
+    void set(const char* control, int value) { set_on(card, control, value); }
+    void choose(const char* control, const char* item) { choose_on(card, control, item); }
+    int value(const char* control) const;
+    static void set_on(mixer* handle, const char* control, int value);
+    static void choose_on(mixer* handle, const char* control, const char* item);
+
+    /// Width and channel count of the card.
+    void set_card(const stream_setup& setup);
+    bool open(const stream_setup& setup, unsigned int period_size, unsigned int period_count,
+              unsigned int flags = 0);
+    /// Sets the card, opens, starts, and waits until the worker waits at the card. A period of 0
+    /// frames stands for one block.
+    void open_and_start(const stream_setup& setup, unsigned int period_size = 0,
+                        unsigned int period_count = 4, unsigned int flags = 0);
+    void close();
+
+    /// Lets the card deliver one block and waits until the worker has stored it and is back.
+    void grant_block();
+    /// Waits for the read of the card after `reads` of them, at most 5 s.
+    bool wait_for_read_after(int reads) const;
+    /// Reads `frames` frames, blocking, as interleaved samples of any width.
+    std::vector<std::int32_t> read(unsigned int frames);
+    /// One after the other: lets the card deliver a block and reads what becomes of it.
+    std::vector<std::int32_t> read_blocks(unsigned int blocks);
+    static std::vector<std::int32_t> expected(chain_model& model, unsigned int blocks);
+    static std::vector<std::int32_t> expected(const stream_setup& setup, unsigned int blocks);
+
+    unsigned int block_frames() const { return current.client_rate / 1000 * 32; }
+
+    mixer* card = nullptr;
+    pcm* stream = nullptr;
+    stream_setup current{};
+};
+
+}  // namespace zel_test
