@@ -22,9 +22,18 @@ constexpr int kTaps = 237;
 /// Inputs that output o of a layout takes at a half and at a quarter, counted from o on.
 struct layout_weights {
     const char* name;
+    unsigned int channels;
     unsigned int half, quarter;
 };
-constexpr layout_weights kLayouts[] = {{"1.0", 0, 1}, {"4.0", 1, 0}, {"5.1", 2, 3}};
+constexpr layout_weights kLayouts[] = {{"1.0", 1, 0, 1}, {"4.0", 4, 1, 0}, {"5.1", 6, 2, 3}};
+
+/// The file's entry for a layout, or null; one with more channels than inputs is none.
+const layout_weights* find_layout(const char* name, unsigned int in) {
+    const auto* entry = std::find_if(std::begin(kLayouts), std::end(kLayouts), [=](const auto& l) {
+        return std::string(l.name) == name && l.channels <= in;
+    });
+    return entry != std::end(kLayouts) ? entry : nullptr;
+}
 
 std::int32_t to_int(float value) {
     return static_cast<std::int32_t>(
@@ -37,6 +46,21 @@ const float* taps() {
     return found;
 }
 
+/// The filter over 237 samples; up to two channels are summed in direct form, more folded.
+std::int32_t filtered(const float* x, bool folded) {
+    const float* c = taps();
+    float sum = 0.0F;
+    for (int t = 0; t < (folded ? kTaps / 2 : kTaps); ++t) {
+        const float product = c[t] * (folded ? x[t] + x[kTaps - 1 - t] : x[t]);
+        sum = sum + product;
+    }
+    if (folded) {
+        const float product = c[kTaps / 2] * x[kTaps / 2];
+        sum = sum + product;
+    }
+    return to_int(std::clamp(sum, -32768.0F, 32767.0F));
+}
+
 }  // namespace
 
 std::vector<int> delays_for(unsigned int channels) {
@@ -47,12 +71,15 @@ std::vector<int> delays_for(unsigned int channels) {
     return delays;
 }
 
+bool has_matrix(const char* layout, unsigned int in) {
+    return find_layout(layout, in) != nullptr;
+}
+
 weight_matrix matrix_for(const char* layout, unsigned int in, unsigned int out) {
     weight_matrix matrix(out, std::vector<float>(in));
-    const auto* entry = std::find_if(std::begin(kLayouts), std::end(kLayouts),
-                                     [=](const auto& l) { return std::string(l.name) == layout; });
+    const layout_weights* entry = find_layout(layout, in);
     for (unsigned int o = 0; o < out; ++o) {
-        if (entry != std::end(kLayouts)) {
+        if (entry != nullptr) {
             matrix[o][(o + entry->half) % in] += 0.5F;
             matrix[o][(o + entry->quarter) % in] += 0.25F;
         } else if (o < in) {
@@ -97,13 +124,14 @@ const char* write_coefficients() {
     return folder.c_str();
 }
 
-chain_model::chain_model(const stream_setup& wanted, weight_matrix weights)
+chain_model::chain_model(const stream_setup& wanted, weight_matrix weights,
+                         const std::vector<int>& delays_ms)
     : setup(wanted),
       matrix(std::move(weights)),
       converts(wanted.client_rate != kCardRate),
       truncates(wanted.card_bits > 16 && (wanted.client_bits == 16 || converts)),
-      window(kTaps, std::vector<std::int32_t>(wanted.client_channels)) {
-    for (const int ms : delays_for(setup.card_channels)) {
+      mixed_past(wanted.client_channels, std::vector<float>(kTaps)) {
+    for (const int ms : delays_ms) {
         delay_lines.emplace_back(static_cast<std::size_t>(ms * kCardRate / 1000), 0);
     }
 }
@@ -136,49 +164,37 @@ std::vector<std::int32_t> chain_model::mixed_frame() const {
     return out;
 }
 
-/// The filter over the window; up to two channels in direct form, more folded.
-std::int32_t chain_model::filtered(unsigned int channel) const {
-    const float* c = taps();
-    const bool folded = setup.client_channels > 2;
-    const auto at = [&](int t) {
-        return static_cast<float>(window[static_cast<std::size_t>(t)][channel]);
-    };
-    float sum = 0.0F;
-    for (int t = 0; t < (folded ? kTaps / 2 : kTaps); ++t) {
-        const float product = c[t] * (folded ? at(t) + at(kTaps - 1 - t) : at(t));
-        sum = sum + product;
-    }
-    if (folded) {
-        const float product = c[kTaps / 2] * at(kTaps / 2);
-        sum = sum + product;
-    }
-    return to_int(std::clamp(sum, -32768.0F, 32767.0F));
-}
-
 std::vector<std::int32_t> chain_model::next_block() {
     std::vector<std::int32_t> out;
-    const bool pads = setup.client_bits == 32 && (setup.card_bits == 16 || truncates);
-    const auto put = [&](std::int32_t sample) { out.push_back(pads ? sample * 65536 : sample); };
     for (const std::int64_t end = frame + kBlockFrames; frame < end; ++frame) {
-        if (converts && frame % 3 == 0) {
-            // The group that comes now enters the filter with the next output frame.
-            for (unsigned int ch = 0; ch < setup.client_channels; ++ch) {
-                put(filtered(ch));
-            }
-        }
         for (unsigned int c = 0; c < setup.card_channels; ++c) {
             delay_lines[c].push_back(card_sample(frame, c));
         }
-        std::vector<std::int32_t> mixed = mixed_frame();
+        const std::vector<std::int32_t> mixed = mixed_frame();
         for (auto& line : delay_lines) {
             line.pop_front();
         }
         if (converts) {
-            window.pop_front();
-            window.push_back(std::move(mixed));
+            for (std::size_t o = 0; o < mixed.size(); ++o) {
+                mixed_past[o].push_back(static_cast<float>(mixed[o]));
+            }
         } else {
-            std::for_each(mixed.begin(), mixed.end(), put);
+            out.insert(out.end(), mixed.begin(), mixed.end());
         }
+    }
+    if (converts) {
+        // The window of the block's output k ends just before its input frame 3k.
+        for (std::int64_t k = 0; k < kBlockFrames / 3; ++k) {
+            for (const std::vector<float>& past : mixed_past) {
+                out.push_back(filtered(past.data() + 3 * k, mixed_past.size() > 2));
+            }
+        }
+        for (std::vector<float>& past : mixed_past) {
+            past.erase(past.begin(), past.begin() + kBlockFrames);
+        }
+    }
+    if (setup.client_bits == 32 && (setup.card_bits == 16 || truncates)) {
+        std::for_each(out.begin(), out.end(), [](std::int32_t& sample) { sample *= 65536; });
     }
     return out;
 }

@@ -1,0 +1,138 @@
+// Many clients at once against a card that raises events in bursts. What each sees is checked where
+// it can be told; the rest is for the thread sanitizer.
+
+#include <gtest/gtest.h>
+#include <tinyalsa/mixer.h>
+#include <tinyalsa/pcm.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "stream_fixture.h"
+
+namespace {
+
+unsigned int below(std::mt19937& random, unsigned int end) {
+    return static_cast<unsigned int>(random() % end);
+}
+
+class event_storm_test : public zel_test::stream_fixture {
+  protected:
+    /// Has `step` done over and over on a thread of its own until the storm is over.
+    void loop(std::function<void(std::mt19937&)> step) {
+        threads.emplace_back([this, step = std::move(step), seed = threads.size()] {
+            std::mt19937 random(static_cast<unsigned int>(seed));
+            while (!over) {
+                step(random);
+            }
+        });
+    }
+    void storm(std::chrono::milliseconds length) {
+        std::this_thread::sleep_for(length);
+        over = true;
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+
+    std::atomic<bool> over{false};
+    std::atomic<int> reads{0}, opens{0}, events{0}, accesses{0};
+    std::vector<std::thread> threads;
+};
+
+/// One client's life with a stream: opens, reads some, closes. Others may have the stream.
+void use_stream(std::mt19937& random, std::atomic<int>& reads) {
+    pcm_config config{};
+    config.channels = 1 + below(random, 8);
+    config.rate = below(random, 2) == 0 ? 16000 : 48000;
+    config.period_size = config.rate / 1000 * 32;
+    config.period_count = 4;
+    config.format = below(random, 2) == 0 ? PCM_FORMAT_S16_LE : PCM_FORMAT_S32_LE;
+    pcm* stream = pcm_open(70, 70, PCM_IN | PCM_NONBLOCK, &config);
+    std::vector<std::uint8_t> buffer(pcm_is_ready(stream) != 0 ? pcm_frames_to_bytes(stream, 1000)
+                                                               : 0);
+    for (int i = 0; i < 20 && !buffer.empty(); ++i) {
+        const int got = pcm_readi(stream, buffer.data(), 1000);
+        EXPECT_GE(got, 0);
+        reads += got > 0 ? 1 : 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    pcm_close(stream);
+}
+
+TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_along) {
+    choose("Sim Pacing", "Fast");
+    choose("Loopback Signal", "Silence");
+    for (int i = 0; i < 3; ++i) {
+        loop([this](std::mt19937& random) { use_stream(random, reads); });
+    }
+    for (int i = 0; i < 3; ++i) {
+        loop([this](std::mt19937& random) {
+            mixer* opened = mixer_open(70);
+            ASSERT_NE(opened, nullptr);
+            opens += 1;
+            EXPECT_EQ(mixer_subscribe_events(opened, 1), 0);
+            if (mixer_wait_event(opened, static_cast<int>(below(random, 20))) == 1) {
+                mixer_ctl_event event{};
+                EXPECT_EQ(mixer_read_event(opened, &event), 1);
+                events += 1;
+            }
+            if (below(random, 2) == 0) {
+                EXPECT_EQ(mixer_subscribe_events(opened, 0), 0);
+            }
+            mixer_close(opened);
+        });
+    }
+    for (int i = 0; i < 2; ++i) {
+        loop([this](std::mt19937& random) {
+            mixer* opened = mixer_open(70);
+            ASSERT_NE(opened, nullptr);
+            for (int n = 0; n < 20; ++n) {
+                mixer_ctl* control =
+                    mixer_get_ctl(opened, below(random, mixer_get_num_ctls(opened)));
+                unsigned char bytes[1024];
+                if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
+                    const unsigned int size = mixer_ctl_get_num_values(control);
+                    EXPECT_EQ(mixer_ctl_get_array(control, bytes, size), 0);
+                    EXPECT_EQ(mixer_ctl_set_array(control, bytes, size), 0);
+                } else {
+                    EXPECT_GE(mixer_ctl_get_value(control, 0), 0);
+                }
+                accesses += 1;
+            }
+            mixer_close(opened);
+        });
+    }
+    // The card itself: bursts of changes, known and unknown ones.
+    loop([](std::mt19937& random) {
+        mixer* changing = mixer_open(0);
+        for (unsigned int n = below(random, 12); n > 0; --n) {
+            const char* const controls[] = {"PCM Slave Active", "PCM Slave Active",
+                                            "PCM Channel Layout", "Loopback Volume"};
+            set_on(changing, controls[below(random, 4)], static_cast<int>(below(random, 2)));
+        }
+        mixer_close(changing);
+        std::this_thread::sleep_for(std::chrono::milliseconds(below(random, 20)));
+    });
+    storm(std::chrono::seconds(5));
+    EXPECT_GT(reads, 0);
+    EXPECT_GT(opens, 20);
+    EXPECT_GT(events, 0);
+    EXPECT_GT(accesses, 20);
+
+    // And afterwards all is well.
+    choose("Loopback Signal", "Ramp");
+    choose("PCM Channel Layout", "1.0");
+    const long full[2] = {100, 100};
+    ASSERT_EQ(mixer_ctl_set_array(mixer_get_ctl_by_name(card, "Loopback Volume"), full, 2), 0);
+    const zel_test::stream_setup usual{32, 8, 16, 2, 16000};
+    ASSERT_NO_FATAL_FAILURE(open_and_start(usual));
+    EXPECT_EQ(read_blocks(3), expected(usual, 3));
+}
+
+}  // namespace

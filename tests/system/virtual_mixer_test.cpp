@@ -1,0 +1,143 @@
+// The virtual card's mixer as a client sees it through tinyalsa, beside the card's own.
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <tinyalsa/mixer.h>
+
+#include <cstring>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "stream_fixture.h"
+
+namespace {
+
+constexpr unsigned int kOwn = 3;
+
+std::size_t open_descriptors() {
+    std::size_t count = 0;
+    DIR* folder = opendir("/proc/self/fd");
+    while (readdir(folder) != nullptr) {
+        ++count;
+    }
+    closedir(folder);
+    return count;
+}
+
+class virtual_mixer_test : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        setenv("ZEL_VOICE_CONFIG_DIR", zel_test::write_coefficients(), 1);
+    }
+    void SetUp() override {
+        real = mixer_open(0);
+        virtual_card = mixer_open(70);
+        ASSERT_NE(real, nullptr);
+        ASSERT_NE(virtual_card, nullptr);
+    }
+    void TearDown() override {
+        mixer_close(virtual_card);
+        mixer_close(real);
+    }
+
+    mixer* real = nullptr;
+    mixer* virtual_card = nullptr;
+};
+
+TEST_F(virtual_mixer_test, lists_the_cards_controls_after_its_own) {
+    const unsigned int controls = mixer_get_num_ctls(real);
+    ASSERT_EQ(mixer_get_num_ctls(virtual_card), controls + kOwn);
+    const char* const own[] = {"FC delay coef file", "FC mixing coef file", "FC log level"};
+    for (unsigned int i = 0; i < kOwn; ++i) {
+        EXPECT_STREQ(mixer_ctl_get_name(mixer_get_ctl(virtual_card, i)), own[i]);
+    }
+    for (unsigned int k = 0; k < controls; ++k) {
+        mixer_ctl* ours = mixer_get_ctl(virtual_card, k + kOwn);
+        mixer_ctl* theirs = mixer_get_ctl(real, k);
+        SCOPED_TRACE(mixer_ctl_get_name(theirs));
+        EXPECT_STREQ(mixer_ctl_get_name(ours), mixer_ctl_get_name(theirs));
+        EXPECT_EQ(mixer_ctl_get_type(ours), mixer_ctl_get_type(theirs));
+        EXPECT_EQ(mixer_ctl_get_num_values(ours), mixer_ctl_get_num_values(theirs));
+        EXPECT_EQ(mixer_ctl_is_access_tlv_rw(ours), mixer_ctl_is_access_tlv_rw(theirs));
+        EXPECT_EQ(mixer_ctl_get_range_min(ours), mixer_ctl_get_range_min(theirs));
+        EXPECT_EQ(mixer_ctl_get_range_max(ours), mixer_ctl_get_range_max(theirs));
+        ASSERT_EQ(mixer_ctl_get_num_enums(ours), mixer_ctl_get_num_enums(theirs));
+        for (unsigned int i = 0; i < mixer_ctl_get_num_enums(ours); ++i) {
+            EXPECT_STREQ(mixer_ctl_get_enum_string(ours, i), mixer_ctl_get_enum_string(theirs, i));
+        }
+    }
+}
+
+TEST_F(virtual_mixer_test, values_are_the_cards_in_both_directions) {
+    const auto ours = [this](const char* name) {
+        return mixer_get_ctl_by_name(virtual_card, name);
+    };
+    const auto theirs = [this](const char* name) { return mixer_get_ctl_by_name(real, name); };
+
+    const long gains[2] = {30, 40};
+    EXPECT_EQ(mixer_ctl_set_array(ours("Loopback Volume"), gains, 2), 0);
+    EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Volume"), 1), 40);
+    EXPECT_EQ(mixer_ctl_set_value(theirs("Loopback Volume"), 0, 77), 0);
+    EXPECT_EQ(mixer_ctl_get_value(ours("Loopback Volume"), 0), 77);
+    EXPECT_NE(mixer_ctl_set_value(ours("Loopback Volume"), 0, 101), 0);
+    EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Volume"), 0), 77);
+
+    EXPECT_EQ(mixer_ctl_set_enum_by_string(ours("Loopback Signal"), "Chirp"), 0);
+    EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Signal"), 0), 2);
+    EXPECT_EQ(mixer_ctl_get_value(ours("Loopback Signal"), 0), 2);
+
+    unsigned char bytes[64];
+    unsigned char back[64] = {};
+    for (const auto& [name, size] :
+         {std::pair{"Loopback Calibration", 16U}, {"Loopback Tuning", 64U}}) {
+        std::iota(bytes, bytes + size, static_cast<unsigned char>(size));
+        EXPECT_EQ(mixer_ctl_set_array(ours(name), bytes, size), 0);
+        EXPECT_EQ(mixer_ctl_get_array(theirs(name), back, size), 0);
+        EXPECT_EQ(std::memcmp(bytes, back, size), 0) << name;
+        std::memset(back, 0, size);
+        EXPECT_EQ(mixer_ctl_get_array(ours(name), back, size), 0);
+        EXPECT_EQ(std::memcmp(bytes, back, size), 0) << name;
+        EXPECT_NE(mixer_ctl_set_array(ours(name), bytes, size + 1), 0) << name;
+    }
+    const long full[2] = {100, 100};
+    EXPECT_EQ(mixer_ctl_set_array(theirs("Loopback Volume"), full, 2), 0);
+}
+
+TEST_F(virtual_mixer_test, own_controls_are_the_librarys) {
+    mixer_ctl* path = mixer_get_ctl(virtual_card, 0);
+    char text[129] = {};
+    ASSERT_EQ(mixer_ctl_get_array(path, text, 128), 0);
+    EXPECT_EQ(text, std::string(getenv("ZEL_VOICE_CONFIG_DIR")) + "/voice_channel_delay_coef.json");
+    EXPECT_EQ(mixer_ctl_get_num_values(path), 128U);
+    mixer_ctl* level = mixer_get_ctl(virtual_card, 2);
+    EXPECT_EQ(mixer_ctl_get_value(level, 0), 4);
+    EXPECT_NE(mixer_ctl_set_value(level, 0, 7), 0);
+    EXPECT_NE(mixer_ctl_set_enum_by_string(level, "Loud"), 0);
+    EXPECT_EQ(mixer_ctl_get_value(level, 0), 4);
+    std::memset(text, 'x', 128);  // no room for a terminating zero
+    EXPECT_NE(mixer_ctl_set_array(path, text, 128), 0);
+}
+
+TEST_F(virtual_mixer_test, thousands_of_opens_leave_nothing_behind) {
+    const auto open_and_close = [](int rounds) {
+        for (int i = 0; i < rounds; ++i) {
+            mixer* opened = mixer_open(70);
+            ASSERT_NE(opened, nullptr);
+            if (i % 2 == 0) {
+                ASSERT_EQ(mixer_subscribe_events(opened, 1), 0);
+            }
+            mixer_close(opened);
+        }
+    };
+    open_and_close(100);
+    const std::size_t descriptors = open_descriptors();
+    const std::size_t bytes = mallinfo2().uordblks;
+    open_and_close(2000);
+    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_LT(mallinfo2().uordblks, bytes + 4096) << "less than two bytes a round";
+    EXPECT_NE(mixer_ctl_get_value(mixer_get_ctl(virtual_card, kOwn), 0), -EINVAL);
+}
+
+}  // namespace
