@@ -26,11 +26,6 @@ void on_interrupt(int /*signal*/) {
     g_interrupted = 1;
 }
 
-exit_code fail(exit_code code, const std::string& text) {
-    std::fprintf(stderr, "zel-fc: %s\n", text.c_str());
-    return code;
-}
-
 int alsa_format_of(int bits) {
     return bits == 16 ? 2 : bits == 24 ? 6 : 10;
 }
@@ -82,7 +77,7 @@ class progress_line {
 };
 
 void print_summary(const capture_options& options, std::uint64_t frames, const level_meter& level,
-                   const stream_monitor& monitor) {
+                   const stream_monitor& monitor, unsigned int restarts) {
     std::printf("%s: %llu frames, %.3f s, %u Hz, %u channels, %u bits\n", options.out_file.c_str(),
                 static_cast<unsigned long long>(frames), static_cast<double>(frames) / options.rate,
                 options.rate, options.channels, options.bits);
@@ -90,10 +85,10 @@ void print_summary(const capture_options& options, std::uint64_t frames, const l
     for (unsigned int c = 0; c < level.channels(); ++c) {
         std::printf("%7u %6.1f dBFS %4.1f dBFS\n", c, level.rms_dbfs(c), level.peak_dbfs(c));
     }
-    std::printf("timestamp gaps: %llu   overruns: %llu   frames lost: %llu\n",
+    std::printf("timestamp gaps: %llu   overruns: %llu   frames lost: %llu   restarts: %u\n",
                 static_cast<unsigned long long>(monitor.gaps()),
                 static_cast<unsigned long long>(monitor.overruns()),
-                static_cast<unsigned long long>(monitor.lost_frames()));
+                static_cast<unsigned long long>(monitor.lost_frames()), restarts);
 }
 
 /// The card's frames that yield so many of the client's, in whole blocks of both, and some to spare
@@ -108,6 +103,7 @@ struct session {
     pcm* stream;
     simulated_card& card;
     wav_writer& file;
+    card_changes changes;
     level_meter level;
     stream_monitor monitor;
     std::uint64_t done = 0;
@@ -166,6 +162,10 @@ exit_code record(session& s) {
         }
         s.done += frames;
         progress.show(s.done, total, s.level);
+        const std::string wrong = s.changes.follow(static_cast<double>(s.done) / s.options.rate);
+        if (!wrong.empty()) {
+            return fail(EXIT_READ, wrong);
+        }
     }
     return EXIT_OK;
 }
@@ -179,6 +179,7 @@ exit_code record_to_file(const capture_options& options, pcm* stream, simulated_
               stream,
               card,
               file,
+              card_changes(options.changes),
               level_meter(options.channels, options.bits),
               stream_monitor(options.rate, pcm_get_buffer_size(stream), options.rate / 1000 * 32)};
     exit_code code = record(s);
@@ -188,7 +189,7 @@ exit_code record_to_file(const capture_options& options, pcm* stream, simulated_
     if (!file.close() && code == EXIT_OK) {
         code = fail(EXIT_WRITE, options.out_file + ": cannot be completed");
     }
-    print_summary(options, s.done, s.level, s.monitor);
+    print_summary(options, s.done, s.level, s.monitor, s.changes.restarts());
     return code;
 }
 

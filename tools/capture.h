@@ -1,9 +1,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
-/// Exit codes of the tool.
-enum exit_code { EXIT_OK = 0, EXIT_USAGE = 1, EXIT_OPEN = 2, EXIT_READ = 3, EXIT_WRITE = 4 };
+#include "card_changes.h"
+#include "exit_code.h"
 
 struct capture_options {
     std::string out_file = "capture.wav";
@@ -20,6 +21,7 @@ struct capture_options {
     int card_rate = 0;
     int card_bits = 0;
     std::string card_layout;
+    std::vector<card_change> changes;  ///< while it records
 };
 
 /// Records from the virtual card into a WAV file, with progress and a summary on the standard

@@ -1,9 +1,11 @@
 // Many clients at once against a card that raises events in bursts. What each sees is checked where
 // it can be told; the rest is for the thread sanitizer.
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <tinyalsa/mixer.h>
 #include <tinyalsa/pcm.h>
+#include <tinyalsa/plugin.h>
 
 #include <atomic>
 #include <chrono>
@@ -65,6 +67,34 @@ void use_stream(std::mt19937& random, std::atomic<int>& reads) {
     pcm_close(stream);
 }
 
+const mixer_plugin_ops* mixer_ops() {
+    static const auto* ops = static_cast<const mixer_plugin_ops*>(
+        dlsym(dlopen(ZEL_PLUGIN_FILE, RTLD_NOW), "mixer_plugin_ops"));
+    return ops;
+}
+
+std::atomic<int> g_calls_inside{0};
+
+/// A client without tinyalsa in between, which calls the library from inside the callback.
+void call_inside(mixer_plugin* record) {
+    for (unsigned int numid = 0; numid < 5; ++numid) {
+        snd_ctl_elem_value value{};
+        value.id.numid = numid;
+        snd_control& slot = record->controls[numid];
+        EXPECT_EQ(slot.get(record, &slot, &value), 0);
+        EXPECT_EQ(slot.put(record, &slot, &value), 0);
+    }
+    snd_ctl_event event{};
+    EXPECT_EQ(mixer_ops()->read_event(record, &event, sizeof(event)), 0);
+    const pcm_config config{};
+    pcm* stream = pcm_open(70, 70, PCM_IN, &config);
+    EXPECT_FALSE(pcm_is_ready(stream));
+    pcm_close(stream);
+    if (++g_calls_inside % 3 == 0) {
+        EXPECT_EQ(mixer_ops()->subscribe_events(record, nullptr), 0);
+    }
+}
+
 TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_along) {
     choose("Sim Pacing", "Fast");
     choose("Loopback Signal", "Silence");
@@ -108,6 +138,13 @@ TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_alo
             mixer_close(opened);
         });
     }
+    loop([](std::mt19937& random) {
+        mixer_plugin* record = nullptr;
+        ASSERT_EQ(mixer_ops()->open(&record, 70), 0);
+        EXPECT_EQ(mixer_ops()->subscribe_events(record, call_inside), 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(below(random, 20)));
+        mixer_ops()->close(&record);
+    });
     // The card itself: bursts of changes, known and unknown ones.
     loop([](std::mt19937& random) {
         mixer* changing = mixer_open(0);
@@ -124,6 +161,7 @@ TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_alo
     EXPECT_GT(opens, 20);
     EXPECT_GT(events, 0);
     EXPECT_GT(accesses, 20);
+    EXPECT_GT(g_calls_inside, 0);
 
     // And afterwards all is well.
     choose("Loopback Signal", "Ramp");

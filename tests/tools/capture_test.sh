@@ -35,6 +35,12 @@ grep -qF "timestamp gaps: 0   overruns: 0   frames lost: 0" "$folder/said"
 expect 0 "48000 frames" capture "$out" --fast -s 1 -r 48000 -c 8 -b 32
 expect_size $((44 + 48000 * 8 * 4))
 expect 0 "8000 frames" capture "$out" -s 0.5 --card-channels 2 --card-layout 2.0
+# The card changes while it is recorded; times are those of the recording.
+expect 0 "restarts: 2" capture "$out" --fast -s 3 \
+    --change "2:PCM Slave Format=2" --change "1:PCM Slave Channels=6" --change "1.5:FC log level=None"
+expect_size $((44 + 3 * 16000 * 2 * 2))
+expect 3 "\"Volume\": no such control" capture "$out" --fast --change "1:Volume=3"
+expect 1 "is not SECONDS:CONTROL=VALUE" capture "$out" --change "soon:Volume=3"
 # What was recorded is played again.
 expect 0 "16000 frames" capture "$folder/again.wav" --fast -s 1 --wav "$out"
 
@@ -45,6 +51,24 @@ expect 2 "cannot open card 70" capture "$out" --channels 9
 expect 2 "no \"3.0\" for \"PCM Channel Layout\"" capture "$out" --card-layout 3.0
 expect 2 "cannot open card 70" capture "$out" --card-rate 44100
 expect 4 "/nowhere/out.wav" capture /nowhere/out.wav
+
+expect 0 "2  ENUM      1  FC log level            Info  (None, Fatal," controls list
+expect 0 "3  INT       2  Loopback Volume         100 100  (0 to 100)" controls list
+expect 0 "0  INT       2  Loopback Volume         100 100  (0 to 100)" controls list --card 0
+expect 0 "$ZEL_VOICE_CONFIG_DIR/voice_channel_delay_coef.json" controls get 0
+expect 0 "Loopback Volume = 10 20" controls set "Loopback Volume" 10 20
+expect 0 "Loopback Signal = Chirp" controls set "Loopback Signal" Chirp
+expect 0 "Sim WAV File = \"/a b.wav\"" controls set "Sim WAV File" "/a b.wav"
+expect 0 "Loopback Tuning = hex:01ff00" controls set "Loopback Tuning" hex:01ff
+expect 1 "has no control \"Bass\"" controls get Bass
+expect 1 "" controls set "Loopback Volume"
+expect 2 "cannot open the mixer of card 5" controls list --card 5
+expect 4 "the card refuses 101, it takes 0 to 100" controls set "Loopback Volume" 101
+expect 4 "3 values for 2" controls set "Loopback Volume" 1 2 3
+expect 4 "\"Loud\" is not one of None, Fatal" controls set "FC log level" Loud
+expect 4 "has 17 bytes, the control has 16" controls set "Loopback Calibration" 12345678901234567
+expect 4 "is not pairs of hexadecimal digits" controls set "Loopback Calibration" hex:0g
+expect 4 "the card refuses \"$(printf '%0128d' 0)\"" controls set 0 "$(printf '%0128d' 0)"
 
 # An interrupt leaves a valid file.
 "$zel_fc" capture "$out" --seconds 60 >"$folder/said" 2>&1 &
