@@ -32,6 +32,7 @@ class zel_channel_mixing {
     friend struct zel_channel_mixing_access;
 
     int check_pcm_configs(const pcm_config* in, const pcm_config* out);
+    /// Throws std::bad_alloc.
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
     unsigned int channel_count(std::string layout);
     int search_coefficient(const cJSON* root, unsigned int in_channels, std::string layout,

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "zel_channel_mixing.h"
@@ -20,6 +21,10 @@ constexpr const char* kTag = "zel_channel_mixing";
 std::unique_ptr<char[]> zel_channel_mixing::get_cofficient_content(const char* path) {
     zel_text_file file = zel_read_text_file(path);
     ZEL_LOG_TEXT_FILE(kTag, file);
+    if (file.status == zel_text_status::no_memory) {
+        // Not the file's fault: an unreadable file would leave the stream silent.
+        throw std::bad_alloc();
+    }
     return std::move(file.text);
 }
 

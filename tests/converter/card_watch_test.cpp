@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "allocation_faults.h"
 #include "captured_log.h"
 #include "converter_access.h"
 
@@ -216,6 +217,21 @@ TEST_F(card_watch, newer_events_come_first_while_a_restart_is_pending) {
         zel_test::push_event(kActive);
         EXPECT_EQ(fc_access::check_event(*fc), 0);
     }
+}
+
+TEST_F(card_watch, memory_that_runs_out_in_a_restart_costs_one_attempt) {
+    std::size_t nth = 0;
+    for (bool struck = true; struck;) {
+        zel_test::push_event(kActive);
+        zel_test::fail_allocation(++nth);
+        const int result = fc_access::check_event(*fc);
+        struck = zel_test::stop_failing_allocations();
+        EXPECT_EQ(result, 0) << "allocation " << nth;
+        EXPECT_EQ(zel_test::open_handles(), 2);
+        EXPECT_EQ(mixed().first + mixed().second, 300);
+        EXPECT_FALSE(zel_test::log_has("restart fc fail count 1"));
+    }
+    EXPECT_GT(nth, 5U);
 }
 
 TEST_F(card_watch, a_chain_that_cannot_be_rebuilt_leaves_nothing_open) {

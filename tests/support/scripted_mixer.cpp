@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <memory>
+#include <new>
 
 #include "script_state.h"
 
@@ -36,9 +36,9 @@ mixer* mixer_open(unsigned int) {
     if (call_fails(call::mixer_open)) {
         return nullptr;
     }
-    auto opened = std::make_unique<mixer>();
-    ++script().handles;
-    return opened.release();
+    auto* opened = new (std::nothrow) mixer();
+    script().handles += opened != nullptr ? 1 : 0;
+    return opened;
 }
 
 void mixer_close(mixer* opened) {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "script_state.h"
 
@@ -17,21 +18,23 @@ struct pcm {
 };
 
 pcm* pcm_open(unsigned int card, unsigned int device, unsigned int flags,
-              const pcm_config* config) {
+              const pcm_config* config) try {
     const std::lock_guard guard(script_lock);
     if (call_fails(call::pcm_open)) {
         return nullptr;
     }
     auto stream = std::make_unique<pcm>();
     stream->config = *config;
-    script().opened.push_back({card, device, flags, *config});
     for (const auto& [rate, text] : script().refused) {
         if (rate == config->rate) {
             stream->error = text;
         }
     }
+    script().opened.push_back({card, device, flags, *config});
     ++script().handles;
     return stream.release();
+} catch (const std::bad_alloc&) {
+    return nullptr;  // as a C library has it
 }
 
 int pcm_close(pcm* stream) {
