@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_format_converter_delay_wrapper.h"
 
@@ -25,7 +26,7 @@ struct zel_channel_delay_access {
 namespace {
 
 std::string delay_file(const std::vector<int>& delays) {
-    const std::string path = testing::TempDir() + "/delay_stage.json";
+    const std::string path = zel_test::test_folder() + "/delay_stage.json";
     std::ofstream file(path);
     file << "{\"DelayCoefficientEnable\":true,\"ChannelDelayMilliseconds\":[{\"InputChannel\":"
          << delays.size() << ",\"Parameters\":[";

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "test_folder.h"
 #include "zel_channel_mixing.h"
 #include "zel_format_converter_mixing_wrapper.h"
 #include "zel_mixing_kernel.h"
@@ -31,7 +32,7 @@ pcm_config stream(unsigned int channels, pcm_format format = PCM_FORMAT_S16_LE,
 }
 
 std::string matrix_file(unsigned int in, unsigned int out, const std::string& weights) {
-    const std::string path = testing::TempDir() + "/mixing_stage.json";
+    const std::string path = zel_test::test_folder() + "/mixing_stage.json";
     std::ofstream(path) << "{\"MixingCoefficientEnable\":true,\"MixingWeighting\":[{"
                         << "\"InputChannel\":" << in << ",\"InputChannelLayout\":\"1.0\","
                         << "\"OutputChannel\":" << out << ",\"Parameters\":[" << weights << "]}]}";
@@ -175,7 +176,7 @@ TEST(channel_mixing, unusable_streams_and_blocks_are_refused) {
 }
 
 TEST(channel_mixing, layout_change_takes_another_matrix_of_the_same_file) {
-    const std::string path = testing::TempDir() + "/two_layouts.json";
+    const std::string path = zel_test::test_folder() + "/two_layouts.json";
     std::ofstream(path) << R"({"MixingCoefficientEnable":true,"MixingWeighting":[
         {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[1,0]},
         {"InputChannel":2,"InputChannelLayout":"1.1","OutputChannel":1,"Parameters":[0,1]}]})";

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
 
@@ -43,7 +44,7 @@ struct zel_channel_delay_access {
 namespace {
 
 std::string file_with(const std::string& text) {
-    const std::string path = testing::TempDir() + "/coefficients.json";
+    const std::string path = zel_test::test_folder() + "/coefficients.json";
     std::ofstream(path) << text;
     return path;
 }
@@ -156,15 +157,15 @@ TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
 }
 
 TEST(mixing_file, unreadable_files_leave_silence) {
-    const std::string fifo = testing::TempDir() + "/fifo";
+    const std::string fifo = zel_test::test_folder() + "/fifo";
     mkfifo(fifo.c_str(), 0600);
-    std::ofstream(testing::TempDir() + "/huge") << std::string((1 << 20) + 1, ' ');
+    std::ofstream(zel_test::test_folder() + "/huge") << std::string((1 << 20) + 1, ' ');
     const std::pair<std::string, const char*> paths[] = {
         {"", "input file size is empty"},
         {"/nowhere/at/all", "open mixing coefficient file /nowhere/at/all fail"},
-        {testing::TempDir(), "open mixing coefficient file"},
+        {zel_test::test_folder(), "open mixing coefficient file"},
         {fifo, "open mixing coefficient file"},
-        {testing::TempDir() + "/huge", "file size incorrect"},
+        {zel_test::test_folder() + "/huge", "file size incorrect"},
     };
     for (const auto& [path, message] : paths) {
         zel_test::clear_log();

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "test_folder.h"
 #include "zel_loopback_signal.h"
 
 namespace {
@@ -150,7 +151,7 @@ TEST_F(loopback_card_test, faults_come_as_ordered) {
 }
 
 TEST_F(loopback_card_test, plays_wav_files_over_and_over) {
-    const std::string path = testing::TempDir() + "/played.wav";
+    const std::string path = zel_test::test_folder() + "/played.wav";
     SF_INFO info{};
     info.samplerate = 24000;
     info.channels = 2;

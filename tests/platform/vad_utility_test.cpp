@@ -6,6 +6,7 @@
 #include <string>
 
 #include "search_lists.h"
+#include "test_folder.h"
 #include "zel_vad_utility.h"
 
 namespace {
@@ -57,7 +58,7 @@ TEST(vad_utility, capture_devices_are_found_by_name) {
     EXPECT_EQ(card, 70U);
     EXPECT_EQ(device, 70U);
 
-    const std::string list = testing::TempDir() + "/pcm";
+    const std::string list = zel_test::test_folder() + "/pcm";
     std::ofstream(list) << "garbage\n"
                            "00-00: HDA : Loopback Capture_I2S : playback 1\n"
                            "01-03: Loopback Capture_I2S x : other : capture 1\n"
