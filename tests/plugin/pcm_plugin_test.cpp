@@ -43,8 +43,6 @@ struct client_params {
 
 class pcm_plugin_test : public testing::Test {
   protected:
-    static constexpr unsigned int kNoHandle = 0xFFFFFFFF;
-
     void SetUp() override {
         library = dlopen(ZEL_PLUGIN_FILE, RTLD_NOW);
         ASSERT_NE(library, nullptr) << dlerror();
