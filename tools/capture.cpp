@@ -225,6 +225,8 @@ exit_code run_capture(const capture_options& options) {
         // A worker that waits for a grant would keep the close waiting.
         card.choose("Sim Pacing", "Clock");
     }
-    pcm_close(stream);
+    if (stream != nullptr) {
+        pcm_close(stream);
+    }
     return code;
 }

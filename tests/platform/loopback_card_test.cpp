@@ -24,7 +24,7 @@ class loopback_card_test : public testing::Test {
         ASSERT_NE(card, nullptr);
     }
     void TearDown() override {
-        pcm_close(stream);
+        close();
         mixer_close(card);
     }
     mixer_ctl* control(const char* name) {
@@ -36,8 +36,14 @@ class loopback_card_test : public testing::Test {
     int choose(const char* name, const char* item) {
         return mixer_ctl_set_enum_by_string(control(name), item);
     }
+    void close() {
+        if (stream != nullptr) {
+            pcm_close(stream);
+        }
+        stream = nullptr;
+    }
     bool open(unsigned int channels, unsigned int rate, pcm_format format) {
-        pcm_close(stream);
+        close();
         pcm_config config{};
         config.channels = channels;
         config.rate = rate;
