@@ -74,7 +74,7 @@ std::int32_t loopback_source::wav_sample(std::uint64_t frame, unsigned int chann
     const std::uint64_t position = frame * wav_rate;
     const std::uint64_t before = position / rate;
     const auto at = [&](std::uint64_t n) {
-        return wav[n % length * wav_channels + channel % wav_channels];
+        return wav[static_cast<std::size_t>(n % length) * wav_channels + channel % wav_channels];
     };
     const std::uint64_t part = position % rate;
     if (part == 0) {

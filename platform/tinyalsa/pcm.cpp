@@ -28,7 +28,7 @@ struct pcm {
 
 namespace {
 
-constexpr off_t kStatusOffset = 0x80000000;
+constexpr auto kStatusOffset = static_cast<off_t>(0x80000000);
 
 /// Notes why an operation failed: `what`, and errno's text when there is one. Returns -1.
 int fail(pcm* stream, int error, const char* what) {

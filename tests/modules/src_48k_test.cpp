@@ -50,7 +50,7 @@ samples convert(const samples& in, unsigned int channels, std::size_t block_fram
         auto count = static_cast<unsigned int>(size);
         EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
         EXPECT_EQ(count, size / 3);
-        out.insert(out.end(), block.begin(), block.begin() + count);
+        out.insert(out.end(), block.data(), block.data() + count);
         at += size;
     }
     return out;
