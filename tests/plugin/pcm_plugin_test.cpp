@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <tinyalsa/mixer.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -261,6 +263,31 @@ TEST_F(pcm_plugin_test, a_refused_second_client_leaves_the_first_alone) {
 
     pcm_plugin* third = open();
     EXPECT_EQ(set_params(third, {.channels = 6}), 0) << "the stream is free again";
+}
+
+TEST_F(pcm_plugin_test, a_card_that_stalls_through_a_close_and_an_open_locks_nobody_out) {
+    mixer* card = mixer_open(0);
+    ASSERT_NE(card, nullptr);
+    pcm_plugin* first = open();
+    ASSERT_EQ(set_params(first, {}), 0);
+    long got = 0;
+    ASSERT_EQ(read(first, 100, &got), 0);
+    // Each command is given up after 1000 ms; the worker carries all of them out afterwards.
+    ASSERT_EQ(mixer_ctl_set_value(mixer_get_ctl_by_name(card, "Sim Fault Stall"), 0, 2600), 0);
+    usleep(50'000);
+    EXPECT_EQ(ops->close(first), -ETIME);
+    pcm_plugin* second = open();
+    EXPECT_EQ(set_params(second, {}), -ETIME);
+    EXPECT_EQ(close(second), 0);
+
+    pcm_plugin* third = open();
+    EXPECT_EQ(set_params(third, {}), 0);
+    EXPECT_EQ(read(third, 2000, &got), 0);
+    EXPECT_EQ(got, 2000);
+    EXPECT_EQ(close(first), 0) << "the record that the failed close left";
+    EXPECT_EQ(read(third, 2000, &got), 0);
+    EXPECT_EQ(close(third), 0);
+    mixer_close(card);
 }
 
 TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
