@@ -16,6 +16,8 @@
 namespace {
 
 constexpr unsigned int kCaptureFlag = 0x10000000;
+constexpr unsigned int kMaxPeriods = 1024;
+constexpr unsigned int kMaxPeriodBytes = 1U << 22;
 
 struct stream {
     pcm_plugin record{};
@@ -54,8 +56,8 @@ int open(pcm_plugin** plugin, unsigned int card, unsigned int device, unsigned i
     opened->limits.bit_width = {16, 32};
     opened->limits.channels = {1, 16};
     opened->limits.rate = {8000, 192000};
-    opened->limits.periods = {1, 1024};
-    opened->limits.period_bytes = {64, 1 << 20};
+    opened->limits.periods = {1, kMaxPeriods};
+    opened->limits.period_bytes = {64, kMaxPeriodBytes};
     opened->record.card = card;
     opened->record.device = device;
     opened->record.mode = static_cast<int>(flags);
@@ -85,6 +87,13 @@ int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
         formats != 1U << format) {
         return with_errno(-EINVAL);
     }
+    // tinyalsa lets requests above a maximum through.
+    const unsigned int period = interval_min(*params, SNDRV_PCM_HW_PARAM_PERIOD_SIZE);
+    const unsigned int periods = interval_min(*params, SNDRV_PCM_HW_PARAM_PERIODS);
+    const unsigned int frame_bytes = channels * (format == SNDRV_PCM_FORMAT_S16_LE ? 2 : 4);
+    if (period > kMaxPeriodBytes / frame_bytes || periods > kMaxPeriods) {
+        return with_errno(-EINVAL);
+    }
     stream* opened = stream_of(plugin);
     int status = 0;
     try {
@@ -95,9 +104,7 @@ int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
     if (status != 0) {
         return with_errno(status);
     }
-    const unsigned int period = interval_min(*params, SNDRV_PCM_HW_PARAM_PERIOD_SIZE);
-    opened->clock.configure(rate, period,
-                            period * interval_min(*params, SNDRV_PCM_HW_PARAM_PERIODS));
+    opened->clock.configure(rate, period, period * periods);
     opened->configured = true;
     return 0;
 }

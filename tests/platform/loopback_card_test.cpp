@@ -42,13 +42,14 @@ class loopback_card_test : public testing::Test {
         }
         stream = nullptr;
     }
-    bool open(unsigned int channels, unsigned int rate, pcm_format format) {
+    bool open(unsigned int channels, unsigned int rate, pcm_format format,
+              unsigned int period_size = 480, unsigned int period_count = 4) {
         close();
         pcm_config config{};
         config.channels = channels;
         config.rate = rate;
-        config.period_size = 480;
-        config.period_count = 4;
+        config.period_size = period_size;
+        config.period_count = period_count;
         config.format = format;
         stream = pcm_open(0, 0, PCM_IN | PCM_MONOTONIC, &config);
         return pcm_is_ready(stream) != 0;
@@ -102,6 +103,22 @@ TEST_F(loopback_card_test, delivers_its_signal_in_every_format) {
     EXPECT_FALSE(open(16, 44100, PCM_FORMAT_S32_LE));
     EXPECT_FALSE(open(16, 48000, PCM_FORMAT_S16_LE));
     EXPECT_NE(std::strstr(pcm_get_error(stream), "cannot set hw params"), nullptr);
+}
+
+TEST_F(loopback_card_test, a_buffer_beyond_its_memory_is_refused) {
+    set("PCM Slave Format", 10);
+    set("PCM Slave Channels", 8);
+    set("PCM Slave Rate", 48000);
+    const struct {
+        unsigned int period_size, period_count;
+        bool opens;
+    } cases[] = {{480, 1024, true},   {480, 1025, false},     {131072, 1, true},
+                 {131073, 1, false},  {0xFFFFFFFF, 4, false}, {480, 0xFFFFFFFF, false},
+                 {131072, 1024, true}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(open(8, 48000, PCM_FORMAT_S32_LE, c.period_size, c.period_count), c.opens)
+            << c.period_size << " x " << c.period_count;
+    }
 }
 
 TEST_F(loopback_card_test, the_clock_paces_and_stamps) {
