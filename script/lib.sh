@@ -9,16 +9,17 @@ BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev l
 install_packages() {
     local missing=() package
     for package in "$@"; do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
+        dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
             missing+=("$package")
     done
     [ ${#missing[@]} -gt 0 ] || return 0
     echo "installing: ${missing[*]}"
     local root=()
     [ "$(id -u)" -eq 0 ] || root=(sudo)
-    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq ||
+        echo "apt-get update failed, going on with the package lists that are there" >&2
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
-        --no-install-recommends "${missing[@]}" >/dev/null
+        --no-install-recommends --no-remove "${missing[@]}" >/dev/null
 }
 
 # build PRESET [cmake option...]
