@@ -11,6 +11,7 @@
 #include "allocation_faults.h"
 #include "captured_log.h"
 #include "converter_access.h"
+#include "test_folder.h"
 
 using zel_test::call;
 using zel_test::fc_access;
@@ -35,7 +36,7 @@ class card_watch : public testing::Test {
 
     /// Layout 2.0 passes both channels through, 1.0 swaps them.
     static std::string two_layouts() {
-        const std::string path = testing::TempDir() + "/two_layouts.json";
+        const std::string path = zel_test::test_folder() + "/two_layouts.json";
         std::ofstream(path) << R"({"MixingCoefficientEnable":true,"MixingWeighting":[
             {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,"Parameters":[1,0,0,1]},
             {"InputChannel":2,"InputChannelLayout":"1.0","OutputChannel":2,"Parameters":[0,1,1,0]}]})";

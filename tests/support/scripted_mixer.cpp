@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "script_state.h"
 
@@ -36,16 +36,15 @@ mixer* mixer_open(unsigned int) {
     if (call_fails(call::mixer_open)) {
         return nullptr;
     }
-    auto* opened = new (std::nothrow) mixer();
-    script().handles += opened != nullptr ? 1 : 0;
-    return opened;
+    ++script().handles;
+    return static_cast<mixer*>(std::calloc(1, sizeof(mixer)));
 }
 
 void mixer_close(mixer* opened) {
     const std::lock_guard guard(script_lock);
     call_fails(call::mixer_close);
     --script().handles;
-    delete opened;
+    std::free(opened);
 }
 
 unsigned int mixer_get_num_ctls(const mixer*) {

@@ -1,5 +1,6 @@
 // The streams of the scripted tinyalsa.
 
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -17,14 +18,14 @@ struct pcm {
     std::string error;
 };
 
+// Handles come from malloc, as a C library's do: a test's allocation faults are for the product.
 pcm* pcm_open(unsigned int card, unsigned int device, unsigned int flags,
-              const pcm_config* config) try {
+              const pcm_config* config) {
     const std::lock_guard guard(script_lock);
     if (call_fails(call::pcm_open)) {
         return nullptr;
     }
-    auto stream = std::make_unique<pcm>();
-    stream->config = *config;
+    auto* stream = new (std::malloc(sizeof(pcm))) pcm{*config, {}};
     for (const auto& [rate, text] : script().refused) {
         if (rate == config->rate) {
             stream->error = text;
@@ -32,16 +33,15 @@ pcm* pcm_open(unsigned int card, unsigned int device, unsigned int flags,
     }
     script().opened.push_back({card, device, flags, *config});
     ++script().handles;
-    return stream.release();
-} catch (const std::bad_alloc&) {
-    return nullptr;  // as a C library has it
+    return stream;
 }
 
 int pcm_close(pcm* stream) {
     const std::lock_guard guard(script_lock);
     call_fails(call::pcm_close);
     --script().handles;
-    delete stream;
+    std::destroy_at(stream);
+    std::free(stream);
     return 0;
 }
 

@@ -86,6 +86,7 @@ void reset_script() {
     const int handles = script().handles;
     script() = script_state{};
     script().handles = handles;
+    script().opened.reserve(256);
     place_controls(working_card());
 }
 

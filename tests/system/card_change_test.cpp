@@ -11,6 +11,7 @@
 
 #include "captured_log.h"
 #include "stream_fixture.h"
+#include "test_folder.h"
 #include "zel_loopback_signal.h"
 
 using zel_test::chain_model;
@@ -121,7 +122,7 @@ TEST_F(card_change_test, a_new_layout_switches_the_matrix_between_two_blocks) {
 }
 
 TEST_F(card_change_test, new_paths_take_effect_with_the_next_restart_or_open) {
-    const std::string swapped = testing::TempDir() + "/swapped.json";
+    const std::string swapped = zel_test::test_folder() + "/swapped.json";
     std::ofstream(swapped) << R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":
         2,"InputChannelLayout":"1.0","OutputChannel":2,"Parameters":[0,1,1,0]}]})";
     const std::string folder = zel_test::write_coefficients();

@@ -1,7 +1,6 @@
 #include "chain_model.h"
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
@@ -9,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "test_folder.h"
 #include "zel_loopback_signal.h"
 
 namespace zel_test {
@@ -90,7 +90,7 @@ weight_matrix matrix_for(const char* layout, unsigned int in, unsigned int out) 
 }
 
 const char* write_coefficients() {
-    static const std::string folder = testing::TempDir();
+    static const std::string& folder = test_folder();
     std::ostringstream delays;
     std::ostringstream weights;
     const auto list = [](std::ostream& out, const auto& values) {

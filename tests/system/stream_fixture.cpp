@@ -72,7 +72,9 @@ void stream_fixture::open_and_start(const stream_setup& setup, unsigned int peri
 
 void stream_fixture::close() {
     choose("Sim Pacing", "Fast");
-    pcm_close(stream);
+    if (stream != nullptr) {
+        pcm_close(stream);
+    }
     stream = nullptr;
 }
 
