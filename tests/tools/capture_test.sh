@@ -45,6 +45,8 @@ expect 1 "is not SECONDS:CONTROL=VALUE" capture "$out" --change "soon:Volume=3"
 expect 0 "16000 frames" capture "$folder/again.wav" --fast -s 1 --wav "$out"
 
 expect 1 "" capture "$out" --bits 24
+# tinyalsa would raise it, and the file would play at half the speed.
+expect 1 "--rate" capture "$out" --fast -s 0.1 --rate 8000
 expect 1 "" capture "$out" --wav /nowhere.wav
 expect 1 "" record
 expect 2 "cannot open card 70" capture "$out" --channels 9
