@@ -218,6 +218,8 @@ exit_code run_capture(const capture_options& options) {
     if (stream == nullptr || pcm_is_ready(stream) == 0) {
         fail(EXIT_OPEN, std::string("cannot open card 70, device 70: ") +
                             (stream != nullptr ? pcm_get_error(stream) : "out of memory"));
+    } else if (pcm_prepare(stream) != 0 || pcm_start(stream) != 0) {
+        fail(EXIT_OPEN, std::string("cannot start card 70, device 70: ") + pcm_get_error(stream));
     } else {
         code = record_to_file(options, stream, card);
     }
