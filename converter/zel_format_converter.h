@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <semaphore>
 #include <string>
 #include <thread>
 
@@ -67,7 +68,8 @@ class zel_format_converter {
 
     static std::atomic<std::uint32_t> u32LOG_LEVEL;
 
-    /// [any] Builds the converter on the first call; it lives until the process ends.
+    /// [any] Builds the converter on the first call; it lives until the process ends. Its end waits
+    /// for the worker, but for 13 s at most: a worker that a card holds longer is left behind.
     static zel_format_converter& getInstance();
 
     zel_format_converter(const zel_format_converter&) = delete;
@@ -103,6 +105,7 @@ class zel_format_converter {
 
   private:
     friend struct zel_format_converter_access;
+    struct process_wide;
 
     /// One side of the conversion: its configuration and one block of interleaved samples.
     struct zel_fc_pcm_info {
@@ -134,7 +137,8 @@ class zel_format_converter {
     int destroy_fc_task();
     int send_command(const ctl_cmd* cmd);
     int exchange_command(zel_epoll& poller, const ctl_cmd& cmd, std::int32_t& result);
-    int await_result(zel_epoll& poller, std::uint32_t cmd, std::int32_t& result);
+    int await_result(zel_epoll& poller, std::uint32_t cmd, std::uint32_t number,
+                     std::int32_t& result);
     int process_command();                    // [worker]
     int execute_command(const ctl_cmd& cmd);  // [worker]
     int open_stream(const ctl_cmd& cmd);      // [worker]
@@ -143,7 +147,7 @@ class zel_format_converter {
     // All below: [worker].
     void* routine();
     void handle_commands(const zel_epoll& poller, int ready);
-    bool command_waiting() const;
+    bool more_commands(std::uint32_t taken_before) const;
     void run_capture_cycle(timespec* ts);
 
     int open_pcm_device();
@@ -219,8 +223,13 @@ class zel_format_converter {
 
     // Calls of the card that failed in a row, in as many capture cycles.
     std::uint32_t u32CardFailures = 0;
-    // Results that senders gave up waiting for and that the worker will still write.
-    std::uint32_t u32OverdueResults = 0;
+    // Commands by number, from 1: written by clients (with mLock held), taken by the worker, and
+    // the last one answered, its number above its result.
+    std::uint32_t u32SentCommands = 0;
+    std::uint32_t u32TakenCommands = 0;
+    std::atomic<std::uint64_t> u64LastAnswer{0};
+    std::binary_semaphore mRoutineEnded{0};  // the worker's last word
+    bool bRoutineStuck = false;              // it has been left behind and still uses the object
     pid_t s32OwnerPid = 0;  // the process whose worker this is; a forked child has none
     // Each guards one meeting of a client with the worker outside a command: the ring reference and
     // what the last read found, the two path strings. Held for a copy only.

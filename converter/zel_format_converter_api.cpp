@@ -14,9 +14,24 @@
 
 std::atomic<std::uint32_t> zel_format_converter::u32LOG_LEVEL{FC_LOG_INFO};
 
+/// The one converter. It stays in memory if its worker cannot be ended.
+struct zel_format_converter::process_wide {
+    zel_format_converter* converter = new zel_format_converter;
+
+    process_wide() = default;
+    process_wide(const process_wide&) = delete;
+    process_wide& operator=(const process_wide&) = delete;
+    ~process_wide() {
+        converter->destroy_fc_task();
+        if (!converter->bRoutineStuck) {
+            delete converter;
+        }
+    }
+};
+
 zel_format_converter& zel_format_converter::getInstance() {
-    static zel_format_converter converter;
-    return converter;
+    static process_wide instance;
+    return *instance.converter;
 }
 
 zel_format_converter::zel_format_converter()

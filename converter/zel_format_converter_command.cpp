@@ -1,6 +1,7 @@
 // The command channel: clients write 40-byte records into one pipe, the worker carries each out and
-// writes a 4-byte result into the other. Results carry no name; they come in the order of the
-// commands, so a sender skips exactly the results that earlier senders gave up waiting for.
+// writes a 4-byte result into the other. Results carry no name, and one can come late, twice or
+// never when a call fails; so commands are numbered on both sides, and the number of the last one
+// answered stands beside its result in memory. The pipe's result only wakes the sender.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -16,6 +17,9 @@
 #include "zel_pcm_config.h"
 
 namespace {
+
+/// Longer than the 10 s after which the kernel ends a read of a card that delivers nothing.
+constexpr std::chrono::seconds kExitTimeout{12};
 
 /// Makes `*fd` close on exec and different from 0, which stands for "not open" here and is free to
 /// be handed out in a process without standard input.
@@ -84,12 +88,20 @@ int zel_format_converter::destroy_fc_task() {
         if (mRoutine.joinable()) {
             mRoutine.detach();
         }
-    } else {
+    } else if (mRoutine.joinable()) {
         const ctl_cmd cmd{FC_EXIT, {}, 0};
-        send_command(&cmd);
-        if (mRoutine.joinable()) {
-            mRoutine.join();
+        if (send_command(&cmd) != 0 && s32CmdPipe[1] > 0) {
+            // The hang-up ends the worker, too.
+            ::close(s32CmdPipe[1]);
+            s32CmdPipe[1] = 0;
         }
+        if (!mRoutineEnded.try_acquire_for(kExitTimeout)) {
+            ZEL_FC_LOGE("fc routine does not end");
+            mRoutine.detach();
+            bRoutineStuck = true;
+            return 0;
+        }
+        mRoutine.join();
     }
     close_pipe(s32CmdPipe);
     close_pipe(s32ResultPipe);
@@ -132,14 +144,13 @@ int zel_format_converter::exchange_command(zel_epoll& poller, const ctl_cmd& cmd
         ZEL_FC_LOGE("write fc control command fail");
         return -EIO;
     }
-    const int status = await_result(poller, cmd.u32Cmd, result);
-    if (status < 0) {
-        ++u32OverdueResults;
-    }
-    return status;
+    return await_result(poller, cmd.u32Cmd, ++u32SentCommands, result);
 }
 
-int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std::int32_t& result) {
+/// Waits for the answer to the command that was sent as the `number`-th. Results of earlier senders
+/// that had given up are passed over.
+int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std::uint32_t number,
+                                       std::int32_t& result) {
     using clock = std::chrono::steady_clock;
     const auto end = clock::now() + std::chrono::milliseconds(s32CmdTimeoutMs);
     while (true) {
@@ -155,23 +166,22 @@ int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std
         if (poller.event(0).data.fd != s32ResultPipe[0]) {
             return 0;
         }
-        bool skipped = false;
-        ssize_t size = 0;
-        do {
-            size = ::read(s32ResultPipe[0], &result, sizeof(result));
-            skipped = size == static_cast<ssize_t>(sizeof(result)) && u32OverdueResults > 0;
-            u32OverdueResults -= skipped ? 1 : 0;
-        } while (skipped);
-        if (size == static_cast<ssize_t>(sizeof(result))) {
-            return 0;
+        constexpr auto kSize = static_cast<ssize_t>(sizeof(result));
+        ssize_t size = kSize;
+        // The poller tells of an arrival once, so all that has arrived is taken.
+        while ((size = ::read(s32ResultPipe[0], &result, sizeof(result))) == kSize) {
+            const std::uint64_t answer = u64LastAnswer.load(std::memory_order_acquire);
+            if (static_cast<std::uint32_t>(answer >> 32) == number) {
+                result = static_cast<std::int32_t>(answer & 0xFFFFFFFF);
+                return 0;
+            }
         }
         if (size >= 0 || errno != EAGAIN) {
             ZEL_FC_LOGE("read command %d result size %d incorrect %d errno %d",
-                        static_cast<int>(cmd), static_cast<int>(size),
-                        static_cast<int>(sizeof(result)), errno);
+                        static_cast<int>(cmd), static_cast<int>(size), static_cast<int>(kSize),
+                        errno);
             return -EIO;
         }
-        // Only overdue results were there: ours is still to come.
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock::now()).count();
         poller.set_timeout(left > 0 ? static_cast<int>(left) : 0);
     }
@@ -180,12 +190,16 @@ int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std
 int zel_format_converter::process_command() {
     ctl_cmd cmd{};
     std::int32_t result = -EIO;
+    std::uint32_t number = u32TakenCommands + 1;
     if (::read(s32CmdPipe[0], &cmd, sizeof(cmd)) != static_cast<ssize_t>(sizeof(cmd))) {
         ZEL_FC_LOGE("read command size fail errno(%d)", errno);
     } else {
+        u32TakenCommands = number;
         ZEL_FC_LOGI("process %d", static_cast<int>(cmd.u32Cmd));
         result = execute_command(cmd);
     }
+    u64LastAnswer.store(std::uint64_t{number} << 32 | static_cast<std::uint32_t>(result),
+                        std::memory_order_release);
     if (::write(s32ResultPipe[1], &result, sizeof(result)) < static_cast<ssize_t>(sizeof(result))) {
         ZEL_FC_LOGE("write fc control fd(%d) result fail errno(%d)", s32ResultPipe[1], errno);
     }

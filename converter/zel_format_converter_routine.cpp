@@ -70,24 +70,35 @@ void* zel_format_converter::routine() {
         ZEL_FC_LOGE("epoll deinit fail");
     }
     clean_fc_resource();
+    mRoutineEnded.release();
     return nullptr;
 }
 
 void zel_format_converter::handle_commands(const zel_epoll& poller, int ready) {
     for (int i = 0; i < ready; ++i) {
-        if ((poller.event(i).events & EPOLLIN) != 0 && poller.event(i).data.fd == s32CmdPipe[0]) {
+        if (poller.event(i).data.fd != s32CmdPipe[0]) {
+            continue;
+        }
+        if ((poller.event(i).events & EPOLLIN) != 0) {
             // The poller reports an arrival once. Commands that piled up behind a long read must
             // all be taken now, or each would be answered one command too late for ever after.
+            std::uint32_t taken = 0;
             do {
+                taken = u32TakenCommands;
                 process_command();
-            } while (eFCStatus != FC_EXIT && command_waiting());
+            } while (eFCStatus != FC_EXIT && more_commands(taken));
+        }
+        if ((poller.event(i).events & EPOLLHUP) != 0) {
+            eFCStatus = FC_EXIT;  // nobody is left to send a command
         }
     }
 }
 
-bool zel_format_converter::command_waiting() const {
+/// A command that could not be read is left for the next arrival: reading it may fail for ever.
+bool zel_format_converter::more_commands(std::uint32_t taken_before) const {
     int bytes = 0;
-    return ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 && bytes > 0;
+    return u32TakenCommands != taken_before && ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 &&
+           bytes > 0;
 }
 
 void zel_format_converter::run_capture_cycle(timespec* ts) {

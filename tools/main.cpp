@@ -30,7 +30,9 @@ std::string add_change(const std::string& text, capture_options* options) {
 }
 
 void add_capture_options(CLI::App* capture, capture_options* options) {
-    capture->add_option("out", options->out_file, "WAV file to write")->capture_default_str();
+    capture->add_option("out", options->out_file, "WAV file to write")
+        ->envname("ZEL_CAPTURE_FILE")
+        ->capture_default_str();
     capture->add_option("-r,--rate", options->rate, "Rate in Hz (16000 to 48000)")
         ->check(CLI::Range(16000, 48000))
         ->capture_default_str();

@@ -4,7 +4,6 @@
 // stream time and which course.
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <tinyalsa/mixer.h>
 #include <tinyalsa/pcm.h>
 
@@ -12,11 +11,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "footprint.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -32,19 +31,6 @@ long from_environment(const char* name, long otherwise) {
     const char* text = std::getenv(name);
     return text != nullptr ? std::atol(text) : otherwise;
 }
-
-/// What must not grow.
-struct footprint {
-    long descriptors, threads;
-    std::size_t heap_bytes;
-
-    static footprint now() {
-        const auto entries = [](const char* folder) {
-            return std::distance(std::filesystem::directory_iterator(folder), {});
-        };
-        return {entries("/proc/self/fd"), entries("/proc/self/task"), mallinfo2().uordblks};
-    }
-};
 
 class soak_test : public zel_test::stream_fixture {
   protected:
@@ -260,7 +246,7 @@ TEST_F(soak_test, every_sample_event_and_time_is_the_models_and_nothing_grows) {
     SCOPED_TRACE(testing::Message() << "ZEL_SOAK_SEED=" << seed);
     random.seed(seed);
     const std::int64_t total = seconds * 1000 / 32;
-    footprint before{};
+    zel_test::footprint before{};
     std::int64_t next_report = 0;
     for (int client = 0; blocks < total; ++client) {
         ASSERT_NO_FATAL_FAILURE(open_client()) << "block " << blocks;
@@ -275,7 +261,7 @@ TEST_F(soak_test, every_sample_event_and_time_is_the_models_and_nothing_grows) {
         }
         events_due = events;
         if (client == 20) {
-            before = footprint::now();
+            before = zel_test::footprint::now();
         }
         if (blocks >= next_report) {
             std::printf("%lld of %ld s, %d clients, %d restarts\n",
@@ -284,7 +270,7 @@ TEST_F(soak_test, every_sample_event_and_time_is_the_models_and_nothing_grows) {
             next_report += total / 10;
         }
     }
-    const footprint after = footprint::now();
+    const zel_test::footprint after = zel_test::footprint::now();
     ASSERT_GT(before.threads, 0) << "too short to measure";
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(after.threads, before.threads);

@@ -1,0 +1,91 @@
+#include "system_faults.h"
+
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+
+namespace {
+
+using zel_test::system_call;
+
+struct plan {
+    std::atomic<system_call> call{system_call::count};
+    std::atomic<int> left{0};
+    std::atomic<int> error{0};
+    std::atomic<bool> struck{false};
+};
+plan g_plan;
+
+/// True when this call is the one that fails; errno is set then.
+bool fails(system_call call) {
+    if (g_plan.call != call || --g_plan.left != 0) {
+        return false;
+    }
+    g_plan.struck = true;
+    errno = g_plan.error;
+    return true;
+}
+
+}  // namespace
+
+namespace zel_test {
+
+const char* name_of(system_call call) {
+    static constexpr const char* kNames[] = {"pipe2", "epoll_create1", "epoll_ctl", "epoll_wait",
+                                             "read",  "write",         "ioctl"};
+    return kNames[static_cast<std::size_t>(call)];
+}
+
+void fail_system_call(system_call call, int nth, int error) {
+    g_plan.struck = false;
+    g_plan.error = error;
+    g_plan.left = nth;
+    g_plan.call = call;
+}
+
+bool stop_failing_system_calls() {
+    g_plan.call = system_call::count;
+    return g_plan.struck;
+}
+
+}  // namespace zel_test
+
+extern "C" {
+
+int __real_pipe2(int* ends, int flags);
+int __real_epoll_create1(int flags);
+int __real_epoll_ctl(int epoll, int operation, int fd, epoll_event* event);
+int __real_epoll_wait(int epoll, epoll_event* events, int count, int timeout);
+ssize_t __real_read(int fd, void* data, std::size_t bytes);
+ssize_t __real_write(int fd, const void* data, std::size_t bytes);
+int __real_ioctl(int fd, unsigned long request, void* argument);
+
+int __wrap_pipe2(int* ends, int flags) {
+    return fails(system_call::pipe2) ? -1 : __real_pipe2(ends, flags);
+}
+int __wrap_epoll_create1(int flags) {
+    return fails(system_call::epoll_create1) ? -1 : __real_epoll_create1(flags);
+}
+int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event) {
+    return fails(system_call::epoll_ctl) ? -1 : __real_epoll_ctl(epoll, operation, fd, event);
+}
+int __wrap_epoll_wait(int epoll, epoll_event* events, int count, int timeout) {
+    return fails(system_call::epoll_wait) ? -1 : __real_epoll_wait(epoll, events, count, timeout);
+}
+ssize_t __wrap_read(int fd, void* data, std::size_t bytes) {
+    return fails(system_call::read) ? (errno == 0 ? 0 : -1) : __real_read(fd, data, bytes);
+}
+ssize_t __wrap_write(int fd, const void* data, std::size_t bytes) {
+    return fails(system_call::write) ? (errno == 0 ? 0 : -1) : __real_write(fd, data, bytes);
+}
+int __wrap_ioctl(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return fails(system_call::ioctl) ? -1 : __real_ioctl(fd, request, argument);
+}
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+
+// Lets system calls of the executable's own code fail. Link with zel_system_faults, which wraps
+// them at link time; what libraries call stays as it is. Any thread.
+
+namespace zel_test {
+
+enum class system_call { pipe2, epoll_create1, epoll_ctl, epoll_wait, read, write, ioctl, count };
+
+const char* name_of(system_call call);
+/// The n-th call from now on (1 is the next) fails with `error`; for read and write an error of 0
+/// stands for 0 bytes moved.
+void fail_system_call(system_call call, int nth, int error);
+/// Ends a pending failure. True if it has struck.
+bool stop_failing_system_calls();
+
+}  // namespace zel_test
