@@ -25,6 +25,12 @@ add_library(zel_build_flags INTERFACE)
 target_compile_options(zel_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror -ffp-contract=off)
 target_link_options(zel_build_flags INTERFACE -Wl,-z,defs)
+# The library runs inside other people's processes and reads files that it doesn't trust.
+target_compile_options(zel_build_flags INTERFACE -fstack-protector-strong)
+target_link_options(zel_build_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+if(NOT ZEL_SANITIZER AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(zel_build_flags INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
 if(ZEL_SANITIZER)
   target_compile_options(zel_build_flags INTERFACE
     -fsanitize=${ZEL_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)

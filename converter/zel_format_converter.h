@@ -105,7 +105,7 @@ class zel_format_converter {
 
   private:
     friend struct zel_format_converter_access;
-    struct process_wide;
+    struct process_end;
 
     /// One side of the conversion: its configuration and one block of interleaved samples.
     struct zel_fc_pcm_info {
@@ -129,6 +129,7 @@ class zel_format_converter {
 
     zel_format_converter();
     ~zel_format_converter();
+    void shut_down();
 
     std::unique_lock<std::mutex> client_lock();
 

@@ -14,24 +14,18 @@
 
 std::atomic<std::uint32_t> zel_format_converter::u32LOG_LEVEL{FC_LOG_INFO};
 
-/// The one converter. It stays in memory if its worker cannot be ended.
-struct zel_format_converter::process_wide {
-    zel_format_converter* converter = new zel_format_converter;
-
-    process_wide() = default;
-    process_wide(const process_wide&) = delete;
-    process_wide& operator=(const process_wide&) = delete;
-    ~process_wide() {
-        converter->destroy_fc_task();
-        if (!converter->bRoutineStuck) {
-            delete converter;
-        }
-    }
+/// Shuts the converter down when the process ends.
+struct zel_format_converter::process_end {
+    zel_format_converter& converter;
+    ~process_end() { converter.shut_down(); }
 };
 
+// The object itself stays in memory: a client's own statics may still call it, and a worker that a
+// card holds still uses it.
 zel_format_converter& zel_format_converter::getInstance() {
-    static process_wide instance;
-    return *instance.converter;
+    static auto* const converter = new zel_format_converter;
+    static const process_end end{*converter};
+    return *converter;
 }
 
 zel_format_converter::zel_format_converter()
@@ -60,9 +54,15 @@ zel_format_converter::zel_format_converter()
 }
 
 zel_format_converter::~zel_format_converter() {
+    shut_down();
+}
+
+void zel_format_converter::shut_down() {
     try {
         destroy_fc_task();
-        clean_fc_resource();
+        if (!bRoutineStuck) {
+            clean_fc_resource();
+        }
     } catch (...) {
         // The process is ending; there is nobody left to tell.
     }

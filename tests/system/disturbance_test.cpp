@@ -1,0 +1,118 @@
+// What comes from outside while a stream runs: signals, clocks that jump, cards and clients that
+// stall. Audio stays whole, and nothing takes longer than its bound.
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <tinyalsa/pcm.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "captured_log.h"
+#include "stream_fixture.h"
+
+namespace {
+
+using zel_test::stream_setup;
+using namespace std::chrono_literals;
+
+using disturbance_test = zel_test::stream_fixture;
+const stream_setup kUsual{32, 8, 16, 2, 16000};
+
+double seconds_since(std::chrono::steady_clock::time_point begin) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+TEST_F(disturbance_test, signals_interrupt_no_call) {
+    struct sigaction action {};
+    struct sigaction before {};
+    action.sa_handler = [](int) {};  // without SA_RESTART: blocking calls end with EINTR
+    sigaction(SIGUSR1, &action, &before);
+    std::atomic<bool> over{false};
+    std::thread bombard([&over, client = pthread_self()] {
+        while (!over) {
+            pthread_kill(client, SIGUSR1);
+            std::this_thread::sleep_for(200us);
+        }
+    });
+    for (int round = 0; round < 5; ++round) {
+        ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
+        EXPECT_EQ(read_blocks(10), expected(kUsual, 10));
+        // A read that has to wait for its data.
+        std::thread later([this] {
+            std::this_thread::sleep_for(50ms);
+            set("Sim Granted Frames", 1536);
+        });
+        zel_test::chain_model model(kUsual, zel_test::matrix_for("1.0", 8, 2));
+        expected(model, 10);
+        EXPECT_EQ(read(512), expected(model, 1));
+        later.join();
+        close();
+    }
+    over = true;
+    bombard.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_FALSE(zel_test::log_has("epoll wait fail"));
+}
+
+TEST_F(disturbance_test, a_clock_that_jumps_is_told_and_costs_nothing) {
+    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
+    zel_test::chain_model model(kUsual, zel_test::matrix_for("1.0", 8, 2));
+    EXPECT_EQ(read_blocks(3), expected(model, 3));
+    for (const int jump_ms : {500, -700}) {
+        set("Sim Fault Clock Jump", jump_ms);  // taken by the read after the one under way
+        EXPECT_EQ(read_blocks(4), expected(model, 4));
+    }
+    EXPECT_EQ(zel_test::log_count("timestamp glitch 500 ms more than 1 ms"), 1U);
+    EXPECT_EQ(zel_test::log_count("timestamp glitch"), 1U) << "back in time is no gap";
+}
+
+TEST_F(disturbance_test, a_worker_that_is_stuck_keeps_each_command_waiting_for_a_second_only) {
+    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
+    set("Sim Fault Stall", 4000);
+    set("Sim Granted Frames", 1536);  // the read after this block stalls
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(read(512), expected(kUsual, 1));
+    usleep(100'000);
+    pcm_close(stream);
+    EXPECT_NEAR(seconds_since(begin), 1.1, 0.5);
+    stream = nullptr;
+    EXPECT_TRUE(zel_test::log_has("wait command 0 result timeout"));
+    choose("Sim Pacing", "Fast");
+    ASSERT_FALSE(open(kUsual, 512, 4));
+    EXPECT_EQ(errno, ETIME);
+    close();
+    while (seconds_since(begin) < 5) {
+        usleep(100'000);
+    }
+    // The late results of those commands are nobody's.
+    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
+    EXPECT_EQ(read_blocks(3), expected(kUsual, 3));
+}
+
+TEST_F(disturbance_test, a_client_that_sleeps_gets_the_newest_audio_and_its_time) {
+    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
+    zel_test::chain_model model(kUsual, zel_test::matrix_for("1.0", 8, 2));
+    constexpr unsigned int kMinute = 60'000 / 32;
+    for (unsigned int b = 0; b < kMinute; ++b) {
+        grant_block();
+        if (b + 4 < kMinute) {
+            model.next_block();
+        }
+    }
+    EXPECT_EQ(read(4 * 512), expected(model, 4));
+    unsigned int avail = 1;
+    timespec before{}, after{};
+    ASSERT_EQ(pcm_get_htimestamp(stream, &avail, &before), 0);
+    EXPECT_EQ(avail, 0U);
+    EXPECT_EQ(read_blocks(1), expected(model, 1));
+    ASSERT_EQ(pcm_get_htimestamp(stream, &avail, &after), 0);
+    EXPECT_EQ((after.tv_sec - before.tv_sec) * 1'000'000'000LL + after.tv_nsec - before.tv_nsec,
+              32'000'000);
+}
+
+}  // namespace
