@@ -1,22 +1,47 @@
 #pragma once
 
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
 #include <cstddef>
+#include <map>
 #include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 /// Frames of one 32 ms block at 48 kHz.
 inline constexpr std::size_t kBlockFrames = 1536;
 
-/// One block of random interleaved samples, the same for everyone.
+/// A block of random interleaved samples, the same for everyone.
 template <typename Sample>
-std::vector<Sample> random_block(std::size_t channels) {
+std::vector<Sample> random_block(std::size_t channels, std::size_t frames = kBlockFrames) {
     std::mt19937 random(1);
-    std::vector<Sample> block(kBlockFrames * channels);
+    std::vector<Sample> block(frames * channels);
     for (Sample& sample : block) {
         sample = static_cast<Sample>(random());
     }
     return block;
 }
 
+/// The weight that all dense mixes have for their k-th pair of channels.
+inline float dense_weight(std::size_t k) {
+    return 0.1F * static_cast<float>(1 + k % 9);
+}
+
+/// Registers a benchmark; its repetitions are mixed with all others' and the fastest one counts,
+/// since whatever else the machine does only ever adds time.
+template <typename Function>
+void add(const std::string& name, Function function) {
+    benchmark::RegisterBenchmark(name.c_str(), function)
+        ->ComputeStatistics("min", [](const std::vector<double>& times) {
+            return *std::min_element(times.begin(), times.end());
+        });
+}
+
+/// Fastest CPU time of each benchmark, in nanoseconds per block.
+using block_times = std::map<std::string, double>;
+
 void register_stages();
 void register_peers();
+void print_tables(const block_times& times);

@@ -1,9 +1,7 @@
-// Runs everything and prints, for each channel count, the times as ratios to soxr HQ's.
-
-#include <benchmark/benchmark.h>
+// Measures the stages with every kernel that this CPU has, beside well-kept peers, and prints
+// tables of ratios. Google Benchmark's options go behind it.
 
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -11,47 +9,37 @@
 
 namespace {
 
-/// The usual table, and the CPU times kept for the ratios.
-class keeping_reporter : public benchmark::ConsoleReporter {
+class keeping_reporter : public benchmark::BenchmarkReporter {
   public:
-    keeping_reporter() : benchmark::ConsoleReporter(OO_Tabular) {}
+    bool ReportContext(const Context&) override { return true; }
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
-            const std::string name = run.benchmark_name();
-            const auto slash = name.find('/');
-            const std::string group = name.substr(0, slash);
-            if (times.count(group) == 0) {
-                order.push_back(group);
+            if (run.error_occurred) {
+                std::fprintf(stderr, "%s: %s\n", run.benchmark_name().c_str(),
+                             run.error_message.c_str());
+            } else if (run.aggregate_name == "min") {
+                times[run.run_name.function_name] = run.GetAdjustedCPUTime();
             }
-            times[group][name.substr(slash + 1)] = run.GetAdjustedCPUTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void print_ratios() {
-        std::printf("\ntime per 32 ms block / soxr HQ's 48 to 16 kHz\n%-20s %8s %8s %8s\n", "",
-                    "2 ch", "6 ch", "8 ch");
-        for (const std::string& group : order) {
-            std::printf("%-20s", group.c_str());
-            for (const char* channels : {"2", "6", "8"}) {
-                std::printf(" %8.2f", times[group][channels] / times["soxr_hq"][channels]);
-            }
-            std::printf("\n");
         }
     }
-
-  private:
-    std::vector<std::string> order;
-    std::map<std::string, std::map<std::string, double>> times;
+    block_times times;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
+    std::vector<char*> arguments(argv, argv + argc);
+    std::string options[] = {"--benchmark_repetitions=15", "--benchmark_min_time=0.004",
+                             "--benchmark_enable_random_interleaving=true"};
+    for (std::string& option : options) {
+        arguments.insert(arguments.begin() + 1, option.data());
+    }
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
     register_stages();
     register_peers();
     keeping_reporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.print_ratios();
+    print_tables(reporter.times);
     return 0;
 }

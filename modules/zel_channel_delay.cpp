@@ -6,7 +6,9 @@
 #include <new>
 #include <numeric>
 #include <utility>
+#include <vector>
 
+#include "zel_kernel_choice.h"
 #include "zel_log.h"
 
 namespace {
@@ -57,6 +59,13 @@ int zel_channel_delay_buffer::write(const unsigned char* src, unsigned int n) {
     return 0;
 }
 
+void zel_channel_delay_buffer::drop_storage() {
+    pu8Buf.reset();
+    u32BufSize = 0;
+    pu8Read = nullptr;
+    pu8Write = nullptr;
+}
+
 zel_channel_delay::zel_channel_delay()
     : strEnableKey("DelayCoefficientEnable"),
       strBodyKey("ChannelDelayMilliseconds"),
@@ -88,7 +97,11 @@ int zel_channel_delay::init_lines(const unsigned int* delays_ms, const pcm_confi
     bBypass = false;
     u32SampleBytes = pcm_format_to_bits(config->format) / 8;
     u32FrameBytes = config->channels * u32SampleBytes;
-    const int status = create_delay_buffer(&pstDelayBuf, delays_ms, config);
+    mHistory.reset();
+    int status = create_delay_buffer(&pstDelayBuf, delays_ms, config);
+    if (status == 0 && !init_history(config)) {
+        status = -ENOMEM;
+    }
     if (status != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
         destroy_delay_buffer(&pstDelayBuf, config->channels);
@@ -96,6 +109,30 @@ int zel_channel_delay::init_lines(const unsigned int* delays_ms, const pcm_confi
     }
     stConfig = *config;
     return 0;
+}
+
+/// With other than the plain kernels, one history takes the lines' place. False without memory.
+bool zel_channel_delay::init_history(const pcm_config* config) {
+    const zel_delay_row& row = zel_kernel_row(zel_delay_rows(), zel_kernel_in_use());
+    const std::span lines(pstDelayBuf, config->channels);
+    const auto delays = [](const zel_channel_delay_buffer& line) {
+        return line.delay_frames() > 0;
+    };
+    if (row.merge == nullptr || std::none_of(lines.begin(), lines.end(), delays)) {
+        return true;
+    }
+    try {
+        std::vector<std::uint32_t> frames;
+        for (zel_channel_delay_buffer& line : lines) {
+            line.drop_storage();
+            frames.push_back(line.delay_frames());
+        }
+        mHistory.emplace(frames, u32SampleBytes, row.merge);
+    } catch (const std::bad_alloc&) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for the delays");
+        return false;
+    }
+    return true;
 }
 
 int zel_channel_delay::create_delay_buffer(zel_channel_delay_buffer** lines,
@@ -154,6 +191,11 @@ int zel_channel_delay::process(const void* in, void* out, int size) {
                       "input buffer size is not the multiple of frame size");
         return -EINVAL;
     }
+    if (mHistory) {
+        mHistory->process(static_cast<const unsigned char*>(in), static_cast<unsigned char*>(out),
+                          bytes / u32FrameBytes);
+        return 0;
+    }
     for (std::size_t c = 0; c < stConfig.channels; ++c) {
         delay_channel(static_cast<const unsigned char*>(in) + c * u32SampleBytes,
                       static_cast<unsigned char*>(out) + c * u32SampleBytes, bytes / u32FrameBytes,
@@ -181,5 +223,6 @@ void zel_channel_delay::delay_channel(const unsigned char* in, unsigned char* ou
 
 int zel_channel_delay::deinit() {
     destroy_delay_buffer(&pstDelayBuf, stConfig.channels);
+    mHistory.reset();
     return 0;
 }

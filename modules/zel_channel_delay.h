@@ -5,7 +5,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+
+#include "zel_delay_history.h"
 
 /// One channel's delay line: its storage holds exactly the delay's samples. Positions may rest at
 /// the storage's end and go on at its start. Moves whole samples only.
@@ -19,6 +22,8 @@ class zel_channel_delay_buffer {
     int write(const unsigned char* src, unsigned int n);
 
     std::uint32_t delay_frames() const { return u32DelayFrames; }
+    /// Keeps the delay only, for those whose audio is elsewhere.
+    void drop_storage();
 
   private:
     friend struct zel_channel_delay_access;
@@ -65,6 +70,7 @@ class zel_channel_delay {
                             const pcm_config* config);
     int destroy_delay_buffer(zel_channel_delay_buffer** lines, unsigned int count);
     int init_lines(const unsigned int* delays_ms, const pcm_config* config);
+    bool init_history(const pcm_config* config);
     void delay_channel(const unsigned char* in, unsigned char* out, std::uint32_t frames,
                        zel_channel_delay_buffer* line);
 
@@ -77,6 +83,7 @@ class zel_channel_delay {
     std::uint32_t u32FrameBytes = 0;
     zel_channel_delay_buffer* pstDelayBuf = nullptr;  ///< owned; one line per channel
     bool bBypass = false;
+    std::optional<zel_delay_history> mHistory;  ///< holds the audio, instead of the lines, if set
 
   public:
     ~zel_channel_delay() { deinit(); }

@@ -4,8 +4,8 @@
 #include <new>
 #include <utility>
 
+#include "zel_kernel_choice.h"
 #include "zel_log.h"
-#include "zel_mixing_kernel.h"
 
 namespace {
 
@@ -62,6 +62,9 @@ int zel_channel_mixing::init(std::string path, std::string layout, const pcm_con
         if (load_coefficient(path, in->channels, std::move(layout), out->channels) != 0) {
             ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "mixing coefficient load fail");
         }
+        mPlan.emplace(zel_kernel_in_use(), in->channels, sample_bytes(*in), out->channels,
+                      sample_bytes(*out));
+        mPlan->load(pf32Matrix.get());
     } catch (const std::bad_alloc&) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for the mixing matrix");
         pf32Matrix.reset();
@@ -106,23 +109,27 @@ int zel_channel_mixing::process(const void* in, unsigned int in_size, void* out,
                       static_cast<int>(frames), static_cast<int>(room));
         return -EINVAL;
     }
-    const zel_mixing_kernel_fn mix =
-        zel_find_mixing_kernel(sample_bytes(stInConfig), sample_bytes(stOutConfig));
-    mix({in, out, frames, stInConfig.channels, stOutConfig.channels, pf32Matrix.get()});
+    mPlan->run(in, out, frames);
     return 0;
 }
 
 int zel_channel_mixing::channel_change(std::string layout) {
+    int status = -ENOMEM;
     try {
-        return load_coefficient(strCoefPath, stInConfig.channels, std::move(layout),
-                                stOutConfig.channels);
+        status = load_coefficient(strCoefPath, stInConfig.channels, std::move(layout),
+                                  stOutConfig.channels);
     } catch (const std::bad_alloc&) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory to load the mixing matrix");
-        return -ENOMEM;
     }
+    // Whatever became of it, the matrix may have changed.
+    if (mPlan) {
+        mPlan->load(pf32Matrix.get());
+    }
+    return status;
 }
 
 int zel_channel_mixing::deinit() {
+    mPlan.reset();
     pf32Matrix.reset();
     stInConfig = {};
     stOutConfig = {};

@@ -4,7 +4,10 @@
 #include <tinyalsa/pcm.h>
 
 #include <memory>
+#include <optional>
 #include <string>
+
+#include "zel_mixing_plan.h"
 
 /// Mixes the card's channels into the client's by a weight matrix: every output sample is the
 /// weighted sum of all input samples of its frame. Interleaved 16- or 32-bit samples; no scaling
@@ -53,5 +56,6 @@ class zel_channel_mixing {
     std::string strCoefPath;
     pcm_config stInConfig{};
     pcm_config stOutConfig{};
-    std::unique_ptr<float[]> pf32Matrix;  ///< row by output channel
+    std::unique_ptr<float[]> pf32Matrix;   ///< row by output channel
+    std::optional<zel_mixing_plan> mPlan;  ///< of the matrix as it is
 };

@@ -1,34 +1,31 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <span>
 
-/// One block's worth of mixing: out[f][o] = sum over i, ascending, of matrix[o][i] * in[f][i], each
-/// product and each sum rounded to float, the result truncated toward zero and saturated to 32 bits
-/// (a NaN gives 0); a 16-bit output keeps the low half. Blocks need no alignment.
-struct zel_mixing_block {
-    const void* in;
-    void* out;
-    std::size_t frames;
-    std::size_t in_channels;
-    std::size_t out_channels;
-    const float* matrix;  ///< row by output channel
-};
+#include "zel_mixing_block.h"
+#include "zel_mixing_selection.h"
 
-using zel_mixing_kernel_fn = void (*)(const zel_mixing_block& block);
-
-/// A kernel for one pair of sample sizes in bytes. Several rows may serve the same pair; the first
-/// is the plain one that all others must equal, bit for bit.
+/// A kernel for one pair of sample sizes in bytes. The plain ones come first; all others equal
+/// them, bit for bit, for matrices that zel_mixing_plan gives them.
 struct zel_mixing_kernel {
     const char* name;
     std::size_t in_sample_bytes;
     std::size_t out_sample_bytes;
     zel_mixing_kernel_fn run;
 };
-
 std::span<const zel_mixing_kernel> zel_mixing_kernels();
 
-/// The kernel for that pair of sample sizes, or null.
-zel_mixing_kernel_fn zel_find_mixing_kernel(std::size_t in_sample_bytes,
+/// The kernel of that name for that pair of sample sizes, the plain one when there is none; null
+/// for sizes that no kernel has.
+zel_mixing_kernel_fn zel_find_mixing_kernel(const char* name, std::size_t in_sample_bytes,
                                             std::size_t out_sample_bytes);
+
+/// Kernels for matrices that only move channels; the plain row, the first, has none.
+struct zel_selection_kernel {
+    const char* name;
+    zel_selection_width_fn width;
+    zel_selection_kernel_fn run;
+    zel_round_trip_fn round_trip;
+};
+std::span<const zel_selection_kernel> zel_selection_kernels();

@@ -1,11 +1,14 @@
 #include "zel_src_48k.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <iterator>
 #include <new>
 
+#include "kernels/zel_vector_kernels.h"
+#include "zel_kernel_choice.h"
 #include "zel_log.h"
 #include "zel_src_48k_state.h"
 
@@ -14,24 +17,28 @@ namespace {
 constexpr const char* kTag = "zel_src";
 constexpr std::uint32_t kFactor = 3;
 
-/// Spreads the caller's frames into working frames with a silent sample at their end. 0, -22 when
-/// the block's size has changed, -12.
-int pad(const std::int16_t* block, std::uint32_t frames) {
+/// The size of the first block with a silent sample per frame is that of all. 0, or -22.
+int fix_size(std::uint32_t samples) {
     zel_src_state& src = g_zel_src;
-    const std::uint32_t working = src.u32Channels;
-    const std::uint32_t samples = frames * working;
-    if (src.ps16PadBuf && src.u32PadSamples != samples) {
+    if (src.bPadSized && src.u32PadSamples != samples) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "buf size in inconsistent %d %d",
                       static_cast<int>(src.u32PadSamples), static_cast<int>(samples));
         return -EINVAL;
     }
+    return 0;
+}
+
+/// Spreads the caller's frames into working frames with a silent sample at their end. 0 or -12.
+int pad(const std::int16_t* block, std::uint32_t frames) {
+    zel_src_state& src = g_zel_src;
+    const std::uint32_t working = src.u32Channels;
+    const std::uint32_t samples = frames * working;
     if (!src.ps16PadBuf) {
         src.ps16PadBuf.reset(new (std::nothrow) std::int16_t[samples]);
         if (!src.ps16PadBuf) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "malloc padding buf fail");
             return -ENOMEM;
         }
-        src.u32PadSamples = samples;
     }
     std::fill_n(src.ps16PadBuf.get(), samples, std::int16_t{0});
     for (std::uint32_t f = 0; f < frames; ++f) {
@@ -61,7 +68,30 @@ void convert(std::int16_t* block, std::uint32_t samples) {
     }
 }
 
+int convert_plain(std::int16_t* block, std::uint32_t frames, std::uint32_t samples) {
+    if (!g_zel_src.bPadding) {
+        convert(block, samples);
+        return 0;
+    }
+    const int status = pad(block, frames);
+    if (status == 0) {
+        convert(g_zel_src.ps16PadBuf.get(), samples);
+        unpad(block, frames / kFactor);
+    }
+    return status;
+}
+
+constexpr auto kRows = std::to_array<zel_src_row>({{"plain", nullptr, nullptr},
+#define ZEL_ROW(set) {#set, zel_##set::src_reset, zel_##set::src_convert},
+                                                   ZEL_EACH_KERNEL_SET(ZEL_ROW)
+#undef ZEL_ROW
+});
+
 }  // namespace
+
+std::span<const zel_src_row> zel_src_rows() {
+    return kRows;
+}
 
 int Ovra_VOC_SrcInit48k(int channels) {
     zel_src_state& src = g_zel_src;
@@ -90,6 +120,10 @@ int Ovra_VOC_SrcInit48k(int channels) {
     src.u32OddOrder = order % 2;
     src.u32HalfOrder = order / 2;
     src.u32WriteIdx = order * src.u32Channels;
+    src.pstRow = &zel_kernel_row(zel_src_rows(), zel_kernel_in_use());
+    if (src.pstRow->reset != nullptr) {
+        src.pstRow->reset(&src.stWindow, static_cast<std::size_t>(channels));
+    }
     src.bInited = true;
     return 0;
 }
@@ -113,17 +147,18 @@ int Ovra_VOC_SrcProcess48k(std::int16_t* block, unsigned int* samples) {
                       static_cast<int>(kFactor));
         return -EINVAL;
     }
-    if (src.bPadding) {
-        const int status = pad(block, frames);
-        if (status != 0) {
-            return status;
-        }
-        convert(src.ps16PadBuf.get(), src.u32PadSamples);
-        unpad(block, frames / kFactor);
-    } else {
-        src.u32PadSamples = *samples;
-        convert(block, *samples);
+    const std::uint32_t working = frames * src.u32Channels;
+    int status = src.bPadding ? fix_size(working) : 0;
+    if (status == 0 && src.pstRow->convert != nullptr) {
+        src.pstRow->convert(&src.stWindow, block, frames);
+    } else if (status == 0) {
+        status = convert_plain(block, frames, working);
     }
+    if (status != 0) {
+        return status;
+    }
+    src.u32PadSamples = working;
+    src.bPadSized = src.bPadding;
     *samples /= kFactor;
     return 0;
 }
@@ -131,6 +166,7 @@ int Ovra_VOC_SrcProcess48k(std::int16_t* block, unsigned int* samples) {
 int Ovra_VOC_SrcDeInit48k() {
     g_zel_src.bPadding = false;
     g_zel_src.bInited = false;
+    g_zel_src.bPadSized = false;
     g_zel_src.ps16PadBuf.reset();
     return 0;
 }

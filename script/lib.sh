@@ -3,6 +3,8 @@
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config linux-libc-dev
   libcjson-dev libsndfile1-dev libcli11-dev libgtest-dev"
+ARM64_PACKAGES="cmake ninja-build qemu-user googletest g++-aarch64-linux-gnu"
+ARMHF_PACKAGES="cmake ninja-build qemu-user googletest g++-arm-linux-gnueabihf"
 BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"
 
 # Installs those of the given packages that are missing.

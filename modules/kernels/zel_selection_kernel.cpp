@@ -1,0 +1,154 @@
+// Mixing that only moves channels: byte shuffles within 16 bytes or word shuffles across a vector,
+// for whole frames at a time. Writes a full step although the frames may not fill it; what is
+// written behind them is overwritten by the next ones.
+
+#include "zel_mixing_selection.h"
+#include "zel_vector.h"
+#include "zel_vector_kernels.h"
+
+namespace {
+
+ZEL_INLINE vec_i round_trip_of(vec_i sample) {
+    return truncate(__builtin_convertvector(sample, vec_f));
+}
+
+#if defined(__AVX512F__)
+
+template <std::size_t Bytes>
+struct shuffler {
+    static constexpr std::size_t kStep = 64;
+    __m512i index;
+
+    explicit ZEL_INLINE shuffler(const unsigned char* bytes) : index((__m512i)load_i(bytes)) {
+        index = Bytes == 2 ? _mm512_maskz_srli_epi16(~__mmask32{}, index, 9)
+                           : _mm512_maskz_srli_epi32(0xffff, index, 26);
+    }
+    ZEL_INLINE void move(const unsigned char* in, unsigned char* out) const {
+        if constexpr (Bytes == 2) {
+            store_i(out, (vec_i)_mm512_maskz_permutexvar_epi16(~__mmask32{}, index,
+                                                               (__m512i)load_i(in)));
+        } else {
+            store_i(out, (vec_i)_mm512_maskz_permutexvar_epi32(0xffff, index,
+                                                               (__m512i)round_trip_of(load_i(in))));
+        }
+    }
+};
+
+#elif defined(__AVX2__)
+
+template <std::size_t Bytes>
+struct shuffler {
+    static constexpr std::size_t kStep = 32;
+    __m256i index;
+
+    explicit ZEL_INLINE shuffler(const unsigned char* bytes)
+        : index((__m256i)((load_i(bytes) >> 26) & 7)) {}
+    ZEL_INLINE void move(const unsigned char* in, unsigned char* out) const {
+        store_i(out, (vec_i)_mm256_permutevar8x32_epi32((__m256i)round_trip_of(load_i(in)), index));
+    }
+};
+template <>
+struct shuffler<2> {
+    static constexpr std::size_t kStep = 16;
+    __m128i index;
+
+    explicit ZEL_INLINE shuffler(const unsigned char* bytes)
+        : index(_mm_loadu_si128(reinterpret_cast<const __m128i_u*>(bytes))) {}
+    ZEL_INLINE void move(const unsigned char* in, unsigned char* out) const {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i_u*>(in));
+        _mm_storeu_si128(reinterpret_cast<__m128i_u*>(out), _mm_shuffle_epi8(v, index));
+    }
+    /// Two steps that follow each other without a gap.
+    ZEL_INLINE void move_two(const unsigned char* in, unsigned char* out) const {
+        store_i(out, (vec_i)_mm256_shuffle_epi8((__m256i)load_i(in),
+                                                _mm256_broadcastsi128_si256(index)));
+    }
+};
+
+#endif
+
+#if defined(__AVX2__)
+
+template <std::size_t Bytes>
+void select_frames(const zel_mixing_selection& selection, const unsigned char* in,
+                   unsigned char* out, std::size_t frames) {
+    using shuffle_step = shuffler<Bytes>;
+    constexpr std::size_t kStep = shuffle_step::kStep;
+    const shuffle_step shuffle_frames(selection.index);
+    const std::size_t at_once = selection.at_once;
+    const std::size_t in_step = at_once * selection.in_frame;
+    const std::size_t out_step = at_once * selection.out_frame;
+    // Frames that a full step may touch though it only moves `at_once`.
+    const std::size_t shortest =
+        selection.in_frame < selection.out_frame ? selection.in_frame : selection.out_frame;
+    const std::size_t reach = (kStep + shortest - 1) / shortest;
+#if !defined(__AVX512F__)
+    if constexpr (Bytes == 2) {
+        if (in_step == kStep && out_step == kStep) {
+            for (; frames >= 2 * at_once; frames -= 2 * at_once) {
+                shuffle_frames.move_two(in, out);
+                in += 2 * kStep;
+                out += 2 * kStep;
+            }
+        }
+    }
+#endif
+    for (; frames >= reach; frames -= at_once) {
+        shuffle_frames.move(in, out);
+        in += in_step;
+        out += out_step;
+    }
+    // `reach` is at most as many frames as a step has samples.
+    unsigned char in_rest[kStep / Bytes * kStep] = {};
+    unsigned char out_rest[kStep / Bytes * kStep];
+    __builtin_memcpy(in_rest, in, frames * selection.in_frame);
+    for (std::size_t f = 0; f < frames; f += at_once) {
+        shuffle_frames.move(in_rest + f * selection.in_frame, out_rest + f * selection.out_frame);
+    }
+    __builtin_memcpy(out, out_rest, frames * selection.out_frame);
+}
+
+#endif
+
+}  // namespace
+
+namespace ZEL_KERNEL_SET {
+
+std::size_t selection_width([[maybe_unused]] std::size_t sample_bytes,
+                            [[maybe_unused]] std::size_t longest_frame) {
+#if defined(__AVX2__)
+    const std::size_t step = sample_bytes == 2 ? shuffler<2>::kStep : shuffler<4>::kStep;
+    return longest_frame <= step ? step : 0;
+#else
+    return 0;  // no shuffle by a variable index
+#endif
+}
+
+void select([[maybe_unused]] const zel_mixing_selection& selection, [[maybe_unused]] const void* in,
+            [[maybe_unused]] void* out, [[maybe_unused]] std::size_t frames) {
+#if defined(__AVX2__)
+    const auto* from = static_cast<const unsigned char*>(in);
+    auto* to = static_cast<unsigned char*>(out);
+    if (selection.sample_bytes == 2) {
+        select_frames<2>(selection, from, to, frames);
+    } else {
+        select_frames<4>(selection, from, to, frames);
+    }
+#endif
+}
+
+void round_trip(const void* in, void* out, std::size_t samples) {
+    const auto* from = static_cast<const unsigned char*>(in);
+    auto* to = static_cast<unsigned char*>(out);
+    for (; samples >= kLanes; samples -= kLanes) {
+        store_i(to, round_trip_of(load_i(from)));
+        from += sizeof(vec_i);
+        to += sizeof(vec_i);
+    }
+    vec_i rest{};
+    __builtin_memcpy(&rest, from, samples * 4);
+    rest = round_trip_of(rest);
+    __builtin_memcpy(to, &rest, samples * 4);
+}
+
+}  // namespace ZEL_KERNEL_SET

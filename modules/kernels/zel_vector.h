@@ -1,0 +1,222 @@
+#pragma once
+
+// Vectors of the instruction set that a kernel file is compiled for: operators and shuffles where
+// the compilers make good code of them, intrinsics for the rest. Everything here has internal
+// linkage: the same names mean other code in the next instruction set's library, and the linker
+// must not choose one of them for all. For the same reason nothing of the standard library is used.
+
+#include <cstddef>
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#elif defined(__ARM_NEON)
+#include <arm_neon.h>
+#endif
+
+#define ZEL_INLINE inline __attribute__((always_inline))
+
+namespace {
+
+#if defined(__AVX512F__)
+constexpr std::size_t kLanes = 16;
+#elif defined(__AVX2__)
+constexpr std::size_t kLanes = 8;
+#else
+constexpr std::size_t kLanes = 4;
+#endif
+
+using vec_f = float __attribute__((vector_size(kLanes * 4)));
+using vec_i = std::int32_t __attribute__((vector_size(kLanes * 4)));
+
+/// In memory: at a vector's own alignment, and anywhere, over whatever lies there. As typedefs:
+/// clang lets an alias keep the vector's alignment.
+typedef float own_f __attribute__((vector_size(kLanes * 4), may_alias));
+typedef float any_f __attribute__((vector_size(kLanes * 4), aligned(1), may_alias));
+typedef std::int32_t any_i __attribute__((vector_size(kLanes * 4), aligned(1), may_alias));
+
+ZEL_INLINE vec_f load_own_f(const float* from) {
+    return *reinterpret_cast<const own_f*>(from);
+}
+ZEL_INLINE void store_own_f(float* to, vec_f value) {
+    *reinterpret_cast<own_f*>(to) = value;
+}
+ZEL_INLINE vec_f load_f(const void* from) {
+    return *static_cast<const any_f*>(from);
+}
+ZEL_INLINE void store_f(void* to, vec_f value) {
+    *static_cast<any_f*>(to) = value;
+}
+ZEL_INLINE vec_i load_i(const void* from) {
+    return *static_cast<const any_i*>(from);
+}
+ZEL_INLINE void store_i(void* to, vec_i value) {
+    *static_cast<any_i*>(to) = value;
+}
+ZEL_INLINE vec_f splat(float value) {
+    return value - vec_f{};  // broadcasts; less zero is the same to the bit
+}
+
+/// Lanes a, b, c, d of every four: 0 to 3 are `x`'s, 4 to 7 `y`'s.
+#define ZEL_LANE(q, i) (static_cast<int>((i) < 4 ? (i) + 4 * (q) : kLanes + (i)-4 + 4 * (q)))
+#define ZEL_FOUR(q, a, b, c, d) ZEL_LANE(q, a), ZEL_LANE(q, b), ZEL_LANE(q, c), ZEL_LANE(q, d)
+template <std::size_t A, std::size_t B, std::size_t C, std::size_t D>
+ZEL_INLINE vec_f shuffle(vec_f x, vec_f y) {
+#if defined(__AVX512F__)
+    return __builtin_shufflevector(x, y, ZEL_FOUR(0, A, B, C, D), ZEL_FOUR(1, A, B, C, D),
+                                   ZEL_FOUR(2, A, B, C, D), ZEL_FOUR(3, A, B, C, D));
+#elif defined(__AVX2__)
+    return __builtin_shufflevector(x, y, ZEL_FOUR(0, A, B, C, D), ZEL_FOUR(1, A, B, C, D));
+#else
+    return __builtin_shufflevector(x, y, ZEL_FOUR(0, A, B, C, D));
+#endif
+}
+#undef ZEL_FOUR
+#undef ZEL_LANE
+
+// The masking forms of some AVX-512 intrinsics stand for the plain ones, of which g++ warns.
+
+/// The four floats at `from`, repeated.
+ZEL_INLINE vec_f load_four(const float* from) {
+#if defined(__AVX512F__)
+    return (vec_f)_mm512_maskz_broadcast_f32x4(0xffff, _mm_loadu_ps(from));
+#elif defined(__AVX2__)
+    return (vec_f)_mm256_broadcast_ps(reinterpret_cast<const __m128*>(from));
+#else
+    return load_f(from);
+#endif
+}
+
+/// kLanes 16-bit samples at `from`.
+ZEL_INLINE vec_i load_16(const void* from) {
+#if defined(__AVX512F__)
+    const __m256i narrow = _mm256_loadu_si256(static_cast<const __m256i_u*>(from));
+    return (vec_i)_mm512_maskz_cvtepi16_epi32(0xffff, narrow);
+#elif defined(__AVX2__)
+    return (vec_i)_mm256_cvtepi16_epi32(_mm_loadu_si128(static_cast<const __m128i_u*>(from)));
+#elif defined(__SSE2__)
+    const __m128i narrow = _mm_loadl_epi64(static_cast<const __m128i_u*>(from));
+    return (vec_i)_mm_unpacklo_epi16(narrow, narrow) >> 16;
+#else
+    return (vec_i)vmovl_s16(vld1_s16(static_cast<const std::int16_t*>(from)));
+#endif
+}
+
+/// Stores kLanes samples, saturated to 16 bits.
+ZEL_INLINE void store_16(std::int16_t* to, vec_i value) {
+#if defined(__AVX512F__)
+    _mm256_storeu_si256(reinterpret_cast<__m256i_u*>(to),
+                        _mm512_maskz_cvtsepi32_epi16(0xffff, (__m512i)value));
+#elif defined(__AVX2__)
+    const __m128i low = _mm256_castsi256_si128((__m256i)value);
+    const __m128i high = _mm256_extracti128_si256((__m256i)value, 1);
+    _mm_storeu_si128(reinterpret_cast<__m128i_u*>(to), _mm_packs_epi32(low, high));
+#elif defined(__SSE2__)
+    _mm_storel_epi64(reinterpret_cast<__m128i_u*>(to),
+                     _mm_packs_epi32((__m128i)value, (__m128i)value));
+#else
+    vst1_s16(to, vqmovn_s32((int32x4_t)value));
+#endif
+}
+
+/// Toward zero, saturating at the ends of the range; a NaN gives 0.
+ZEL_INLINE vec_i truncate(vec_f value) {
+#if defined(__AVX512F__)
+    const __m512 f = (__m512)value;
+    const __m512 end = _mm512_set1_ps(2147483648.0F);
+    const __mmask16 number = _mm512_cmp_ps_mask(f, f, _CMP_ORD_Q);
+    const __mmask16 over = _mm512_cmp_ps_mask(f, end, _CMP_GE_OQ);
+    // The instruction gives the lowest integer for all that doesn't fit.
+    const __m512i whole = _mm512_maskz_cvttps_epi32(number, f);
+    return (vec_i)_mm512_mask_mov_epi32(whole, over, _mm512_set1_epi32(0x7fffffff));
+#elif defined(__SSE2__)
+#if defined(__AVX2__)
+    const vec_i whole = (vec_i)_mm256_cvttps_epi32((__m256)value);
+#else
+    const vec_i whole = (vec_i)_mm_cvttps_epi32((__m128)value);
+#endif
+    // The instruction gives the lowest integer for all that doesn't fit; its complement is the
+    // highest.
+    return (whole ^ (value >= splat(2147483648.0F))) & (value == value);
+#else
+    return (vec_i)vcvtq_s32_f32((float32x4_t)value);
+#endif
+}
+
+constexpr std::size_t kRowBytes = 16;
+
+/// 16 bytes of each of kLanes rows, `step` bytes apart from `from` on, as four vectors: vector k
+/// has the rows k, 4 + k, ... in its quarters.
+struct rows {
+    vec_i v[4];
+};
+ZEL_INLINE rows load_rows(const unsigned char* from, std::size_t step) {
+    rows r;
+    for (std::size_t k = 0; k < 4; ++k, from += step) {
+#if defined(__AVX512F__)
+        __m512i v = _mm512_castsi128_si512(_mm_loadu_si128((const __m128i_u*)from));
+        v = _mm512_maskz_inserti32x4(0xffff, v,
+                                     _mm_loadu_si128((const __m128i_u*)(from + 4 * step)), 1);
+        v = _mm512_maskz_inserti32x4(0xffff, v,
+                                     _mm_loadu_si128((const __m128i_u*)(from + 8 * step)), 2);
+        v = _mm512_maskz_inserti32x4(0xffff, v,
+                                     _mm_loadu_si128((const __m128i_u*)(from + 12 * step)), 3);
+        r.v[k] = (vec_i)v;
+#elif defined(__AVX2__)
+        const __m256i v = _mm256_castsi128_si256(_mm_loadu_si128((const __m128i_u*)from));
+        r.v[k] = (vec_i)_mm256_inserti128_si256(
+            v, _mm_loadu_si128((const __m128i_u*)(from + 4 * step)), 1);
+#else
+        r.v[k] = load_i(from);
+#endif
+    }
+    return r;
+}
+/// The reverse, row by row, so that a row may reach into the next ones.
+ZEL_INLINE void store_rows(unsigned char* to, std::size_t step, const rows& r) {
+    alignas(64) unsigned char all[4][kLanes * 4];
+    for (std::size_t k = 0; k < 4; ++k) {
+        store_i(all[k], r.v[k]);
+    }
+    for (std::size_t row = 0; row < kLanes; ++row, to += step) {
+        __builtin_memcpy(to, all[row % 4] + row / 4 * kRowBytes, kRowBytes);
+    }
+}
+
+/// Swaps rows and columns of the 4 by 4 words that each quarter holds.
+ZEL_INLINE rows transpose(const rows& r) {
+    const vec_f a = (vec_f)r.v[0];
+    const vec_f b = (vec_f)r.v[1];
+    const vec_f c = (vec_f)r.v[2];
+    const vec_f d = (vec_f)r.v[3];
+    const vec_f ab_low = shuffle<0, 4, 1, 5>(a, b);
+    const vec_f ab_high = shuffle<2, 6, 3, 7>(a, b);
+    const vec_f cd_low = shuffle<0, 4, 1, 5>(c, d);
+    const vec_f cd_high = shuffle<2, 6, 3, 7>(c, d);
+    rows t;
+    t.v[0] = (vec_i)shuffle<0, 1, 4, 5>(ab_low, cd_low);
+    t.v[1] = (vec_i)shuffle<2, 3, 6, 7>(ab_low, cd_low);
+    t.v[2] = (vec_i)shuffle<0, 1, 4, 5>(ab_high, cd_high);
+    t.v[3] = (vec_i)shuffle<2, 3, 6, 7>(ab_high, cd_high);
+    return t;
+}
+
+// One rounding each. 32-bit ARM's compilers make scalar code of vector operators, because NEON
+// flushes denormals there; our callers have made sure that none occurs.
+#if defined(__ARM_NEON) && !defined(__aarch64__)
+ZEL_INLINE vec_f add(vec_f a, vec_f b) {
+    return (vec_f)vaddq_f32((float32x4_t)a, (float32x4_t)b);
+}
+ZEL_INLINE vec_f mul(vec_f a, vec_f b) {
+    return (vec_f)vmulq_f32((float32x4_t)a, (float32x4_t)b);
+}
+#else
+ZEL_INLINE vec_f add(vec_f a, vec_f b) {
+    return a + b;
+}
+ZEL_INLINE vec_f mul(vec_f a, vec_f b) {
+    return a * b;
+}
+#endif
+
+}  // namespace
