@@ -36,9 +36,7 @@ constexpr auto kKernels =
                                       {"plain", 2, 4, mix_plain<std::int16_t, std::int32_t>},
                                       {"plain", 4, 2, mix_plain<std::int32_t, std::int16_t>},
                                       {"plain", 4, 4, mix_plain<std::int32_t, std::int32_t>},
-#define ZEL_ROWS(set)                                                         \
-    {#set, 2, 2, zel_##set::mix_2_to_2}, {#set, 2, 4, zel_##set::mix_2_to_4}, \
-        {#set, 4, 2, zel_##set::mix_4_to_2}, {#set, 4, 4, zel_##set::mix_4_to_4},
+#define ZEL_ROWS(set) {#set, 2, 2, zel_##set::mix_16}, {#set, 4, 4, zel_##set::mix_32},
                                       ZEL_EACH_KERNEL_SET(ZEL_ROWS)
 #undef ZEL_ROWS
     });

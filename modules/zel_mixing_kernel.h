@@ -6,8 +6,9 @@
 #include "zel_mixing_block.h"
 #include "zel_mixing_selection.h"
 
-/// A kernel for one pair of sample sizes in bytes. The plain ones come first; all others equal
-/// them, bit for bit, for matrices that zel_mixing_plan gives them.
+/// A kernel for one pair of sample sizes in bytes. The plain ones come first and serve every pair;
+/// all others equal them, bit for bit, for matrices that zel_mixing_plan gives them. The chain has
+/// the same size on both sides.
 struct zel_mixing_kernel {
     const char* name;
     std::size_t in_sample_bytes;

@@ -159,16 +159,10 @@ void mix(const zel_mixing_block& block) {
 
 namespace ZEL_KERNEL_SET {
 
-void mix_2_to_2(const zel_mixing_block& block) {
+void mix_16(const zel_mixing_block& block) {
     mix<2, 2>(block);
 }
-void mix_2_to_4(const zel_mixing_block& block) {
-    mix<2, 4>(block);
-}
-void mix_4_to_2(const zel_mixing_block& block) {
-    mix<4, 2>(block);
-}
-void mix_4_to_4(const zel_mixing_block& block) {
+void mix_32(const zel_mixing_block& block) {
     mix<4, 4>(block);
 }
 

@@ -20,10 +20,8 @@
     namespace zel_##set {                                                                  \
         void src_reset(zel_src_window* window, std::size_t channels);                      \
         void src_convert(zel_src_window* window, std::int16_t* block, std::size_t frames); \
-        void mix_2_to_2(const zel_mixing_block& block);                                    \
-        void mix_2_to_4(const zel_mixing_block& block);                                    \
-        void mix_4_to_2(const zel_mixing_block& block);                                    \
-        void mix_4_to_4(const zel_mixing_block& block);                                    \
+        void mix_16(const zel_mixing_block& block);                                        \
+        void mix_32(const zel_mixing_block& block);                                        \
         std::size_t selection_width(std::size_t sample_bytes, std::size_t longest_frame);  \
         void select(const zel_mixing_selection& selection, const void* in, void* out,      \
                     std::size_t frames);                                                   \
