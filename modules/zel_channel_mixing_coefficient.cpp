@@ -50,13 +50,8 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
         return -EINVAL;
     }
     const cJSON* match = nullptr;
-    const int entries = cJSON_GetArraySize(body);
-    for (int i = 0; i < entries && match == nullptr; ++i) {
-        const cJSON* entry = cJSON_GetArrayItem(body, i);
-        if (entry == nullptr) {
-            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get mixing body array index(%d) fail", i);
-            return -EINVAL;
-        }
+    const cJSON* entry = nullptr;
+    cJSON_ArrayForEach(entry, body) {
         const cJSON* entry_in = cJSON_GetObjectItem(entry, strInChannelKey.c_str());
         if (!cJSON_IsNumber(entry_in)) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
@@ -79,6 +74,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
             std::strncmp(entry_layout->valuestring, layout.c_str(), layout.size()) == 0 &&
             zel_json_integer_part_is(entry_out, out_channels)) {
             match = entry;
+            break;
         }
     }
     if (match == nullptr) {
