@@ -29,6 +29,14 @@ struct card_control {
     int status = 0;
 };
 
+mixer_ctl* find_card_control(mixer* card, unsigned int index) {
+    mixer_ctl* control = mixer_get_ctl(card, index);
+    if (control == nullptr) {
+        ZEL_FC_LOGE("Unknown mixer ID %d in submodule", static_cast<int>(index));
+    }
+    return control;
+}
+
 card_control open_card_control(unsigned int card_number, unsigned int numid) {
     card_control opened;
     opened.card.reset(mixer_open(card_number));
@@ -37,12 +45,8 @@ card_control open_card_control(unsigned int card_number, unsigned int numid) {
         opened.status = -ENODEV;
         return opened;
     }
-    const unsigned int index = numid - kFirstMirrored;
-    opened.control = mixer_get_ctl(opened.card.get(), index);
-    if (opened.control == nullptr) {
-        ZEL_FC_LOGE("Unknown mixer ID %d in submodule", static_cast<int>(index));
-        opened.status = -EINVAL;
-    }
+    opened.control = find_card_control(opened.card.get(), numid - kFirstMirrored);
+    opened.status = opened.control != nullptr ? 0 : -EINVAL;
     return opened;
 }
 
@@ -191,7 +195,9 @@ int add_dd_snd_ctl(mixer_plugin* plugin, mixer* mixer) {
     int status = 0;
     for (unsigned int k = 0;
          k < mixer_get_num_ctls(mixer) && k + kFirstMirrored < plugin->num_controls; ++k) {
-        const int mirrored = mirror(&plugin->controls[k + kFirstMirrored], mixer_get_ctl(mixer, k));
+        mixer_ctl* control = find_card_control(mixer, k);
+        const int mirrored =
+            control != nullptr ? mirror(&plugin->controls[k + kFirstMirrored], control) : -EINVAL;
         if (mirrored == -ENOMEM) {
             return -ENOMEM;
         }

@@ -166,6 +166,9 @@ TEST(mixer_lifecycle, a_card_that_cannot_be_mirrored_whole_leaves_nothing) {
     EXPECT_EQ(mixer_record().status, -EINVAL);
     EXPECT_TRUE(zel_test::log_has("Fail to get enum string"));
     EXPECT_EQ(zel_test::calls_of(call::mixer_get_ctl), 4);
+    zel_test::fail_call(call::mixer_get_ctl, 2, 0);
+    EXPECT_EQ(mixer_record().status, -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("Unknown mixer ID 1 in submodule"));
 
     zel_test::fail_call(call::mixer_open, 1, 0);
     EXPECT_EQ(mixer_record().status, -ENODEV);
