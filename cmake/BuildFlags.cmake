@@ -35,5 +35,6 @@ if(ZEL_SANITIZER)
   target_compile_options(zel_build_flags INTERFACE
     -fsanitize=${ZEL_SANITIZER} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   # clang leaves its sanitizer runtime to the executable, so a shared library has open symbols then.
-  target_link_options(zel_build_flags INTERFACE -fsanitize=${ZEL_SANITIZER} -Wl,-z,undefs)
+  target_link_options(zel_build_flags INTERFACE -fsanitize=${ZEL_SANITIZER}
+    $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-Wl,-z,undefs>)
 endif()
