@@ -255,6 +255,10 @@ int zel_format_converter::open_stream(const ctl_cmd& cmd) {
 
 int zel_format_converter::build_stream(const ctl_cmd& cmd) {
     u32Flags = cmd.u32Flags;
+    if (cmd.stConfig.format >= static_cast<std::uint32_t>(PCM_FORMAT_MAX)) {
+        ZEL_FC_LOGE("unknown format %d", static_cast<int>(cmd.stConfig.format));
+        return -EINVAL;
+    }
     pcm_config config{};
     config.channels = cmd.stConfig.channels;
     config.rate = cmd.stConfig.rate;

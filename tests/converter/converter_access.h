@@ -29,13 +29,14 @@ struct zel_format_converter_access {
     static int execute(zel_format_converter& fc, std::uint32_t code) {
         return fc.execute_command({code, {}, 0});
     }
+    static int send(zel_format_converter& fc, const ctl_cmd& cmd) { return fc.send_command(&cmd); }
     static int send(zel_format_converter& fc, std::uint32_t code) {
-        const ctl_cmd cmd{code, {}, 0};
-        return fc.send_command(&cmd);
+        return send(fc, ctl_cmd{code, {}, 0});
     }
     static int& status(zel_format_converter& fc) { return fc.eFCStatus; }
     static int& timeout_ms(zel_format_converter& fc) { return fc.s32CmdTimeoutMs; }
     static int (&command_pipe(zel_format_converter& fc))[2] { return fc.s32CmdPipe; }
+    static int (&result_pipe(zel_format_converter& fc))[2] { return fc.s32ResultPipe; }
     static int read_device(zel_format_converter& fc, timespec* ts) {
         return fc.read_pcm_device(ts);
     }

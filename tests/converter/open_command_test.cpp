@@ -103,6 +103,20 @@ TEST(open_command, each_failing_allocation_gives_enomem_and_leaves_nothing) {
     EXPECT_GE(failed, 6) << "two records, two stage buffers, the ring and its bytes at least";
 }
 
+TEST(open_command, refuses_a_format_that_tinyalsa_has_no_name_for) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    const auto formats = {static_cast<std::uint32_t>(PCM_FORMAT_MAX), 77U, 0xFFFFFFFFU};
+    for (const std::uint32_t format : formats) {
+        zel_test::clear_log();
+        const ctl_cmd cmd{FC_OPEN, {2, 48000, 1536, 4, format, 1, 2, 3}, PCM_IN};
+        EXPECT_EQ(fc_access::send(*fc, cmd), -EINVAL) << format;
+        EXPECT_TRUE(
+            zel_test::log_has("unknown format " + std::to_string(static_cast<int>(format))));
+        EXPECT_TRUE(fc_access::holds_nothing(*fc));
+    }
+}
+
 TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {
     const struct {
         int code;
