@@ -6,6 +6,7 @@ BUILD_PACKAGES="g++ cmake ninja-build pkg-config linux-libc-dev
 ARM64_PACKAGES="cmake ninja-build qemu-user googletest g++-aarch64-linux-gnu"
 ARMHF_PACKAGES="cmake ninja-build qemu-user googletest g++-arm-linux-gnueabihf"
 BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"
+FUZZ_PACKAGES="clang libclang-rt-14-dev"
 
 # Installs those of the given packages that are missing.
 install_packages() {
@@ -24,10 +25,14 @@ install_packages() {
         --no-install-recommends --no-remove "${missing[@]}" >/dev/null
 }
 
-# build PRESET [cmake option...]
+# build PRESET [cmake option...] [--target name...]
 build() {
-    local preset=$1
+    local preset=$1 options=()
     shift
-    cmake --preset "$preset" "$@" >/dev/null
-    cmake --build --preset "$preset"
+    while [ $# -gt 0 ] && [ "$1" != --target ]; do
+        options+=("$1")
+        shift
+    done
+    cmake --preset "$preset" "${options[@]}" >/dev/null
+    cmake --build --preset "$preset" "$@"
 }

@@ -37,6 +37,7 @@ struct zel_format_converter_access {
     static int& timeout_ms(zel_format_converter& fc) { return fc.s32CmdTimeoutMs; }
     static int (&command_pipe(zel_format_converter& fc))[2] { return fc.s32CmdPipe; }
     static int (&result_pipe(zel_format_converter& fc))[2] { return fc.s32ResultPipe; }
+    static std::uint32_t& sent_commands(zel_format_converter& fc) { return fc.u32SentCommands; }
     static int read_device(zel_format_converter& fc, timespec* ts) {
         return fc.read_pcm_device(ts);
     }

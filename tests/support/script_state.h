@@ -35,6 +35,7 @@ struct script_state {
     std::deque<timespec> times;
     unsigned int avail = 0;
     std::deque<unsigned int> events;
+    bool skips_waits = false;
     int handles = 0;
 };
 

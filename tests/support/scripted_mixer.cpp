@@ -82,7 +82,8 @@ int mixer_wait_event(mixer* opened, int timeout) {
         return result;
     }
     const auto pending = [opened] { return opened->subscribed && !script().events.empty(); };
-    return script_changed.wait_for(guard, std::chrono::milliseconds(timeout), pending) ? 1 : 0;
+    const std::chrono::milliseconds patience(script().skips_waits ? 0 : timeout);
+    return script_changed.wait_for(guard, patience, pending) ? 1 : 0;
 }
 
 int mixer_read_event(mixer*, mixer_ctl_event* event) {

@@ -144,6 +144,11 @@ void push_event(unsigned int numid) {
     script_changed.notify_all();
 }
 
+void skip_waits() {
+    const std::lock_guard guard(script_lock);
+    script().skips_waits = true;
+}
+
 int calls_of(call function) {
     const std::lock_guard guard(script_lock);
     return script().calls[static_cast<std::size_t>(function)];

@@ -77,6 +77,8 @@ void allow_reads(int blocks);
 /// Times of the next blocks in order; without any the time stays {0, 0}.
 void set_timestamps(std::vector<timespec> times, unsigned int avail);
 void push_event(unsigned int numid);
+/// No wait for an event waits until the next reset.
+void skip_waits();
 
 int calls_of(call function);
 std::vector<opened_stream> opened_streams();

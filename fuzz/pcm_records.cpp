@@ -1,0 +1,206 @@
+// The operations of the virtual capture stream on any records in any order, by two clients over a
+// card that changes and fails. Afterwards a clean stream must still work.
+
+#include <cerrno>
+
+#include "captured_log.h"
+#include "card_script.h"
+#include "scripted_tinyalsa.h"
+#include "zel_format_converter.h"
+#include "zel_format_converter_pcm_plugin.h"
+#include "zel_pcm_handle.h"
+
+namespace {
+
+namespace ops = zel_format_converter_pcm_plugin;
+using zel_fuzz::input;
+
+constexpr std::size_t kClients = 2;
+constexpr unsigned int kHuge = 0xFFFFFFFF;
+constexpr unsigned int kS16 = 1U << SNDRV_PCM_FORMAT_S16_LE;
+constexpr unsigned int kS32 = 1U << SNDRV_PCM_FORMAT_S32_LE;
+
+struct client_params {
+    unsigned int channels, rate, period_size, periods, sample_bits, format_mask;
+};
+
+constexpr client_params kCleanParams{2, 48000, 1536, 4, 16, kS16};
+
+client_params take_params(input& in) {
+    constexpr unsigned int kChannels[] = {2, 1, 6, 8, 0, 3, 9, 16, kHuge};
+    constexpr unsigned int kRates[] = {48000, 16000, 44100, 96000, 999, 0, 8000, 1000};
+    constexpr unsigned int kPeriodSizes[] = {1536, 512, 1024, 0, 1, 4096, kHuge};
+    constexpr unsigned int kPeriods[] = {4, 1, 2, 16, 0, kHuge};
+    constexpr unsigned int kBits[] = {16, 32, 24, 0};
+    constexpr unsigned int kMasks[] = {kS16, kS32, kS16 | kS32, 0, kHuge};
+    // Separate statements: taken in this order.
+    client_params params{};
+    params.channels = in.one_of(kChannels);
+    params.rate = in.one_of(kRates);
+    params.period_size = in.one_of(kPeriodSizes);
+    params.periods = in.one_of(kPeriods);
+    params.sample_bits = in.one_of(kBits);
+    params.format_mask = in.one_of(kMasks);
+    return params;
+}
+
+int set_params(pcm_plugin* plugin, const client_params& wanted) {
+    snd_pcm_hw_params params{};
+    const auto set = [&](int interval, unsigned int value) {
+        params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL].min = value;
+    };
+    set(SNDRV_PCM_HW_PARAM_CHANNELS, wanted.channels);
+    set(SNDRV_PCM_HW_PARAM_RATE, wanted.rate);
+    set(SNDRV_PCM_HW_PARAM_PERIOD_SIZE, wanted.period_size);
+    set(SNDRV_PCM_HW_PARAM_PERIODS, wanted.periods);
+    set(SNDRV_PCM_HW_PARAM_SAMPLE_BITS, wanted.sample_bits);
+    params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0] =
+        wanted.format_mask;
+    return ops::hw_params(plugin, &params);
+}
+
+/// What tinyalsa does with an operation's status.
+int check_status(int status) {
+    ZEL_FUZZ_CHECK(status <= 0 && status >= -4095);
+    ZEL_FUZZ_CHECK(status == 0 || errno == -status);
+    return status;
+}
+
+/// Reads into a block that has room for just the frames asked for, in the handle's format.
+std::vector<std::uint8_t> read(pcm_plugin* plugin, unsigned int frames) {
+    const pcm_config& config = static_cast<zel_pcm_handle*>(plugin->priv)->stConfig;
+    const std::size_t frame_bytes =
+        std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels;
+    std::vector<std::uint8_t> block(frames * frame_bytes);
+    std::uint8_t nothing = 0;
+    snd_xferi xferi{-1, block.empty() ? &nothing : block.data(), frames};
+    const int status = check_status(ops::readi_frames(plugin, &xferi));
+    ZEL_FUZZ_CHECK(xferi.result >= 0 && static_cast<unsigned long>(xferi.result) <= frames);
+    ZEL_FUZZ_CHECK(status == 0 || xferi.result == 0);
+    const bool waits = (plugin->mode & static_cast<int>(PCM_NONBLOCK)) == 0;
+    ZEL_FUZZ_CHECK(status != 0 || !waits || static_cast<unsigned long>(xferi.result) == frames);
+    block.resize(static_cast<std::size_t>(xferi.result) * frame_bytes);
+    return block;
+}
+
+class session {
+  public:
+    explicit session(input& bytes) : in(bytes) {
+        zel_fuzz::reset_card();
+        zel_format_converter::getInstance();  // finds its card before that can fail
+    }
+    ~session() {
+        zel_fuzz::reset_card();
+        for (pcm_plugin* plugin : clients) {
+            ZEL_FUZZ_CHECK(plugin == nullptr || ops::close(plugin) == 0);
+        }
+        ZEL_FUZZ_CHECK(zel_test::open_handles() == 0);
+    }
+    session(const session&) = delete;
+    session& operator=(const session&) = delete;
+
+    void step() {
+        pcm_plugin*& plugin = clients[in.below(kClients)];
+        if (plugin == nullptr) {
+            open(plugin);
+        }
+        switch (in.below(9)) {
+            case 0:
+                if (check_status(ops::close(plugin)) == 0) {
+                    plugin = nullptr;
+                }
+                break;
+            case 1:
+                check_status(set_params(plugin, take_params(in)));
+                break;
+            case 2:
+                check_status(set_params(plugin, kCleanParams));
+                break;
+            case 3:
+                check_status(ops::start(plugin));
+                break;
+            case 4:
+                if (plugin != nullptr) {
+                    read(plugin, in.below(4096));
+                }
+                break;
+            case 5:
+                sync_pointers(plugin);
+                break;
+            case 6:
+                without_effect(plugin);
+                break;
+            default:
+                zel_fuzz::disturb_card(in);
+                break;
+        }
+    }
+
+  private:
+    void open(pcm_plugin*& plugin) {
+        constexpr unsigned int kFlags[] = {PCM_IN, PCM_IN | PCM_NONBLOCK, PCM_IN | PCM_MONOTONIC,
+                                           PCM_NONBLOCK};
+        const unsigned int flags = in.one_of(kFlags);
+        const int status = check_status(ops::open(&plugin, 70, 70, flags));
+        ZEL_FUZZ_CHECK((status == 0) == (plugin != nullptr));
+    }
+
+    void sync_pointers(pcm_plugin* plugin) {
+        snd_pcm_sync_ptr sync{};
+        sync.c.control.appl_ptr = in.word();
+        if (check_status(ops::sync_ptr(plugin, &sync)) == 0) {
+            ZEL_FUZZ_CHECK(sync.s.status.hw_ptr >= sync.c.control.appl_ptr);
+        }
+    }
+
+    void without_effect(pcm_plugin* plugin) {
+        int value = 0;
+        snd_pcm_sw_params params{};
+        snd_xferi xferi{0, &value, 1};
+        pollfd pfd{};
+        const bool null = in.below(4) == 3;
+        check_status(ops::sw_params(plugin, null ? nullptr : &params));
+        check_status(ops::writei_frames(plugin, null ? nullptr : &xferi));
+        check_status(ops::ttstamp(plugin, null ? nullptr : &value));
+        check_status(ops::ioctl(plugin, static_cast<int>(in.word()), null ? nullptr : &value));
+        check_status(ops::munmap(plugin, null ? nullptr : &value, 1));
+        check_status(ops::poll(plugin, null ? nullptr : &pfd, 1, -1));
+        check_status(ops::prepare(plugin));
+        check_status(ops::drain(plugin));
+        check_status(ops::drop(plugin));
+        ZEL_FUZZ_CHECK(ops::map(plugin, nullptr, 0, 0, 0, 0) != nullptr);
+        check_status(ops::readi_frames(plugin, nullptr));
+        check_status(ops::sync_ptr(plugin, nullptr));
+        check_status(ops::hw_params(plugin, nullptr));
+    }
+
+    input& in;
+    pcm_plugin* clients[kClients] = {};
+};
+
+void check_clean_stream() {
+    pcm_plugin* plugin = nullptr;
+    ZEL_FUZZ_CHECK(ops::open(&plugin, 70, 70, PCM_IN) == 0);
+    ZEL_FUZZ_CHECK(set_params(plugin, kCleanParams) == 0);
+    const std::vector<std::uint8_t> block = read(plugin, kCleanParams.period_size);
+    ZEL_FUZZ_CHECK(block.size() == std::size_t{kCleanParams.period_size} * 4);
+    ZEL_FUZZ_CHECK(std::all_of(block.begin(), block.end(),
+                               [](std::uint8_t byte) { return byte == zel_fuzz::kSampleByte; }));
+    ZEL_FUZZ_CHECK(ops::close(plugin) == 0);
+    ZEL_FUZZ_CHECK(zel_test::open_handles() == 0);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    zel_test::clear_log();
+    input in(data, size);
+    {
+        session current(in);
+        while (!in.empty()) {
+            current.step();
+        }
+    }
+    check_clean_stream();
+    return 0;
+}
