@@ -28,8 +28,13 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient body found");
         return -EINVAL;
     }
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, body) {
+    const int entries = cJSON_GetArraySize(body);
+    const cJSON* entry = body->child;
+    for (int i = 0; i < entries; ++i, entry = entry->next) {
+        if (entry == nullptr) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array index(%d) fail", i);
+            return -EINVAL;
+        }
         const cJSON* entry_channels = cJSON_GetObjectItem(entry, strInChannelKey.c_str());
         if (!cJSON_IsNumber(entry_channels)) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,

@@ -50,8 +50,13 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
         return -EINVAL;
     }
     const cJSON* match = nullptr;
-    const cJSON* entry = nullptr;
-    cJSON_ArrayForEach(entry, body) {
+    const int entries = cJSON_GetArraySize(body);
+    const cJSON* entry = body->child;
+    for (int i = 0; i < entries && match == nullptr; ++i, entry = entry->next) {
+        if (entry == nullptr) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get mixing body array index(%d) fail", i);
+            return -EINVAL;
+        }
         const cJSON* entry_in = cJSON_GetObjectItem(entry, strInChannelKey.c_str());
         if (!cJSON_IsNumber(entry_in)) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
@@ -74,7 +79,6 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
             std::strncmp(entry_layout->valuestring, layout.c_str(), layout.size()) == 0 &&
             zel_json_integer_part_is(entry_out, out_channels)) {
             match = entry;
-            break;
         }
     }
     if (match == nullptr) {
