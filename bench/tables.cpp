@@ -50,7 +50,13 @@ void print_rate_conversion(const block_times& times) {
         columns.push_back(std::to_string(c) + " ch");
     }
     print_head("48 to 16 kHz: speed as a multiple of soxr HQ's", columns);
-    std::vector<std::string> rows = {"soxr_hq", "speexdsp_q8", "swresample_64"};
+    std::vector<double> soxr;
+    for (int c = 1; c <= 8; ++c) {
+        const auto found = times.find("soxr_hq/" + std::to_string(c));
+        soxr.push_back(found == times.end() ? 0 : found->second / 1000);
+    }
+    print_row("soxr_hq, us", soxr);
+    std::vector<std::string> rows = {"speexdsp_q8", "swresample_64"};
     for (const std::string& kernel : kernels()) {
         rows.push_back("src/" + kernel);
     }
