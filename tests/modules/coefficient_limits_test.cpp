@@ -1,13 +1,19 @@
 // What the largest coefficient files can cost: time and memory.
 
+#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <string>
 
+#include "allocation_faults.h"
 #include "captured_log.h"
 #include "test_folder.h"
+#include "zel_channel_delay.h"
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
 #include "zel_text_file.h"
@@ -26,11 +32,12 @@ std::string largest_file(const std::string& head, const std::string& element,
     return path;
 }
 
-pcm_config config_of(unsigned int channels) {
+pcm_config config_of(unsigned int channels, unsigned int rate = 48000,
+                     pcm_format format = PCM_FORMAT_S16_LE) {
     pcm_config config{};
     config.channels = channels;
-    config.rate = 48000;
-    config.format = PCM_FORMAT_S16_LE;
+    config.rate = rate;
+    config.format = format;
     return config;
 }
 
@@ -40,6 +47,37 @@ double cpu_seconds() {
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
+
+/// What the parser asked for and has not given back, and the most of that.
+struct parser_memory {
+    parser_memory() {
+        live = peak = 0;
+        cJSON_Hooks hooks{take, give_back};
+        cJSON_InitHooks(&hooks);
+    }
+    ~parser_memory() { cJSON_InitHooks(nullptr); }
+    parser_memory(const parser_memory&) = delete;
+    parser_memory& operator=(const parser_memory&) = delete;
+
+    static void* take(std::size_t bytes) {
+        auto* block = static_cast<std::size_t*>(std::malloc(kHead + bytes));
+        *block = bytes;
+        live += bytes;
+        peak = std::max(peak, live);
+        return reinterpret_cast<char*>(block) + kHead;
+    }
+    static void give_back(void* memory) {
+        if (memory != nullptr) {
+            auto* block = reinterpret_cast<std::size_t*>(static_cast<char*>(memory) - kHead);
+            live -= *block;
+            std::free(block);
+        }
+    }
+
+    static constexpr std::size_t kHead = alignof(std::max_align_t);
+    static inline std::size_t live = 0;
+    static inline std::size_t peak = 0;
+};
 
 // The client waits a second for its stream to open, and both files are read in that time.
 TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
@@ -65,6 +103,48 @@ TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
     EXPECT_LT(cpu_seconds() - begin, kBoundSeconds);
     EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2"));
     zel_fc_lib_mixing_deinit();
+}
+
+// An element takes two characters at least, and a text no more bytes than characters.
+TEST(largest_file, is_parsed_in_33_times_its_size) {
+    constexpr std::size_t kBound =
+        kZelMaxTextFileBytes / 2 * sizeof(cJSON) + std::size_t{kZelMaxTextFileBytes};
+    const pcm_config two = config_of(2);
+    const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
+    const struct {
+        std::string head, element, tail;
+    } shapes[] = {
+        {"[", "0,", "0]"},          {"[", "[],", "0]"},
+        {"[", R"("",)", "0]"},      {"{", R"("":0,)", R"("":0})"},
+        {R"({"":")", "x", R"("})"}, {head + R"({"InputChannel":2,"Parameters":[)", "0,", "0]}]}"},
+    };
+    std::size_t most = 0;
+    for (const auto& shape : shapes) {
+        const std::string path = largest_file(shape.head, shape.element, shape.tail);
+        const parser_memory memory;
+        zel_test::take_largest_allocation();
+        EXPECT_EQ(zel_fc_lib_delay_init(path.c_str(), &two), 0);
+        EXPECT_LE(zel_test::take_largest_allocation(), std::size_t{kZelMaxTextFileBytes} + 1);
+        EXPECT_EQ(zel_fc_lib_mixing_init(path, "2.0", &two, &two), 0);
+        EXPECT_LE(zel_test::take_largest_allocation(), std::size_t{kZelMaxTextFileBytes} + 1);
+        EXPECT_LE(memory.peak, kBound) << shape.element;
+        EXPECT_EQ(memory.live, 0U) << shape.element;
+        most = std::max(most, memory.peak);
+        zel_fc_lib_delay_deinit();
+        zel_fc_lib_mixing_deinit();
+    }
+    EXPECT_GT(most, kBound / 2) << "the bound would be no bound";
+}
+
+TEST(longest_delays, take_ten_seconds_of_the_stream) {
+    const std::string path = zel_test::test_folder() + "/longest.json";
+    std::ofstream(path) << R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
+        {"InputChannel":8,"Parameters":[10000,10000,10000,10000,10000,10000,10000,9999]}]})";
+    const pcm_config config = config_of(8, 48000, PCM_FORMAT_S32_LE);
+    zel_test::take_largest_allocation();
+    ASSERT_EQ(zel_fc_lib_delay_init(path.c_str(), &config), 0);
+    EXPECT_LE(zel_test::take_largest_allocation(), 10U * 48000 * 8 * 4);
+    zel_fc_lib_delay_deinit();
 }
 
 }  // namespace

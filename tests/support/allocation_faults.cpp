@@ -1,16 +1,20 @@
 #include "allocation_faults.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 thread_local std::size_t countdown = 0;
 thread_local bool struck = false;
 thread_local std::size_t allocations = 0;
+thread_local std::size_t largest = 0;
 
 void* allocate(std::size_t bytes) noexcept {
     ++allocations;
+    largest = std::max(largest, bytes);
     if (countdown != 0 && --countdown == 0) {
         struck = true;
         return nullptr;
@@ -42,6 +46,10 @@ bool stop_failing_allocations() {
 
 std::size_t thread_allocations() {
     return allocations;
+}
+
+std::size_t take_largest_allocation() {
+    return std::exchange(largest, 0);
 }
 
 }  // namespace zel_test
