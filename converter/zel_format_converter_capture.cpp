@@ -99,6 +99,10 @@ int zel_format_converter::open_pcm_device() {
         ZEL_FC_LOGE("allocate FC pcm in info fail");
         return fail_open(-ENOMEM);
     }
+    if (pmInPcmInfo->u32BufSize == 0) {
+        ZEL_FC_LOGE("no sample in a block of the card");
+        return fail_open(-EINVAL);
+    }
     return 0;
 }
 

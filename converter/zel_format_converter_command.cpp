@@ -274,6 +274,10 @@ int zel_format_converter::build_stream(const ctl_cmd& cmd) {
         ZEL_FC_LOGE("zel_fc_pcm_info exception %s", exception.what());
         return -ENOMEM;
     }
+    if (pstOutInfo->u32BufSize == 0) {
+        ZEL_FC_LOGE("no sample in a block of the client");
+        return -EINVAL;
+    }
     if (subscribe_mixer_device() != 0) {
         ZEL_FC_LOGE("subscribe mixer device fail");
         return -1;

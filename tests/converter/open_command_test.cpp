@@ -117,6 +117,26 @@ TEST(open_command, refuses_a_format_that_tinyalsa_has_no_name_for) {
     }
 }
 
+// Reading no frames takes no time: the worker would never rest.
+TEST(open_command, refuses_blocks_without_a_sample) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    for (const ctl_cmd::config& config :
+         {ctl_cmd::config{2, 999, 32, 4, PCM_FORMAT_S16_LE, 1, 2, 3},
+          ctl_cmd::config{0, 48000, 1536, 4, 0, 1, 2, 3},
+          ctl_cmd::config{0xFFFFFFFF, 0, 1536, 4, 0, 1, 2, 3}}) {
+        zel_test::clear_log();
+        EXPECT_EQ(fc_access::send(*fc, ctl_cmd{FC_OPEN, config, PCM_IN}), -EINVAL);
+        EXPECT_TRUE(zel_test::log_has("no sample in a block of the client"));
+        EXPECT_TRUE(fc_access::holds_nothing(*fc));
+    }
+    zel_test::set_control("PCM Slave Channels", 0);
+    const pcm_config config = zel_test::client_config();
+    EXPECT_EQ(fc->open(&config, PCM_IN), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("no sample in a block of the card"));
+    EXPECT_TRUE(fc_access::holds_nothing(*fc));
+}
+
 TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {
     const struct {
         int code;
