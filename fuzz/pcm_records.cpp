@@ -66,11 +66,13 @@ int check_status(int status) {
     return status;
 }
 
-/// Reads into a block that has room for just the frames asked for, in the handle's format.
+/// Reads into a block that has room for just the frames asked for, in the handle's format; for
+/// none when its parameters were refused.
 std::vector<std::uint8_t> read(pcm_plugin* plugin, unsigned int frames) {
-    const pcm_config& config = static_cast<zel_pcm_handle*>(plugin->priv)->stConfig;
+    const auto* handle = static_cast<const zel_pcm_handle*>(plugin->priv);
+    const pcm_config& config = handle->stConfig;
     const std::size_t frame_bytes =
-        std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels;
+        handle->bOpened ? std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels : 0;
     std::vector<std::uint8_t> block(frames * frame_bytes);
     std::uint8_t nothing = 0;
     snd_xferi xferi{-1, block.empty() ? &nothing : block.data(), frames};
