@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
@@ -13,7 +12,6 @@
 #include "allocation_faults.h"
 #include "captured_log.h"
 #include "test_folder.h"
-#include "zel_channel_delay.h"
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
 #include "zel_text_file.h"
