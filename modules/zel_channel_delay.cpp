@@ -72,13 +72,13 @@ zel_channel_delay::zel_channel_delay()
       strInChannelKey("InputChannel"),
       strParamKey("Parameters") {}
 
-int zel_channel_delay::init(std::string path, const pcm_config* config) {
+int zel_channel_delay::init(const std::string& path, const pcm_config* config) {
     if (config == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "pointer of pcm configs is invalid");
         return -EINVAL;
     }
     unsigned int* delays_ms = nullptr;
-    int status = create_delay_coefficient(std::move(path), &delays_ms, config);
+    int status = create_delay_coefficient(path, &delays_ms, config);
     if (status != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
         return status == -ENOMEM ? -ENOMEM : -EINVAL;

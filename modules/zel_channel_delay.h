@@ -49,7 +49,7 @@ class zel_channel_delay {
 
     /// Takes the delays for this stream from the file at `path`; one that does not fit means
     /// bypass. Call after deinit only. 0, -22, or -12.
-    int init(std::string path, const pcm_config* config);
+    int init(const std::string& path, const pcm_config* config);
     /// Delays one block of `size` bytes; `in` and `out` are different blocks of that size. 0, or
     /// -22 with nothing written. Real-time.
     int process(const void* in, void* out, int size);
@@ -61,9 +61,11 @@ class zel_channel_delay {
 
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
     int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params);
-    int load_coefficient(std::string path, unsigned int* const* table, unsigned int channels);
+    int load_coefficient(const std::string& path, unsigned int* const* table,
+                         unsigned int channels);
     bool fill_table(const cJSON* params, unsigned int* table);
-    int create_delay_coefficient(std::string path, unsigned int** table, const pcm_config* config);
+    int create_delay_coefficient(const std::string& path, unsigned int** table,
+                                 const pcm_config* config);
     int destroy_delay_coefficient(unsigned int** table);
 
     int create_delay_buffer(zel_channel_delay_buffer** lines, const unsigned int* delays_ms,

@@ -57,7 +57,7 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
     return -EINVAL;
 }
 
-int zel_channel_delay::load_coefficient(std::string path, unsigned int* const* table,
+int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* const* table,
                                         unsigned int channels) {
     ZEL_LOG_PRINT(ANDROID_LOG_DEBUG, kTag, "load coefficient %s", path.c_str());
     const auto count = static_cast<int>(channels);
@@ -114,7 +114,7 @@ bool zel_channel_delay::fill_table(const cJSON* params, unsigned int* table) {
     return true;
 }
 
-int zel_channel_delay::create_delay_coefficient(std::string path, unsigned int** table,
+int zel_channel_delay::create_delay_coefficient(const std::string& path, unsigned int** table,
                                                 const pcm_config* config) {
     if (*table != nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient already exist");
@@ -127,7 +127,7 @@ int zel_channel_delay::create_delay_coefficient(std::string path, unsigned int**
         return -ENOMEM;
     }
     unsigned int* values = delays.get();
-    if (load_coefficient(std::move(path), &values, config->channels) != 0) {
+    if (load_coefficient(path, &values, config->channels) != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "delay coefficient load fail");
     }
     *table = delays.release();

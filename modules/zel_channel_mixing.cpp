@@ -45,7 +45,7 @@ int zel_channel_mixing::check_pcm_configs(const pcm_config* in, const pcm_config
     return 0;
 }
 
-int zel_channel_mixing::init(std::string path, std::string layout, const pcm_config* in,
+int zel_channel_mixing::init(std::string path, const std::string& layout, const pcm_config* in,
                              const pcm_config* out) {
     if (in == nullptr || out == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
@@ -59,7 +59,7 @@ int zel_channel_mixing::init(std::string path, std::string layout, const pcm_con
     }
     try {
         pf32Matrix = std::make_unique<float[]>(std::size_t{in->channels} * out->channels);
-        if (load_coefficient(path, in->channels, std::move(layout), out->channels) != 0) {
+        if (load_coefficient(path, in->channels, layout, out->channels) != 0) {
             ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "mixing coefficient load fail");
         }
         mPlan.emplace(zel_kernel_in_use(), in->channels, sample_bytes(*in), out->channels,
@@ -113,11 +113,10 @@ int zel_channel_mixing::process(const void* in, unsigned int in_size, void* out,
     return 0;
 }
 
-int zel_channel_mixing::channel_change(std::string layout) {
+int zel_channel_mixing::channel_change(const std::string& layout) {
     int status = -ENOMEM;
     try {
-        status = load_coefficient(strCoefPath, stInConfig.channels, std::move(layout),
-                                  stOutConfig.channels);
+        status = load_coefficient(strCoefPath, stInConfig.channels, layout, stOutConfig.channels);
     } catch (const std::bad_alloc&) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory to load the mixing matrix");
     }

@@ -21,13 +21,14 @@ class zel_channel_mixing {
     /// Takes the matrix for these two streams and that channel layout from the file at `path`; a
     /// file that does not fit leaves the identity matrix, one that cannot be read silence. Call
     /// only when idle. 0, -22 for unusable configurations, -12.
-    int init(std::string path, std::string layout, const pcm_config* in, const pcm_config* out);
+    int init(std::string path, const std::string& layout, const pcm_config* in,
+             const pcm_config* out);
     /// Mixes `in_size` bytes of input frames to the start of `out`, whose room is `out_size` bytes.
     /// The two blocks are different. 0, or -22 with nothing written. Real-time.
     int process(const void* in, unsigned int in_size, void* out, unsigned int out_size);
     /// Reloads the matrix for another layout of the same streams. 0, or -22 with the matrix
     /// replaced by the identity or left alone; -12.
-    int channel_change(std::string layout);
+    int channel_change(const std::string& layout);
     /// Back to idle. Always 0.
     int deinit();
 
@@ -37,11 +38,11 @@ class zel_channel_mixing {
     int check_pcm_configs(const pcm_config* in, const pcm_config* out);
     /// Throws std::bad_alloc.
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
-    unsigned int channel_count(std::string layout);
-    int search_coefficient(const cJSON* root, unsigned int in_channels, std::string layout,
+    unsigned int channel_count(const std::string& layout);
+    int search_coefficient(const cJSON* root, unsigned int in_channels, const std::string& layout,
                            unsigned int out_channels, cJSON** params);
-    int load_coefficient(std::string path, unsigned int in_channels, std::string layout,
-                         unsigned int out_channels);
+    int load_coefficient(const std::string& path, unsigned int in_channels,
+                         const std::string& layout, unsigned int out_channels);
     bool fill_matrix(const cJSON* params);
     void fill_identity(unsigned int in_channels, unsigned int out_channels);
 

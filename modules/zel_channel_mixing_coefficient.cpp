@@ -28,7 +28,7 @@ std::unique_ptr<char[]> zel_channel_mixing::get_cofficient_content(const char* p
     return std::move(file.text);
 }
 
-unsigned int zel_channel_mixing::channel_count(std::string layout) {
+unsigned int zel_channel_mixing::channel_count(const std::string& layout) {
     unsigned int count = 0;
     for (std::size_t begin = 0; begin <= layout.size();) {
         const std::size_t dot = std::min(layout.find('.', begin), layout.size());
@@ -40,7 +40,7 @@ unsigned int zel_channel_mixing::channel_count(std::string layout) {
 }
 
 int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_channels,
-                                           std::string layout, unsigned int out_channels,
+                                           const std::string& layout, unsigned int out_channels,
                                            cJSON** params) {
     const auto in = static_cast<int>(in_channels);
     const auto out = static_cast<int>(out_channels);
@@ -105,8 +105,8 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
     return 0;
 }
 
-int zel_channel_mixing::load_coefficient(std::string path, unsigned int in_channels,
-                                         std::string layout, unsigned int out_channels) {
+int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int in_channels,
+                                         const std::string& layout, unsigned int out_channels) {
     ZEL_LOG_PRINT(ANDROID_LOG_DEBUG, kTag, "load coefficient %s", path.c_str());
     if (path.empty()) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "input file size is empty");

@@ -41,7 +41,7 @@ int pad(const std::int16_t* block, std::uint32_t frames) {
         }
     }
     std::fill_n(src.ps16PadBuf.get(), samples, std::int16_t{0});
-    for (std::uint32_t f = 0; f < frames; ++f) {
+    for (std::size_t f = 0; f < frames; ++f) {
         std::copy_n(block + f * (working - 1), working - 1, src.ps16PadBuf.get() + f * working);
     }
     return 0;
@@ -49,7 +49,7 @@ int pad(const std::int16_t* block, std::uint32_t frames) {
 
 void unpad(std::int16_t* block, std::uint32_t frames) {
     const std::uint32_t working = g_zel_src.u32Channels;
-    for (std::uint32_t f = 0; f < frames; ++f) {
+    for (std::size_t f = 0; f < frames; ++f) {
         std::copy_n(g_zel_src.ps16PadBuf.get() + f * working, working - 1,
                     block + f * (working - 1));
     }

@@ -3,6 +3,8 @@
 
 #include "zel_format_converter_pcm_plugin.h"
 
+#include <sys/mman.h>
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -211,6 +213,7 @@ int sw_params(pcm_plugin* plugin, snd_pcm_sw_params* params) {
     return zel_with_errno(status);
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): tinyalsa's table has this signature.
 int ttstamp(pcm_plugin* plugin, int* tstamp) {
     ZEL_FC_LOGT("+");
     int status = -EINVAL;
@@ -284,7 +287,7 @@ void* map(pcm_plugin* /*plugin*/, void* /*addr*/, size_t /*length*/, int /*prot*
     ZEL_FC_LOGW("not supported");
     ZEL_FC_LOGT("-");
     errno = EOPNOTSUPP;
-    return reinterpret_cast<void*>(std::intptr_t{-1});
+    return MAP_FAILED;
 }
 
 int munmap(pcm_plugin* plugin, void* addr, size_t /*length*/) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 level_meter::level_meter(unsigned int channel_count, unsigned int bits)
     : sample_bytes(bits / 8), squares(channel_count), peaks(channel_count) {}
@@ -30,7 +31,7 @@ void level_meter::add(const void* frames, std::size_t count) {
 }
 
 double level_meter::rms_dbfs(unsigned int channel) const {
-    return frames_seen == 0 ? -INFINITY
+    return frames_seen == 0 ? -std::numeric_limits<double>::infinity()
                             : 10 * std::log10(squares[channel] / static_cast<double>(frames_seen));
 }
 

@@ -8,7 +8,7 @@
 /// below full scale.
 class level_meter {
   public:
-    level_meter(unsigned int channels, unsigned int bits);
+    level_meter(unsigned int channel_count, unsigned int bits);
 
     void add(const void* frames, std::size_t count);
     /// -infinity for silence or no frames at all.

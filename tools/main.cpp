@@ -2,10 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 
 #include "capture.h"
 #include "controls.h"
+#include "exit_code.h"
 
 namespace {
 
@@ -101,9 +103,7 @@ void add_controls_options(CLI::App* controls, controls_options* options,
     set->callback([action] { *action = set_control; });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app{"The format converter's tool: records from virtual sound card 70."};
     app.require_subcommand(1);
     capture_options recording;
@@ -121,4 +121,14 @@ int main(int argc, char** argv) {
     }
     choose_coefficient_files();
     return access_controls != nullptr ? access_controls(access) : run_capture(recording);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        return fail(EXIT_OPEN, error.what());
+    }
 }

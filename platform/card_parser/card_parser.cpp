@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -46,10 +47,11 @@ __attribute__((constructor)) void find_plugins() {
         std::array<char, 512>& so_name = entry.pcm.so_name;
         if (folder.size() + std::strlen(entry.pcm.file) < so_name.size()) {
             std::memcpy(so_name.data(), folder.data(), folder.size());
-            std::strcpy(so_name.data() + folder.size(), entry.pcm.file);
+            std::snprintf(so_name.data() + folder.size(), so_name.size() - folder.size(), "%s",
+                          entry.pcm.file);
         }
         if (folder.empty() || access(so_name.data(), R_OK) != 0) {
-            std::strcpy(so_name.data(), entry.pcm.file);
+            std::snprintf(so_name.data(), so_name.size(), "%s", entry.pcm.file);
         }
     }
 }

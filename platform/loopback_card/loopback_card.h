@@ -65,7 +65,7 @@ class loopback_card {
 
     int integer(unsigned int id, unsigned int element = 0);
     /// Sets the elements of an integer or enumerated control. 0, or -22 with nothing changed.
-    int set_integers(unsigned int id, const std::vector<int>& values);
+    int set_integers(unsigned int id, const std::vector<int>& wanted);
     std::vector<unsigned char> bytes(unsigned int id);
     /// Sets the first bytes of a bytes control. 0, or -22 with nothing changed.
     int set_bytes(unsigned int id, const unsigned char* data, std::size_t count);

@@ -177,6 +177,7 @@ int readi_frames(pcm_plugin* plugin, snd_xferi* transfer) {
     return 0;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): tinyalsa's table has this signature.
 int ttstamp(pcm_plugin* plugin, int* type) {
     stream_of(plugin)->clock.use_monotonic(*type == SNDRV_PCM_TSTAMP_TYPE_MONOTONIC);
     return 0;
@@ -211,6 +212,7 @@ int ioctl(pcm_plugin*, int, void*) {
 
 void* mmap(pcm_plugin*, void*, size_t, int, int, off_t) {
     errno = EOPNOTSUPP;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): what mmap itself returns when it fails.
     return reinterpret_cast<void*>(std::intptr_t{-1});
 }
 

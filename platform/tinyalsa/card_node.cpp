@@ -54,7 +54,7 @@ bool card_node::load(kind what, unsigned int card, unsigned int device) {
 }
 
 void card_node::unload() {
-    if (card_handle != nullptr) {
+    if (card_handle != nullptr && definitions != nullptr) {
         definitions->close_card(card_handle);
     }
     if (plugin != nullptr) {

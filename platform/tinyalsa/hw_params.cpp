@@ -101,7 +101,7 @@ snd_pcm_hw_params request_hw_params(const pcm_config& config, bool mmap,
         1U << (mmap ? SNDRV_PCM_ACCESS_MMAP_INTERLEAVED : SNDRV_PCM_ACCESS_RW_INTERLEAVED);
     const int format = alsa_format(config.format);
     snd_mask* formats = mask_of(&params, SNDRV_PCM_HW_PARAM_FORMAT);
-    formats->bits[0] = format >= 0 ? 1U << format : 0;
+    formats->bits[0] = format >= 0 && format < 32 ? 1U << format : 0;
     formats->bits[1] = 0;
     const unsigned int channels = raised(config.channels, limits.channels.min);
     const unsigned int period =

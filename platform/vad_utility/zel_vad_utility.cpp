@@ -35,6 +35,7 @@ int adjust_timestamp(unsigned int avail_frames, unsigned int rate_hz, timespec* 
     return 0;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the device's library has this signature.
 int search_snd_device(std::string name, unsigned int* card, unsigned int* device) {
     if (card == nullptr || device == nullptr) {
         return -EINVAL;
