@@ -5,6 +5,8 @@
 #include <pthread.h>
 #include <sys/ioctl.h>
 
+#include <cfenv>
+
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
 
@@ -25,6 +27,8 @@ int poll_timeout(std::int32_t status, std::uint32_t card_failures) {
 void* zel_format_converter::routine() {
     ZEL_FC_LOGI("+");
     pthread_setname_np(pthread_self(), "FC routine");
+    // Not the rounding and denormal modes of the client that happened to come first.
+    std::fesetenv(FE_DFL_ENV);
     zel_epoll poller;
     timespec ts{};
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cfenv>
 #include <cstring>
 
 #include "allocation_faults.h"
@@ -39,6 +40,25 @@ TEST(routine, blocks_reach_the_client_with_the_newest_time) {
     zel_test::allow_reads(-1);
     EXPECT_EQ(fc->close(), 0);
     EXPECT_EQ(fc->read(data, sizeof(data)), -EINVAL);
+}
+
+TEST(routine, results_do_not_depend_on_the_first_clients_rounding) {
+    zel_test::reset_script();
+    std::atomic<int> rounding{-1};
+    zel_test::set_source([&](void*, unsigned int frames, const pcm_config&) {
+        rounding = std::fegetround();
+        return static_cast<int>(frames);
+    });
+    std::fesetround(FE_UPWARD);
+    const fc_access::owner fc = fc_access::make();
+    std::fesetround(FE_TONEAREST);
+    const pcm_config config = zel_test::client_config();
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_EQ(fc->start(), 0);
+    zel_test::allow_reads(-1);
+    EXPECT_TRUE(zel_test::eventually([&] { return rounding != -1; }));
+    EXPECT_EQ(rounding, FE_TONEAREST);
+    EXPECT_EQ(fc->close(), 0);
 }
 
 TEST(routine, steady_state_allocates_nothing_and_says_nothing) {
