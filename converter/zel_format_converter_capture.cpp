@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include "zel_fc_log.h"
@@ -17,6 +16,9 @@ namespace {
 constexpr std::int64_t kNsPerSecond = 1'000'000'000;
 constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr int kGlitchToleranceMs = 1;
+/// 32 channels of 32 bits at 768 kHz take 3 MB. What takes more is no stream but a failure, say a
+/// negative error number for a rate, and isn't worth the memory. Sizes travel on as int.
+constexpr std::uint64_t kMaxBlockBytes = 16U << 20;
 
 /// The stream format of an ALSA format code, or PCM_FORMAT_INVALID.
 pcm_format format_of_alsa_code(int code) {
@@ -46,8 +48,7 @@ zel_format_converter::zel_fc_pcm_info::zel_fc_pcm_info(unsigned int duration_ms,
       u32BufSize(0) {
     const std::uint64_t frame_bytes =
         std::uint64_t{pcm_format_to_bits(config->format) / 8} * config->channels;
-    // Sizes travel through the stages as int.
-    if (u32Frames != 0 && frame_bytes > std::numeric_limits<std::int32_t>::max() / u32Frames) {
+    if (u32Frames != 0 && frame_bytes > kMaxBlockBytes / u32Frames) {
         throw std::bad_alloc();
     }
     u32BufSize = static_cast<std::uint32_t>(frame_bytes * u32Frames);

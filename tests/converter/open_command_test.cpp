@@ -65,6 +65,12 @@ INSTANTIATE_TEST_SUITE_P(
                    -1, "mixer control get rate ctl fail"},
         open_fault{"layout", [] { zel_test::set_control("PCM Channel Layout", 9); }, -EINVAL,
                    "get channel layout fail"},
+        open_fault{"failing_rate",
+                   [] {
+                       zel_test::refuse_rate(48000, "cannot set hw params");
+                       zel_test::set_control("PCM Slave Rate", -EINVAL);
+                   },
+                   -ENOMEM, "allocate FC pcm in info fail"},
         open_fault{"src",
                    [] {
                        zel_test::refuse_rate(48000, "cannot set hw params");
