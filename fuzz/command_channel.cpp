@@ -40,7 +40,6 @@ class session {
         fc_access::timeout_ms(*converter) = kPatienceMs;
     }
     ~session() {
-        zel_fuzz::reset_card();
         converter.reset();
         ZEL_FUZZ_CHECK(zel_test::open_handles() == 0);
     }

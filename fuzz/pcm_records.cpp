@@ -92,7 +92,6 @@ class session {
         zel_format_converter::getInstance();  // finds its card before that can fail
     }
     ~session() {
-        zel_fuzz::reset_card();
         for (pcm_plugin* plugin : clients) {
             ZEL_FUZZ_CHECK(plugin == nullptr || ops::close(plugin) == 0);
         }
@@ -181,6 +180,7 @@ class session {
 };
 
 void check_clean_stream() {
+    zel_fuzz::reset_card();
     pcm_plugin* plugin = nullptr;
     ZEL_FUZZ_CHECK(ops::open(&plugin, 70, 70, PCM_IN) == 0);
     ZEL_FUZZ_CHECK(set_params(plugin, kCleanParams) == 0);
