@@ -49,6 +49,9 @@ struct late_client {
 };
 late_client g_late;
 
+/// Still open when the process ends: that is the point, and no leak. Volatile, or nobody keeps it.
+pcm* volatile g_stream = nullptr;
+
 int fork_in_a_stream(pcm* stream) {
     const pid_t child = fork();
     if (child == 0) {
@@ -85,7 +88,8 @@ int reload_beside_a_stream(pcm* stream) {
 int main(int argc, char** argv) {
     const std::string how = argc > 1 ? argv[1] : "";
     choose_pacing(how == "clock" ? "Clock" : "Fast");
-    pcm* stream = open_stream();
+    pcm* const stream = open_stream();
+    g_stream = stream;
     if (pcm_is_ready(stream) == 0 || !read_some(stream)) {
         std::fprintf(stderr, "%s\n", pcm_get_error(stream));
         return 2;
