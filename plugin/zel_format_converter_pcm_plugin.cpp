@@ -44,7 +44,29 @@ struct handle_record {
     pcm_plugin stPlugin{};
     pcm_plugin_hw_constraints stConstraints = kConstraints;
     zel_pcm_handle stHandle;
+    handle_record* pstNextKept = nullptr;
 };
+
+// Records whose close failed. tinyalsa forgets them; whoever holds one may close it again.
+std::mutex g_kept_lock;
+handle_record* g_kept = nullptr;
+
+void drop_kept(handle_record* record) {
+    const std::lock_guard lock(g_kept_lock);
+    for (handle_record** at = &g_kept; *at != nullptr; at = &(*at)->pstNextKept) {
+        if (*at == record) {
+            *at = record->pstNextKept;
+            return;
+        }
+    }
+}
+
+void keep(handle_record* record) {
+    drop_kept(record);
+    const std::lock_guard lock(g_kept_lock);
+    record->pstNextKept = g_kept;
+    g_kept = record;
+}
 
 // The handle whose hw_params opened the converter's stream. tinyalsa closes handles that never got
 // that far (a refused second client, a look at the limits): those must leave the stream alone. The
@@ -162,7 +184,9 @@ int close(pcm_plugin* plugin) {
         ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
     } else if (status = zel_guarded([=] { return close_converter(plugin); }); status != 0) {
         ZEL_FC_LOGE("format converter close fail.");
+        keep(reinterpret_cast<handle_record*>(plugin));
     } else {
+        drop_kept(reinterpret_cast<handle_record*>(plugin));
         delete reinterpret_cast<handle_record*>(plugin);
     }
     ZEL_FC_LOGT("-");
