@@ -97,7 +97,7 @@ int zel_channel_delay::init_lines(const unsigned int* delays_ms, const pcm_confi
     bBypass = false;
     u32SampleBytes = pcm_format_to_bits(config->format) / 8;
     u32FrameBytes = config->channels * u32SampleBytes;
-    mHistory.reset();
+    mHistory.emplace<std::monostate>();
     int status = create_delay_buffer(&pstDelayBuf, delays_ms, config);
     if (status == 0 && !init_history(config)) {
         status = -ENOMEM;
@@ -127,7 +127,11 @@ bool zel_channel_delay::init_history(const pcm_config* config) {
             line.drop_storage();
             frames.push_back(line.delay_frames());
         }
-        mHistory.emplace(frames, u32SampleBytes, row.merge);
+        if (zel_planar_delay::suits(frames, u32SampleBytes, row)) {
+            mHistory.emplace<zel_planar_delay>(frames, u32SampleBytes, row);
+        } else {
+            mHistory.emplace<zel_delay_history>(frames, u32SampleBytes, row.merge);
+        }
     } catch (const std::bad_alloc&) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for the delays");
         return false;
@@ -191,15 +195,19 @@ int zel_channel_delay::process(const void* in, void* out, int size) {
                       "input buffer size is not the multiple of frame size");
         return -EINVAL;
     }
-    if (mHistory) {
-        mHistory->process(static_cast<const unsigned char*>(in), static_cast<unsigned char*>(out),
-                          bytes / u32FrameBytes);
+    const auto* from = static_cast<const unsigned char*>(in);
+    auto* to = static_cast<unsigned char*>(out);
+    const std::size_t frames = bytes / u32FrameBytes;
+    if (auto* history = std::get_if<zel_delay_history>(&mHistory)) {
+        history->process(from, to, frames);
+        return 0;
+    }
+    if (auto* planes = std::get_if<zel_planar_delay>(&mHistory)) {
+        planes->process(from, to, frames);
         return 0;
     }
     for (std::size_t c = 0; c < stConfig.channels; ++c) {
-        delay_channel(static_cast<const unsigned char*>(in) + c * u32SampleBytes,
-                      static_cast<unsigned char*>(out) + c * u32SampleBytes, bytes / u32FrameBytes,
-                      &pstDelayBuf[c]);
+        delay_channel(from + c * u32SampleBytes, to + c * u32SampleBytes, frames, &pstDelayBuf[c]);
     }
     return 0;
 }
@@ -207,9 +215,9 @@ int zel_channel_delay::process(const void* in, void* out, int size) {
 /// The line gives the block's first frames, the block's own beginning follows, and its end fills
 /// the line. `in` and `out` point at the channel's sample of the block's first frame.
 void zel_channel_delay::delay_channel(const unsigned char* in, unsigned char* out,
-                                      std::uint32_t frames, zel_channel_delay_buffer* line) {
+                                      std::size_t frames, zel_channel_delay_buffer* line) {
     const std::size_t step = u32FrameBytes;
-    const std::uint32_t from_line = std::min(frames, line->delay_frames());
+    const std::size_t from_line = std::min<std::size_t>(frames, line->delay_frames());
     for (std::size_t f = 0; f < from_line; ++f) {
         line->read(out + f * step, u32SampleBytes);
     }
@@ -223,6 +231,6 @@ void zel_channel_delay::delay_channel(const unsigned char* in, unsigned char* ou
 
 int zel_channel_delay::deinit() {
     destroy_delay_buffer(&pstDelayBuf, stConfig.channels);
-    mHistory.reset();
+    mHistory.emplace<std::monostate>();
     return 0;
 }

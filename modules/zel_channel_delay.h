@@ -5,10 +5,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
+#include <variant>
 
 #include "zel_delay_history.h"
+#include "zel_planar_delay.h"
 
 /// One channel's delay line: its storage holds exactly the delay's samples. Positions may rest at
 /// the storage's end and go on at its start. Moves whole samples only.
@@ -73,7 +74,7 @@ class zel_channel_delay {
     int destroy_delay_buffer(zel_channel_delay_buffer** lines, unsigned int count);
     int init_lines(const unsigned int* delays_ms, const pcm_config* config);
     bool init_history(const pcm_config* config);
-    void delay_channel(const unsigned char* in, unsigned char* out, std::uint32_t frames,
+    void delay_channel(const unsigned char* in, unsigned char* out, std::size_t frames,
                        zel_channel_delay_buffer* line);
 
     std::string strEnableKey;
@@ -85,7 +86,8 @@ class zel_channel_delay {
     std::uint32_t u32FrameBytes = 0;
     zel_channel_delay_buffer* pstDelayBuf = nullptr;  ///< owned; one line per channel
     bool bBypass = false;
-    std::optional<zel_delay_history> mHistory;  ///< holds the audio, instead of the lines, if set
+    /// Holds the audio, instead of the lines, if set.
+    std::variant<std::monostate, zel_delay_history, zel_planar_delay> mHistory;
 
   public:
     ~zel_channel_delay() { deinit(); }

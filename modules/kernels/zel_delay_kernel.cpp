@@ -87,4 +87,8 @@ void delay(const zel_delay_piece& piece) {
     }
 }
 
+std::size_t delay_most_merged() {
+    return kLanes == 16 ? 6 : 4;
+}
+
 }  // namespace ZEL_KERNEL_SET

@@ -9,7 +9,7 @@
 namespace {
 
 ZEL_INLINE vec_i round_trip_of(vec_i sample) {
-    return truncate(__builtin_convertvector(sample, vec_f));
+    return truncate_number(__builtin_convertvector(sample, vec_f));
 }
 
 #if defined(__AVX512F__)
@@ -65,15 +65,40 @@ struct shuffler<2> {
     }
 };
 
+#elif defined(__ARM_NEON)
+
+template <std::size_t Bytes>
+struct shuffler {
+    static constexpr std::size_t kStep = 16;
+    uint8x16_t index;
+
+    explicit ZEL_INLINE shuffler(const unsigned char* bytes) : index(vld1q_u8(bytes)) {}
+    ZEL_INLINE void move(const unsigned char* in, unsigned char* out) const {
+        const auto v = (uint8x16_t)(Bytes == 2 ? load_i(in) : round_trip_of(load_i(in)));
+#if defined(__aarch64__)
+        vst1q_u8(out, vqtbl1q_u8(v, index));
+#else
+        const uint8x8x2_t table = {{vget_low_u8(v), vget_high_u8(v)}};
+        vst1q_u8(out, vcombine_u8(vtbl2_u8(table, vget_low_u8(index)),
+                                  vtbl2_u8(table, vget_high_u8(index))));
+#endif
+    }
+};
+
 #endif
 
-#if defined(__AVX2__)
+#if defined(__AVX2__) || defined(__ARM_NEON)
+#define ZEL_HAS_SHUFFLE
+#endif
+
+#if defined(ZEL_HAS_SHUFFLE)
 
 template <std::size_t Bytes>
 void select_frames(const zel_mixing_selection& selection, const unsigned char* in,
                    unsigned char* out, std::size_t frames) {
     using shuffle_step = shuffler<Bytes>;
     constexpr std::size_t kStep = shuffle_step::kStep;
+    constexpr std::size_t kVector = sizeof(vec_i);
     const shuffle_step shuffle_frames(selection.index);
     const std::size_t at_once = selection.at_once;
     const std::size_t in_step = at_once * selection.in_frame;
@@ -82,7 +107,15 @@ void select_frames(const zel_mixing_selection& selection, const unsigned char* i
     const std::size_t shortest =
         selection.in_frame < selection.out_frame ? selection.in_frame : selection.out_frame;
     const std::size_t reach = (kStep + shortest - 1) / shortest;
-#if !defined(__AVX512F__)
+    const std::size_t lead = (kVector - reinterpret_cast<std::uintptr_t>(out) % kVector) % kVector;
+    if (out_step == kStep && lead < kStep && lead % selection.out_frame == 0 && frames >= reach) {
+        // Some frames twice, so that no store crosses a cache line.
+        shuffle_frames.move(in, out);
+        in += lead / selection.out_frame * selection.in_frame;
+        out += lead;
+        frames -= lead / selection.out_frame;
+    }
+#if defined(__AVX2__) && !defined(__AVX512F__)
     if constexpr (Bytes == 2) {
         if (in_step == kStep && out_step == kStep) {
             for (; frames >= 2 * at_once; frames -= 2 * at_once) {
@@ -116,7 +149,7 @@ namespace ZEL_KERNEL_SET {
 
 std::size_t selection_width([[maybe_unused]] std::size_t sample_bytes,
                             [[maybe_unused]] std::size_t longest_frame) {
-#if defined(__AVX2__)
+#if defined(ZEL_HAS_SHUFFLE)
     const std::size_t step = sample_bytes == 2 ? shuffler<2>::kStep : shuffler<4>::kStep;
     return longest_frame <= step ? step : 0;
 #else
@@ -126,7 +159,7 @@ std::size_t selection_width([[maybe_unused]] std::size_t sample_bytes,
 
 void select([[maybe_unused]] const zel_mixing_selection& selection, [[maybe_unused]] const void* in,
             [[maybe_unused]] void* out, [[maybe_unused]] std::size_t frames) {
-#if defined(__AVX2__)
+#if defined(ZEL_HAS_SHUFFLE)
     const auto* from = static_cast<const unsigned char*>(in);
     auto* to = static_cast<unsigned char*>(out);
     if (selection.sample_bytes == 2) {
@@ -140,6 +173,23 @@ void select([[maybe_unused]] const zel_mixing_selection& selection, [[maybe_unus
 void round_trip(const void* in, void* out, std::size_t samples) {
     const auto* from = static_cast<const unsigned char*>(in);
     auto* to = static_cast<unsigned char*>(out);
+    constexpr std::size_t kAtOnce = 4;
+    const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(out) % sizeof(vec_i);
+    if (samples >= kLanes && misaligned % 4 == 0) {
+        // The first samples twice, so that no store crosses a cache line.
+        store_i(to, round_trip_of(load_i(from)));
+        const std::size_t done = sizeof(vec_i) - misaligned;
+        from += done;
+        to += done;
+        samples -= done / 4;
+    }
+    for (; samples >= kAtOnce * kLanes; samples -= kAtOnce * kLanes) {
+        for (std::size_t u = 0; u < kAtOnce; ++u) {
+            store_i(to + u * sizeof(vec_i), round_trip_of(load_i(from + u * sizeof(vec_i))));
+        }
+        from += kAtOnce * sizeof(vec_i);
+        to += kAtOnce * sizeof(vec_i);
+    }
     for (; samples >= kLanes; samples -= kLanes) {
         store_i(to, round_trip_of(load_i(from)));
         from += sizeof(vec_i);

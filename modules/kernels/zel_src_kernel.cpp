@@ -106,6 +106,7 @@ template <std::size_t S, bool Folded>
 struct group_kernel {
     static constexpr std::size_t kPerVector = kLanes / S;  ///< output frames in a vector
     static constexpr std::size_t kAtOnce = Folded ? kFoldedSums : kDirectSums;
+    static constexpr std::size_t kLastAtOnce = kAtOnce < 8 ? kAtOnce : 8;
     static constexpr std::size_t kLag = kFactor * (kPerVector - 1);
 
     /// The next `frames` output frames, which need N vectors.
@@ -132,19 +133,23 @@ struct group_kernel {
             const float silence[kLanes] = {};
             take_in<S>(g.vectors + (g.filled - kLag) * kLanes, silence, 0, kLag);
         }
-        for (; due > 4 * kPerVector; due -= 4 * kPerVector) {
-            out = outputs<4>(g, out, channels, 4 * kPerVector);
+        for (; due > kLastAtOnce * kPerVector; due -= kLastAtOnce * kPerVector) {
+            out = outputs<kLastAtOnce>(g, out, channels, kLastAtOnce * kPerVector);
         }
-        if (due > 3 * kPerVector) {
-            return outputs<4>(g, out, channels, due);
+        return last_outputs<kLastAtOnce>(g, out, channels, due);
+    }
+
+    /// At most N vectors of outputs.
+    template <std::size_t N>
+    static ZEL_INLINE std::int16_t* last_outputs(zel_src_window::group& g, std::int16_t* out,
+                                                 std::size_t channels, std::size_t due) {
+        if constexpr (N == 0) {
+            return out;
+        } else if (due > (N - 1) * kPerVector) {
+            return outputs<N>(g, out, channels, due);
+        } else {
+            return last_outputs<N - 1>(g, out, channels, due);
         }
-        if (due > 2 * kPerVector) {
-            return outputs<3>(g, out, channels, due);
-        }
-        if (due > kPerVector) {
-            return outputs<2>(g, out, channels, due);
-        }
-        return due > 0 ? outputs<1>(g, out, channels, due) : out;
     }
 
     /// Takes in a chunk and makes the output vectors that are complete, after a block's `last`

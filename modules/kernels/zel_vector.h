@@ -119,31 +119,98 @@ ZEL_INLINE void store_16(std::int16_t* to, vec_i value) {
 #endif
 }
 
-/// Toward zero, saturating at the ends of the range; a NaN gives 0.
-ZEL_INLINE vec_i truncate(vec_f value) {
+/// Toward zero, saturating at the ends of the range; not for NaN.
+ZEL_INLINE vec_i truncate_number(vec_f value) {
+    // x86's instruction gives the lowest integer for all that doesn't fit; its complement is the
+    // highest.
 #if defined(__AVX512F__)
     const __m512 f = (__m512)value;
-    const __m512 end = _mm512_set1_ps(2147483648.0F);
-    const __mmask16 number = _mm512_cmp_ps_mask(f, f, _CMP_ORD_Q);
-    const __mmask16 over = _mm512_cmp_ps_mask(f, end, _CMP_GE_OQ);
-    // The instruction gives the lowest integer for all that doesn't fit.
-    const __m512i whole = _mm512_maskz_cvttps_epi32(number, f);
+    const __mmask16 over = _mm512_cmp_ps_mask(f, _mm512_set1_ps(2147483648.0F), _CMP_GE_OQ);
+    const __m512i whole = _mm512_maskz_cvttps_epi32(0xffff, f);
     return (vec_i)_mm512_mask_mov_epi32(whole, over, _mm512_set1_epi32(0x7fffffff));
+#elif defined(__AVX2__)
+    return (vec_i)_mm256_cvttps_epi32((__m256)value) ^ (value >= splat(2147483648.0F));
 #elif defined(__SSE2__)
-#if defined(__AVX2__)
-    const vec_i whole = (vec_i)_mm256_cvttps_epi32((__m256)value);
-#else
-    const vec_i whole = (vec_i)_mm_cvttps_epi32((__m128)value);
-#endif
-    // The instruction gives the lowest integer for all that doesn't fit; its complement is the
-    // highest.
-    return (whole ^ (value >= splat(2147483648.0F))) & (value == value);
+    return (vec_i)_mm_cvttps_epi32((__m128)value) ^ (value >= splat(2147483648.0F));
 #else
     return (vec_i)vcvtq_s32_f32((float32x4_t)value);
 #endif
 }
+/// The same; a NaN gives 0.
+ZEL_INLINE vec_i truncate(vec_f value) {
+#if defined(__AVX512F__)
+    const __mmask16 number = _mm512_cmp_ps_mask((__m512)value, (__m512)value, _CMP_ORD_Q);
+    return (vec_i)_mm512_maskz_mov_epi32(number, (__m512i)truncate_number(value));
+#elif defined(__SSE2__)
+    return truncate_number(value) & (value == value);
+#else
+    return truncate_number(value);
+#endif
+}
 
 constexpr std::size_t kRowBytes = 16;
+
+/// 16 bytes from each of kLanes / 4 places, `step` bytes apart, in a vector's quarters.
+ZEL_INLINE vec_i load_quarters(const unsigned char* from, [[maybe_unused]] std::size_t step) {
+#if defined(__AVX512F__)
+    __m512i v = _mm512_castsi128_si512(_mm_loadu_si128((const __m128i_u*)from));
+    v = _mm512_maskz_inserti32x4(0xffff, v, _mm_loadu_si128((const __m128i_u*)(from + step)), 1);
+    v = _mm512_maskz_inserti32x4(0xffff, v, _mm_loadu_si128((const __m128i_u*)(from + 2 * step)),
+                                 2);
+    return (vec_i)_mm512_maskz_inserti32x4(0xffff, v,
+                                           _mm_loadu_si128((const __m128i_u*)(from + 3 * step)), 3);
+#elif defined(__AVX2__)
+    const __m256i v = _mm256_castsi128_si256(_mm_loadu_si128((const __m128i_u*)from));
+    return (vec_i)_mm256_inserti128_si256(v, _mm_loadu_si128((const __m128i_u*)(from + step)), 1);
+#else
+    return load_i(from);
+#endif
+}
+/// Stores one quarter.
+template <std::size_t Quarter>
+ZEL_INLINE void store_quarter(unsigned char* to, vec_i v) {
+#if defined(__AVX512F__)
+    _mm_storeu_si128((__m128i_u*)to, _mm512_maskz_extracti32x4_epi32(0xf, (__m512i)v, Quarter));
+#elif defined(__AVX2__)
+    _mm_storeu_si128((__m128i_u*)to, _mm256_extracti128_si256((__m256i)v, Quarter));
+#else
+    store_i(to, v);
+#endif
+}
+
+/// The lower / upper halves of every 16 bytes of `a` and `b`, sample by sample of 2 or 4 bytes.
+template <std::size_t Bytes>
+ZEL_INLINE vec_i interleave_low(vec_i a, vec_i b) {
+#if defined(__AVX512F__)
+    return (vec_i)(Bytes == 2 ? _mm512_maskz_unpacklo_epi16(~__mmask32{}, (__m512i)a, (__m512i)b)
+                              : _mm512_maskz_unpacklo_epi32(0xffff, (__m512i)a, (__m512i)b));
+#elif defined(__AVX2__)
+    return (vec_i)(Bytes == 2 ? _mm256_unpacklo_epi16((__m256i)a, (__m256i)b)
+                              : _mm256_unpacklo_epi32((__m256i)a, (__m256i)b));
+#elif defined(__SSE2__)
+    return (vec_i)(Bytes == 2 ? _mm_unpacklo_epi16((__m128i)a, (__m128i)b)
+                              : _mm_unpacklo_epi32((__m128i)a, (__m128i)b));
+#else
+    return Bytes == 2 ? (vec_i)vzipq_s16((int16x8_t)a, (int16x8_t)b).val[0]
+                      : (vec_i)vzipq_s32((int32x4_t)a, (int32x4_t)b).val[0];
+#endif
+}
+template <std::size_t Bytes>
+ZEL_INLINE vec_i interleave_high(vec_i a, vec_i b) {
+#if defined(__AVX512F__)
+    return (vec_i)(Bytes == 2 ? _mm512_maskz_unpackhi_epi16(~__mmask32{}, (__m512i)a, (__m512i)b)
+                              : _mm512_maskz_unpackhi_epi32(0xffff, (__m512i)a, (__m512i)b));
+#elif defined(__AVX2__)
+    return (vec_i)(Bytes == 2 ? _mm256_unpackhi_epi16((__m256i)a, (__m256i)b)
+                              : _mm256_unpackhi_epi32((__m256i)a, (__m256i)b));
+#elif defined(__SSE2__)
+    return (vec_i)(Bytes == 2 ? _mm_unpackhi_epi16((__m128i)a, (__m128i)b)
+                              : _mm_unpackhi_epi32((__m128i)a, (__m128i)b));
+#else
+    return Bytes == 2 ? (vec_i)vzipq_s16((int16x8_t)a, (int16x8_t)b).val[1]
+                      : (vec_i)vzipq_s32((int32x4_t)a, (int32x4_t)b).val[1];
+#endif
+}
 
 /// 16 bytes of each of kLanes rows, `step` bytes apart from `from` on, as four vectors: vector k
 /// has the rows k, 4 + k, ... in its quarters.
@@ -152,23 +219,8 @@ struct rows {
 };
 ZEL_INLINE rows load_rows(const unsigned char* from, std::size_t step) {
     rows r;
-    for (std::size_t k = 0; k < 4; ++k, from += step) {
-#if defined(__AVX512F__)
-        __m512i v = _mm512_castsi128_si512(_mm_loadu_si128((const __m128i_u*)from));
-        v = _mm512_maskz_inserti32x4(0xffff, v,
-                                     _mm_loadu_si128((const __m128i_u*)(from + 4 * step)), 1);
-        v = _mm512_maskz_inserti32x4(0xffff, v,
-                                     _mm_loadu_si128((const __m128i_u*)(from + 8 * step)), 2);
-        v = _mm512_maskz_inserti32x4(0xffff, v,
-                                     _mm_loadu_si128((const __m128i_u*)(from + 12 * step)), 3);
-        r.v[k] = (vec_i)v;
-#elif defined(__AVX2__)
-        const __m256i v = _mm256_castsi128_si256(_mm_loadu_si128((const __m128i_u*)from));
-        r.v[k] = (vec_i)_mm256_inserti128_si256(
-            v, _mm_loadu_si128((const __m128i_u*)(from + 4 * step)), 1);
-#else
-        r.v[k] = load_i(from);
-#endif
+    for (std::size_t k = 0; k < 4; ++k) {
+        r.v[k] = load_quarters(from + k * step, 4 * step);
     }
     return r;
 }

@@ -19,8 +19,12 @@ ZEL_INLINE void upper_halves(const unsigned char* from, unsigned char* to) {
     store_i(to,
             (vec_i)_mm512_permutex2var_epi16((__m512i)low, _mm512_load_si512(kOdd), (__m512i)high));
 #elif defined(__AVX2__)
-    const __m256i mixed = _mm256_packs_epi32((__m256i)(low >> 16), (__m256i)(high >> 16));
-    store_i(to, (vec_i)_mm256_permute4x64_epi64(mixed, 0xd8));
+    // In each 16 bytes the even samples are `low`'s, the odd ones `high`'s.
+    const __m256i mixed =
+        _mm256_blend_epi16(_mm256_srli_epi32((__m256i)low, 16), (__m256i)high, 0xaa);
+    const __m256i even_odd = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15));
+    store_i(to, (vec_i)_mm256_permute4x64_epi64(_mm256_shuffle_epi8(mixed, even_odd), 0xd8));
 #elif defined(__SSE2__)
     store_i(to, (vec_i)_mm_packs_epi32((__m128i)(low >> 16), (__m128i)(high >> 16)));
 #else
@@ -58,10 +62,17 @@ namespace ZEL_KERNEL_SET {
 void truncate_32_to_16(void* block, std::size_t samples) {
     auto* from = static_cast<const unsigned char*>(block);
     auto* to = static_cast<unsigned char*>(block);
-    for (; samples >= kAtOnce; samples -= kAtOnce) {
+    for (; samples >= 2 * kAtOnce; samples -= 2 * kAtOnce) {
+        upper_halves(from, to);
+        upper_halves(from + kAtOnce * 4, to + kAtOnce * 2);
+        from += 2 * kAtOnce * 4;
+        to += 2 * kAtOnce * 2;
+    }
+    if (samples >= kAtOnce) {
         upper_halves(from, to);
         from += kAtOnce * 4;
         to += kAtOnce * 2;
+        samples -= kAtOnce;
     }
     unsigned char rest[kAtOnce * 4] = {};
     __builtin_memcpy(rest, from, samples * 4);
