@@ -5,6 +5,11 @@
 /// Writes one message to the Android log, led by the calling function's name and line.
 /// Any thread. `prio` is an android_LogPriority, `tag` may be null (the log's default tag), `fmt` a
 /// string literal; a message is at most about 1000 characters long, the log cuts longer ones.
+#ifndef __cppcheck__
 #define ZEL_LOG_PRINT(prio, tag, fmt, ...)                                            \
     static_cast<void>(__android_log_print((prio), (tag), "%-20s:%04d " fmt, __func__, \
                                           __LINE__ __VA_OPT__(, ) __VA_ARGS__))
+#else  // it doesn't know __VA_OPT__, but printf
+#include <cstdio>
+#define ZEL_LOG_PRINT(prio, tag, ...) static_cast<void>(std::printf(__VA_ARGS__))
+#endif

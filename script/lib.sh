@@ -7,6 +7,7 @@ ARM64_PACKAGES="cmake ninja-build qemu-user googletest g++-aarch64-linux-gnu"
 ARMHF_PACKAGES="cmake ninja-build qemu-user googletest g++-arm-linux-gnueabihf"
 BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
+ANALYSIS_PACKAGES="clang clang-tidy cppcheck"
 
 # Installs those of the given packages that are missing.
 install_packages() {

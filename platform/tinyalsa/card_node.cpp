@@ -22,6 +22,7 @@ bool card_node::fail(std::string text) {
 }
 
 bool card_node::load(kind what, unsigned int card, unsigned int device) {
+    unload();
     parser = dlopen("libsndcardparser.so", RTLD_NOW);
     if (parser == nullptr) {
         return fail("no card definitions: " + loader_error());
