@@ -90,5 +90,5 @@ class zel_channel_delay {
     std::variant<std::monostate, zel_delay_history, zel_planar_delay> mHistory;
 
   public:
-    ~zel_channel_delay() { deinit(); }
+    ~zel_channel_delay() { destroy_delay_buffer(&pstDelayBuf, stConfig.channels); }
 };

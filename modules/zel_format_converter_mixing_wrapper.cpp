@@ -8,9 +8,11 @@ namespace {
 zel_channel_mixing g_mixing;
 }
 
+// The interface takes its strings by value. NOLINTBEGIN(performance-unnecessary-value-param)
+
 int zel_fc_lib_mixing_init(std::string path, std::string layout, const pcm_config* in,
                            const pcm_config* out) {
-    return g_mixing.init(std::move(path), std::move(layout), in, out);
+    return g_mixing.init(std::move(path), layout, in, out);
 }
 
 int zel_fc_lib_mixing_process(const void* in, unsigned int in_size, void* out,
@@ -19,9 +21,11 @@ int zel_fc_lib_mixing_process(const void* in, unsigned int in_size, void* out,
 }
 
 int zel_fc_lib_mixing_channel_change(std::string layout) {
-    return g_mixing.channel_change(std::move(layout));
+    return g_mixing.channel_change(layout);
 }
 
 int zel_fc_lib_mixing_deinit() {
     return g_mixing.deinit();
 }
+
+// NOLINTEND(performance-unnecessary-value-param)
