@@ -25,7 +25,8 @@ function(zel_install_development_files)
     FILE zel_format_converter-config.cmake DESTINATION ${package_dir} COMPONENT development)
 endfunction()
 
-install(FILES README.md SECURITY.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT docs)
-install(DIRECTORY docs android DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT docs)
+set(docdir ${CMAKE_INSTALL_DATADIR}/doc/zel-format-converter)
+install(FILES README.md SECURITY.md LICENSE DESTINATION ${docdir} COMPONENT docs)
+install(DIRECTORY docs android DESTINATION ${docdir} COMPONENT docs)
 install(FILES platform/loopback_card/README.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR}/platform/loopback_card COMPONENT docs)
+  DESTINATION ${docdir}/platform/loopback_card COMPONENT docs)

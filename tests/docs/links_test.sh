@@ -23,6 +23,6 @@ while IFS= read -r page; do
             bad=1
         fi
     done < <(grep -oE '\]\([^) ]+\)' "$page" | sed 's/^](//; s/)$//')
-done < <(find . -name '*.md' -not -path './build/*' -not -path './.git/*' -not -path './.cache/*')
+done < <(find . \( -name build -o -name .git -o -name .cache \) -prune -o -name '*.md' -print)
 echo "$checked links"
 [ "$checked" -gt 20 ] && [ "$bad" -eq 0 ]
