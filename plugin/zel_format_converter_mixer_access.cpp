@@ -98,15 +98,18 @@ int access(const mixer_plugin* plugin, snd_control* control, snd_ctl_elem_value*
 }  // namespace
 
 bool valid_access(const mixer_plugin* plugin, const snd_control* control, const void* value) {
-    const char* fault = plugin == nullptr          ? "pstMixerPlugin is null"
-                        : control == nullptr       ? "Invalid sound control"
-                        : value == nullptr         ? "Invalid elem value"
-                        : control->name == nullptr ? "control name is nullptr"
-                                                   : nullptr;
-    if (fault != nullptr) {
-        ZEL_FC_LOGE("%s", fault);
+    if (plugin == nullptr) {
+        ZEL_FC_LOGE("pstMixerPlugin is null");
+    } else if (control == nullptr) {
+        ZEL_FC_LOGE("Invalid sound control");
+    } else if (value == nullptr) {
+        ZEL_FC_LOGE("Invalid elem value");
+    } else if (control->name == nullptr) {
+        ZEL_FC_LOGE("control name is nullptr");
+    } else {
+        return true;
     }
-    return fault == nullptr;
+    return false;
 }
 
 int get(mixer_plugin* plugin, snd_control* control, snd_ctl_elem_value* value) {
