@@ -17,7 +17,7 @@
 
 struct zel_channel_mixing_access {
     static unsigned int channel_count(const char* layout) {
-        return zel_channel_mixing().channel_count(layout);
+        return zel_channel_mixing::channel_count(layout);
     }
     static std::vector<float> matrix(const zel_channel_mixing& stage) {
         const std::size_t size =
