@@ -48,8 +48,6 @@ class zel_channel_mixing {
     static const cJSON* fill_matrix(const cJSON* params, float* weights);
 
   private:
-    friend struct zel_channel_mixing_access;
-
     int check_pcm_configs(const pcm_config* in, const pcm_config* out);
     /// Throws std::bad_alloc.
     std::unique_ptr<char[]> get_cofficient_content(const char* path);

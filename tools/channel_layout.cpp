@@ -39,7 +39,7 @@ std::string card_layout_of(unsigned int channels) {
             return layout;
         }
     }
-    return "";
+    return std::to_string(channels) + ".0";
 }
 
 std::vector<std::string> channel_names(const std::string& layout) {

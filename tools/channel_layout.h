@@ -8,7 +8,7 @@
 
 /// The layouts that the simulated card can have.
 const std::vector<std::string>& card_layouts();
-/// That layout of them which has so many channels; empty when there is none.
+/// That layout of them which has so many channels; "3.0" and the like when there is none.
 std::string card_layout_of(unsigned int channels);
 /// One name for each of a layout's channels, such as FL, FR, FC, LFE; empty when the layout's name
 /// does not tell them.

@@ -127,14 +127,11 @@ void entry_check::check_values() {
         check_delays(params);
     } else if (values == nullptr) {
         report_missing_values(text, element, index, instead,
-                              "[...] with " + counted(channels, "delay"), report);
+                              "an array of " + counted(channels, "delay"), report);
     } else {
         add(severity::error, "delay_count", text.place(values),
             counted(entry.values, "delay") + " for " + counted(channels, "channel"), instead,
-            static_cast<unsigned int>(entry.values) < channels
-                ? "write one delay in milliseconds for each channel"
-                : "write one delay in milliseconds for each channel; a decimal comma makes two "
-                  "numbers of one");
+            "write one delay in whole milliseconds for each channel");
     }
 }
 

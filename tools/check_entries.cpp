@@ -27,7 +27,7 @@ void explain_missing(const coefficient_text& text, const cJSON* object, const st
         found->mend = "rename it to " + quoted(name);
     } else {
         found->what = owner + " has no " + quoted(name);
-        found->mend = "add " + quoted(name) + ": " + example;
+        found->mend = "add " + quoted(name) + " with " + example;
     }
 }
 
@@ -48,10 +48,12 @@ std::string identity_text(unsigned int inputs, unsigned int outputs) {
         return head + "every channel passes unchanged";
     }
     const unsigned int passed = std::min(inputs, outputs);
-    const std::string pass = passed == 1 ? "channel 0 passes unchanged"
-                                         : "channels 0 to " + std::to_string(passed - 1) + " pass";
-    return head + pass +
-           (inputs > outputs ? ", the others are lost" : ", the other outputs are silent");
+    const std::string pass = passed == 1 ? "channel 0 passes"
+                             : passed == 2
+                                 ? "channels 0 and 1 pass"
+                                 : "channels 0 to " + std::to_string(passed - 1) + " pass";
+    return head + pass + " unchanged, the other " +
+           (inputs > outputs ? "inputs are lost" : "outputs are silent");
 }
 
 void check_duplicate_members(const coefficient_text& text, const cJSON* object, int entry,

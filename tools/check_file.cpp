@@ -132,7 +132,7 @@ void file_check::check_document() {
     if (!cJSON_IsObject(text.root())) {
         add(severity::error, "not_an_object", text.place(text.root()),
             "the file holds " + value_text(text.root()) + " instead of an object", fallback(),
-            "put everything in braces");
+            "write one object in braces, with nothing around it");
         return;
     }
     check_duplicate_members(text, text.root(), -1, &report);
@@ -146,7 +146,7 @@ void file_check::check_enable() {
     if (enable == nullptr) {
         finding found{
             severity::error, "enable_missing", text.place(text.root()), -1, "", fallback(), ""};
-        explain_missing(text, text.root(), "the file", name, "true", &found);
+        explain_missing(text, text.root(), "the file", name, "the value true", &found);
         report.findings.push_back(found);
     } else if (!cJSON_IsTrue(enable)) {
         add(severity::error, "disabled", text.place(enable),
@@ -161,7 +161,7 @@ void file_check::check_body() {
     if (body == nullptr) {
         finding found{
             severity::error, "body_missing", text.place(text.root()), -1, "", fallback(), ""};
-        explain_missing(text, text.root(), "the file", name, "[...] with the entries", &found);
+        explain_missing(text, text.root(), "the file", name, "an array of entries", &found);
         report.findings.push_back(found);
         return;
     }

@@ -22,15 +22,28 @@ std::string channel_text(const char* side, std::size_t channel,
            (channel < names.size() ? " (" + names[channel] + ")" : "");
 }
 
-std::string weight_count_advice(const entry_report& entry, std::uint64_t wanted) {
-    const auto have = static_cast<std::uint64_t>(entry.values);
-    const unsigned int inputs = entry.serves.channels;
-    const std::string row = "one row of " + std::to_string(inputs) + " for each output";
-    if (have % inputs == 0 && have / inputs >= 1 && have / inputs <= kMostOutputs) {
-        return "write " + row + ", or make \"OutputChannel\" " + std::to_string(have / inputs);
+/// True for numbers without a fraction, as 0,5 makes them of 0.5.
+bool all_whole(const cJSON* values) {
+    const cJSON* value = nullptr;
+    cJSON_ArrayForEach(value, values) {
+        if (!cJSON_IsNumber(value) || value->valuedouble != std::trunc(value->valuedouble)) {
+            return false;
+        }
     }
-    return have < wanted ? "add what is missing: " + row
-                         : "write " + row + "; a decimal comma makes two numbers of one";
+    return true;
+}
+
+std::string weight_count_advice(const cJSON* values, const stream_request& serves) {
+    const auto have = static_cast<std::uint64_t>(cJSON_GetArraySize(values));
+    const std::string row = "one row of " + std::to_string(serves.channels) + " for each output";
+    if (have > std::uint64_t{serves.channels} * serves.outputs && all_whole(values)) {
+        return "write " + row + ", with decimal points: 0,5 is two numbers";
+    }
+    const std::uint64_t outputs = have / serves.channels;
+    if (have % serves.channels == 0 && outputs >= 1 && outputs <= kMostOutputs) {
+        return "write " + row + ", or make \"OutputChannel\" " + std::to_string(outputs);
+    }
+    return "write " + row;
 }
 
 class entry_check {
@@ -205,12 +218,13 @@ void entry_check::check_values() {
             "make \"InputChannel\" " + std::to_string(layout_channels) + ", or correct the layout");
     } else if (values == nullptr) {
         report_missing_values(text, element, index, instead,
-                              "[...] with " + counted(static_cast<long>(wanted), "weight"), report);
+                              "an array of " + counted(static_cast<long>(wanted), "weight"),
+                              report);
     } else {
         add(severity::error, "weight_count", text.place(values),
             counted(entry.values, "weight") + " where " + counted(serves.channels, "input") +
                 " x " + counted(serves.outputs, "output") + " take " + std::to_string(wanted),
-            instead, weight_count_advice(entry, wanted));
+            instead, weight_count_advice(values, serves));
     }
 }
 

@@ -61,7 +61,7 @@ void put_cell(std::string* out, double weight) {
     if (weight == 0) {
         put(out, "%9s%7s", ".", ".");
     } else {
-        put(out, "%9s%7.1f", weight_text(weight).c_str(), 20 * std::log10(std::fabs(weight)));
+        put(out, "%9s%7.1f", weight_text(weight).c_str(), decibel_value(weight));
     }
 }
 

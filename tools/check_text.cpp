@@ -61,7 +61,30 @@ std::vector<std::size_t> open_brackets(std::string_view text, std::size_t end) {
     return open;
 }
 
+/// Where the string begins that the character at `offset` belongs to or ends; npos when none does.
+/// `*closed` tells whether it has an end.
+std::size_t string_at(std::string_view text, std::size_t offset, bool* closed) {
+    for (std::size_t i = 0; i < text.size() && i <= offset; ++i) {
+        if (text[i] != '"') {
+            continue;
+        }
+        std::size_t end = i + 1;
+        while (end < text.size() && text[end] != '"') {
+            end += text[end] == '\\' ? 2U : 1U;
+        }
+        if (end >= offset) {
+            *closed = end < text.size();
+            return i;
+        }
+        i = end;
+    }
+    return std::string_view::npos;
+}
+
 syntax_advice early_end(std::string_view text) {
+    if (std::all_of(text.begin(), text.end(), is_blank)) {
+        return {"the file is empty", "write an object with the members of such a file", 0};
+    }
     const std::vector<std::size_t> open = open_brackets(text, text.size());
     std::string closing;
     for (auto bracket = open.rbegin(); bracket != open.rend() && closing.size() < 8; ++bracket) {
@@ -145,6 +168,16 @@ syntax_advice explain_syntax(std::string_view text, std::size_t offset) {
         return early_end(text);
     }
     const char c = text[offset];
+    bool closed = false;
+    const std::size_t string =
+        before > 0 ? string_at(text, before - 1, &closed) : std::string_view::npos;
+    if (string != std::string_view::npos && !closed) {
+        return {"a string without an end", "add the closing quote", string};
+    }
+    if (string != std::string_view::npos && last == '"' &&
+        text.substr(string, before - string).find('\n') != std::string_view::npos) {
+        return {"a string that goes on into the next line", "add the closing quote", string};
+    }
     const bool value_ended = std::isalnum(static_cast<unsigned char>(last)) != 0 || last == '"' ||
                              last == ']' || last == '}';
     if ((c == ']' || c == '}') && last == ',') {

@@ -108,9 +108,10 @@ void add_check_command(CLI::App* app, int* code) {
         ->check(CLI::Range(1, 64));
     check->add_option("-l,--layout", options->layout,
                       "The card's channel layout (default: the usual one of so many channels)");
-    check->add_option("-o,--outputs", options->outputs, "The client's channels, for mixing")
-        ->check(CLI::Range(1, 8))
-        ->capture_default_str();
+    CLI::Option* outputs =
+        check->add_option("-o,--outputs", options->outputs, "The client's channels, for mixing")
+            ->check(CLI::Range(1, 8))
+            ->capture_default_str();
     check->add_option("-r,--rate", options->rate, "The card's rate in Hz, for delays in frames")
         ->check(CLI::Range(8000, 192000))
         ->capture_default_str();
@@ -120,5 +121,10 @@ void add_check_command(CLI::App* app, int* code) {
                      "Take the files for mixing or delay files (default: by their members)")
         ->check(CLI::IsMember({"mixing", "delay"}));
     check->add_flag("--json", options->json, "Print JSON for machines");
-    check->callback([options, code] { *code = run_check(*options); });
+    check->callback([options, outputs, code] {
+        if (outputs->count() > 0 && options->channels == 0 && options->layout.empty()) {
+            throw CLI::ValidationError("--outputs", "needs --channels or --layout");
+        }
+        *code = run_check(*options);
+    });
 }

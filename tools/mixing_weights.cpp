@@ -23,9 +23,13 @@ bool row_can_wrap(const float* weights, std::size_t inputs) {
     return highest >= 32768 || lowest <= -32769;
 }
 
+double decibel_value(double gain) {
+    const double db = 20 * std::log10(std::fabs(gain));
+    return std::fabs(db) < 0.05 ? 0 : db;
+}
+
 std::string decibels(double gain) {
     char text[40];
-    const double db = 20 * std::log10(gain);
-    std::snprintf(text, sizeof(text), "%.1f dB", db > -0.05 && db < 0 ? 0.0 : db);
+    std::snprintf(text, sizeof(text), "%.1f dB", decibel_value(gain));
     return text;
 }
