@@ -189,7 +189,7 @@ decision decide_delay(const std::string& path, const coefficient_text& text,
     // The stage keeps frames only; loading once more tells the milliseconds.
     decided.delays_ms.resize(stream.channels);
     unsigned int* table = decided.delays_ms.data();
-    stage.load_coefficient(path, &table, stream.channels);
+    decided.used = stage.load_coefficient(path, &table, stream.channels) == 0;
     const bool any = std::any_of(decided.delays_ms.begin(), decided.delays_ms.end(),
                                  [](unsigned int ms) { return ms > 0; });
     decided.result = any ? outcome::delays : outcome::bypass;

@@ -2,6 +2,7 @@
 
 #include "channel_layout.h"
 #include "check_print.h"
+#include "check_text.h"
 #include "zel_channel_delay.h"
 #include "zel_json.h"
 
@@ -32,7 +33,7 @@ void add_strings(cJSON* object, const char* name, const std::vector<std::string>
 void add_stream(cJSON* object, const stream_request& stream, file_kind kind) {
     add_number(object, "channels", stream.channels);
     if (kind == file_kind::mixing) {
-        add_string(object, "layout", stream.layout);
+        add_string(object, "layout", printable(stream.layout, stream.layout.size()));
         add_number(object, "outputs", stream.outputs);
     }
 }
@@ -45,6 +46,7 @@ void add_decision(cJSON* object, const decision& decided, file_kind kind) {
     }
     add_string(out, "outcome", outcome_name(decided.result));
     add_number(out, "status", decided.status);
+    cJSON_AddBoolToObject(out, "used", decided.used);
     if (decided.entry >= 0) {
         add_number(out, "entry", decided.entry);
         add_place(out, decided.place);

@@ -127,8 +127,7 @@ std::string decision_head(const decision& decided, file_kind kind) {
         case outcome::silence:
             return head + ": no weights at all, the client hears silence";
         case outcome::bypass:
-            return head + ": no delay (bypass)" +
-                   (decided.entry >= 0 && decided.log.empty() ? ", " + entry : "");
+            return head + ": no delay (bypass)" + (decided.used ? ", " + entry : "");
         case outcome::failure:
             break;
     }

@@ -48,6 +48,7 @@ struct decision {
     stream_request request;
     outcome result = outcome::failure;
     int status = 0;                       ///< of building the stage, 0 or a negative error number
+    bool used = false;                    ///< the stage goes by the file, not by a fallback
     int entry = -1;                       ///< index of the entry that decided, -1: none
     text_place place;                     ///< of that entry
     std::vector<float> weights;           ///< a row by output channel

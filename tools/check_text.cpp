@@ -97,9 +97,9 @@ syntax_advice early_end(std::string_view text) {
 
 }  // namespace
 
-std::string quoted(std::string_view text) {
-    std::string all = "\"";
-    for (const char c : text.substr(0, kLongestQuote)) {
+std::string printable(std::string_view text, std::size_t longest) {
+    std::string all;
+    for (const char c : text.substr(0, longest)) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte >= ' ' && byte < 0x7F) {
             all.push_back(c);
@@ -109,7 +109,11 @@ std::string quoted(std::string_view text) {
             all += code;
         }
     }
-    return all + (text.size() > kLongestQuote ? "...\"" : "\"");
+    return text.size() > longest ? all + "..." : all;
+}
+
+std::string quoted(std::string_view text) {
+    return "\"" + printable(text, kLongestQuote) + "\"";
 }
 
 std::string number_text(double value) {

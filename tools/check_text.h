@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -7,7 +8,9 @@
 
 // Pieces of text for messages about coefficient files.
 
-/// Of a file's text, in quotes: at most 40 characters, and nothing that a terminal would obey.
+/// Text from a file, cut to `longest` bytes and without anything that a terminal would obey.
+std::string printable(std::string_view text, std::size_t longest);
+/// The same in quotes, of at most 40 bytes.
 std::string quoted(std::string_view text);
 /// "a string", "null" and so on; numbers with their value.
 std::string value_text(const cJSON* value);

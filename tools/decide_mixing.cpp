@@ -52,9 +52,9 @@ decision decide_mixing(const std::string& path, const coefficient_text& text,
     const auto matrix = stage.matrix();
     decided.weights.assign(matrix.begin(), matrix.end());
     // The first load's status stays inside; loading once more tells it.
-    const bool loaded = stage.channel_change(stream.layout) == 0;
+    decided.used = stage.channel_change(stream.layout) == 0;
     const bool silent = std::all_of(matrix.begin(), matrix.end(), [](float w) { return w == 0; });
-    decided.result = loaded ? outcome::entry : silent ? outcome::silence : outcome::identity;
+    decided.result = decided.used ? outcome::entry : silent ? outcome::silence : outcome::identity;
     if (text.root() != nullptr) {
         cJSON* params = nullptr;
         stage.search_coefficient(text.root(), stream.channels, stream.layout, stream.outputs,

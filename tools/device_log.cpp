@@ -6,7 +6,11 @@
 #include <mutex>
 #include <utility>
 
+#include "check_text.h"
+
 namespace {
+
+constexpr std::size_t kLongestMessage = 160;
 
 struct held_messages {
     std::mutex lock;
@@ -36,7 +40,7 @@ void hold(const __android_log_message* message) {
     }
     held_messages& all = held();
     const std::lock_guard guard(all.lock);
-    all.texts.push_back(without_origin(message->message));
+    all.texts.push_back(printable(without_origin(message->message), kLongestMessage));
 }
 
 }  // namespace

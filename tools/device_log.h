@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-/// Holds back what the product logs while it lives: the messages, without function and line, oldest
-/// first. One at a time; when it ends, messages go to the standard error stream.
+/// Holds back what the product logs while it lives: the messages, without function and line, cut to
+/// what can be printed, oldest first. One at a time; when it ends, messages go to the standard error stream.
 class device_log {
   public:
     device_log();
