@@ -87,27 +87,6 @@ TEST(check_file, says_what_the_device_does) {
     }
 }
 
-TEST(check_file, has_nothing_against_the_samples) {
-    std::size_t files = 0;
-    for (const char* folder : {"/config", "/config/samples"}) {
-        for (const auto& entry :
-             std::filesystem::directory_iterator(std::string(ZEL_SOURCE_FOLDER) + folder)) {
-            if (entry.path().extension() != ".json") {
-                continue;
-            }
-            const file_report report = check_file(entry.path(), {});
-            EXPECT_EQ(findings_of(report), std::vector<std::string>()) << entry.path();
-            EXPECT_NE(report.kind, file_kind::unknown) << entry.path();
-            EXPECT_FALSE(report.entries.empty()) << entry.path();
-            for (const entry_report& one : report.entries) {
-                EXPECT_TRUE(one.reachable && one.usable) << entry.path() << one.place.line;
-            }
-            ++files;
-        }
-    }
-    EXPECT_GE(files, 2U);
-}
-
 TEST(check_file, says_what_cannot_be_read) {
     const std::string large = zel_test::test_folder() + "/large.json";
     std::ofstream(large) << std::string((1 << 20) + 1, ' ');
