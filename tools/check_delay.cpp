@@ -131,7 +131,8 @@ void entry_check::check_values() {
     } else {
         add(severity::error, "delay_count", text.place(values),
             counted(entry.values, "delay") + " for " + counted(channels, "channel"), instead,
-            "write one delay in whole milliseconds for each channel");
+            std::string("write one delay in whole milliseconds for each channel") +
+                (static_cast<unsigned int>(entry.values) > channels ? "; 2,5 is two numbers" : ""));
     }
 }
 
