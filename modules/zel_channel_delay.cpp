@@ -20,7 +20,7 @@ int zel_channel_delay_buffer::create(unsigned int delay_ms, const pcm_config* co
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "invalid parameter");
         return -ENOMEM;
     }
-    const std::uint32_t frames = delay_ms * config->rate / 1000;
+    const std::uint32_t frames = zel_channel_delay::delay_frames(delay_ms, config->rate);
     const std::uint32_t bytes = frames * (pcm_format_to_bits(config->format) / 8);
     pu8Buf.reset(new (std::nothrow) std::uint8_t[bytes]());
     if (!pu8Buf) {

@@ -57,14 +57,28 @@ class zel_channel_delay {
     /// Releases the delay lines. Always 0.
     int deinit();
 
+    // How a file is judged, for tools that explain it; `init` goes the same way.
+
+    /// Finds the delays for a channel count. 0, or -22 with a message. `reached`, when not null, is
+    /// the index of the entry that decided, or -1 when none did.
+    int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params,
+                           int* reached = nullptr);
+    /// Fills `*table` with one delay in milliseconds for each channel. 0, or -22 with a message and
+    /// all delays 0.
+    int load_coefficient(const std::string& path, unsigned int* const* table,
+                         unsigned int channels);
+    /// Stores the elements of `params` in milliseconds, up to the first that no delay can be: that
+    /// element, after a message, or null.
+    static const cJSON* fill_table(const cJSON* params, unsigned int* table);
+    /// The length of a delay at `rate` Hz in frames, truncated.
+    static constexpr std::uint32_t delay_frames(unsigned int delay_ms, unsigned int rate) {
+        return delay_ms * rate / 1000;
+    }
+
   private:
     friend struct zel_channel_delay_access;
 
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
-    int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params);
-    int load_coefficient(const std::string& path, unsigned int* const* table,
-                         unsigned int channels);
-    bool fill_table(const cJSON* params, unsigned int* table);
     int create_delay_coefficient(const std::string& path, unsigned int** table,
                                  const pcm_config* config);
     int destroy_delay_coefficient(unsigned int** table);

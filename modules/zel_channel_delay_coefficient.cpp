@@ -20,9 +20,12 @@ std::unique_ptr<char[]> zel_channel_delay::get_cofficient_content(const char* pa
     return std::move(file.text);
 }
 
-int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channels,
-                                          cJSON** params) {
+int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channels, cJSON** params,
+                                          int* reached) {
     const auto count = static_cast<int>(channels);
+    int unused = -1;
+    int& decided = reached != nullptr ? *reached : unused;
+    decided = -1;
     const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());
     if (body == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient body found");
@@ -31,6 +34,7 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
     const int entries = cJSON_GetArraySize(body);
     const cJSON* entry = body->child;
     for (int i = 0; i < entries; ++i, entry = entry->next) {
+        decided = i;
         if (entry == nullptr) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array index(%d) fail", i);
             return -EINVAL;
@@ -53,6 +57,7 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
         }
         return 0;
     }
+    decided = -1;
     ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d channel delay coefficient not found", count);
     return -EINVAL;
 }
@@ -82,7 +87,7 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient is disabled");
     } else if (search_coefficient(root.get(), channels, &params) != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "search %d channel delay coefficient fail", count);
-    } else if (fill_table(params, *table)) {
+    } else if (fill_table(params, *table) == nullptr) {
         return 0;
     }
     ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag,
@@ -93,13 +98,13 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
     return -EINVAL;
 }
 
-bool zel_channel_delay::fill_table(const cJSON* params, unsigned int* table) {
+const cJSON* zel_channel_delay::fill_table(const cJSON* params, unsigned int* table) {
     std::size_t k = 0;
     const cJSON* element = nullptr;
     cJSON_ArrayForEach(element, params) {
         if (!cJSON_IsNumber(element)) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array value fail");
-            return false;
+            return element;
         }
         const double ms = std::trunc(element->valuedouble);
         // Written so that a value that is not a number fails, too.
@@ -107,11 +112,11 @@ bool zel_channel_delay::fill_table(const cJSON* params, unsigned int* table) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
                           "delay %g ms of channel %d is not between 0 and %d", element->valuedouble,
                           static_cast<int>(k), static_cast<int>(kMaxDelayMs));
-            return false;
+            return element;
         }
         table[k++] = static_cast<unsigned int>(ms);
     }
-    return true;
+    return nullptr;
 }
 
 int zel_channel_delay::create_delay_coefficient(const std::string& path, unsigned int** table,

@@ -127,6 +127,10 @@ int zel_channel_mixing::channel_change(const std::string& layout) {
     return status;
 }
 
+std::span<const float> zel_channel_mixing::matrix() const {
+    return {pf32Matrix.get(), std::size_t{stInConfig.channels} * stOutConfig.channels};
+}
+
 int zel_channel_mixing::deinit() {
     mPlan.reset();
     pf32Matrix.reset();

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "zel_mixing_plan.h"
@@ -32,18 +33,26 @@ class zel_channel_mixing {
     /// Back to idle. Always 0.
     int deinit();
 
-  private:
-    friend struct zel_channel_mixing_access;
+    // How a file is judged, for tools that explain it; `init` goes the same way.
 
+    /// The weights in use, a row by output channel; empty when idle.
+    std::span<const float> matrix() const;
+    /// The sum of a layout name's fields: 12 for "7.1.4".
+    static unsigned int channel_count(const std::string& layout);
+    /// Finds the weights for these streams. 0, or -22 with a message. `reached`, when not null, is
+    /// the index of the entry that decided, or -1 when none did.
+    int search_coefficient(const cJSON* root, unsigned int in_channels, const std::string& layout,
+                           unsigned int out_channels, cJSON** params, int* reached = nullptr);
+    /// Stores the elements of `params` as weights, up to the first that no weight can be: that
+    /// element, or null.
+    static const cJSON* fill_matrix(const cJSON* params, float* weights);
+
+  private:
     int check_pcm_configs(const pcm_config* in, const pcm_config* out);
     /// Throws std::bad_alloc.
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
-    unsigned int channel_count(const std::string& layout);
-    int search_coefficient(const cJSON* root, unsigned int in_channels, const std::string& layout,
-                           unsigned int out_channels, cJSON** params);
     int load_coefficient(const std::string& path, unsigned int in_channels,
                          const std::string& layout, unsigned int out_channels);
-    bool fill_matrix(const cJSON* params);
     void fill_identity(unsigned int in_channels, unsigned int out_channels);
 
     std::string strEnableKey;

@@ -41,9 +41,12 @@ unsigned int zel_channel_mixing::channel_count(const std::string& layout) {
 
 int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_channels,
                                            const std::string& layout, unsigned int out_channels,
-                                           cJSON** params) {
+                                           cJSON** params, int* reached) {
     const auto in = static_cast<int>(in_channels);
     const auto out = static_cast<int>(out_channels);
+    int unused = -1;
+    int& decided = reached != nullptr ? *reached : unused;
+    decided = -1;
     const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());
     if (body == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no mixing coefficient body found");
@@ -53,6 +56,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
     const int entries = cJSON_GetArraySize(body);
     const cJSON* entry = body->child;
     for (int i = 0; i < entries && match == nullptr; ++i, entry = entry->next) {
+        decided = i;
         if (entry == nullptr) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get mixing body array index(%d) fail", i);
             return -EINVAL;
@@ -82,6 +86,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
         }
     }
     if (match == nullptr) {
+        decided = -1;
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d(%s) => %d mixing coefficient not found", in,
                       layout.c_str(), out);
         return -EINVAL;
@@ -136,7 +141,7 @@ int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int i
     } else if (search_coefficient(root.get(), in_channels, layout, out_channels, &params) != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "search mixing coefficient %d(%s) => %d fail", in,
                       layout.c_str(), out);
-    } else if (fill_matrix(params)) {
+    } else if (fill_matrix(params, pf32Matrix.get()) == nullptr) {
         return 0;
     } else {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get mixing body array value fail");
@@ -148,18 +153,16 @@ int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int i
     return -EINVAL;
 }
 
-/// False when an element is no number that a weight can be; weights before it are taken by then.
-bool zel_channel_mixing::fill_matrix(const cJSON* params) {
-    std::size_t k = 0;
+const cJSON* zel_channel_mixing::fill_matrix(const cJSON* params, float* weights) {
     const cJSON* element = nullptr;
     cJSON_ArrayForEach(element, params) {
         // Written so that a value that is not a number fails, too.
         if (!cJSON_IsNumber(element) || !(std::fabs(element->valuedouble) <= FLT_MAX)) {
-            return false;
+            return element;
         }
-        pf32Matrix[k++] = static_cast<float>(element->valuedouble);
+        *weights++ = static_cast<float>(element->valuedouble);
     }
-    return true;
+    return nullptr;
 }
 
 void zel_channel_mixing::fill_identity(unsigned int in_channels, unsigned int out_channels) {

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "capture.h"
+#include "command_check.h"
 #include "controls.h"
 #include "exit_code.h"
 
@@ -114,10 +115,15 @@ int run(int argc, char** argv) {
     exit_code (*access_controls)(const controls_options&) = nullptr;
     add_controls_options(app.add_subcommand("controls", "List, read and write a card's controls"),
                          &access, &access_controls);
+    int check_code = -1;
+    add_check_command(&app, &check_code);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_OK : EXIT_USAGE;
+    }
+    if (check_code >= 0) {
+        return check_code;
     }
     choose_coefficient_files();
     return access_controls != nullptr ? access_controls(access) : run_capture(recording);

@@ -1,4 +1,4 @@
-// The two coefficient files: text -> delays or weights, message by message.
+// The two coefficient files: text -> delays or weights; known_bad_test.cpp has what goes wrong.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -14,17 +14,6 @@
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
-
-struct zel_channel_mixing_access {
-    static unsigned int channel_count(const char* layout) {
-        return zel_channel_mixing().channel_count(layout);
-    }
-    static std::vector<float> matrix(const zel_channel_mixing& stage) {
-        const std::size_t size =
-            std::size_t{stage.stInConfig.channels} * stage.stOutConfig.channels;
-        return {stage.pf32Matrix.get(), stage.pf32Matrix.get() + size};
-    }
-};
 
 struct zel_channel_delay_access {
     static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
@@ -61,82 +50,28 @@ std::vector<float> load_mixing(const std::string& path, unsigned int in, const c
     out_config.channels = out;
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(path, layout, &in_config, &out_config), 0);
-    return zel_channel_mixing_access::matrix(stage);
+    return {stage.matrix().begin(), stage.matrix().end()};
 }
 
-TEST(mixing_file, each_text_gives_its_matrix_and_messages) {
+TEST(mixing_file, odd_texts_are_read) {
     const std::vector<float> swap{0, 1, 1, 0};
-    const std::vector<float> identity{1, 0, 0, 1};
-    const char* const kDefault = "load mixing coefficient 2(2.0) => 2 fail use default matrix";
-    const char* const kSearch = "search mixing coefficient 2(2.0) => 2 fail";
     const std::string good =
         R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,"Parameters":[0,1,1,0]})";
-    const struct {
-        std::string text;
-        std::vector<float> matrix;
-        std::vector<const char*> messages;
-    } cases[] = {
-        {mixing_text(good), swap, {"use mixing coefficient 2(2.0) => 2"}},
-        {R"({"mixingcoefficientenable":true,"mixingweighting":[{"inputchannel":2.9,
+    const std::string texts[] = {
+        mixing_text(good),
+        R"({"mixingcoefficientenable":true,"mixingweighting":[{"inputchannel":2.9,
              "INPUTCHANNELLAYOUT":"2.0.0","outputchannel":2.5,"parameters":[0,1,1,0]}]})",
-         swap,
-         {"use mixing coefficient 2(2.0) => 2"}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2","OutputChannel":2,
-                         "Parameters":[9,9,9,9]},)" +
-                     good),
-         swap,
-         {"use mixing coefficient 2(2.0) => 2"}},
-        {"{nonsense", identity, {"parsing fail", "Error before: [", kDefault}},
-        {"", identity, {"parsing fail", kDefault}},
-        {"[]", identity, {"no mixing coefficient found", kDefault}},
-        {R"({"MixingCoefficientEnable":1,"MixingWeighting":[]})",
-         identity,
-         {"mixing coefficient is disabled", kDefault}},
-        {R"({"MixingCoefficientEnable":false})", identity, {"mixing coefficient is disabled"}},
-        {R"({"MixingCoefficientEnable":true})",
-         identity,
-         {"no mixing coefficient body found", kSearch, kDefault}},
-        {mixing_text(""), identity, {"2(2.0) => 2 mixing coefficient not found", kSearch}},
-        {mixing_text(R"({"InputChannelLayout":"2.0","OutputChannel":2},)" + good),
-         identity,
-         {"get mixing body array input channel element fail", kSearch, kDefault}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":2,"OutputChannel":2},)" + good),
-         identity,
-         {"get mixing body array input channel layout element fail", kSearch}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0"},)" + good),
-         identity,
-         {"get mixing body array output channel element fail", kSearch}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0.1","OutputChannel":2,
-                         "Parameters":[0,1,1,0]})"),
-         identity,
-         {"mixing matrix \"2.0.1\" channel layout more than input channel 2", kSearch}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
-                         "Parameters":[0,1,1]})"),
-         identity,
-         {"mixing matrix 2(2.0) => 2  size 3 incorrect", kSearch}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2})"),
-         identity,
-         {"mixing matrix 2(2.0) => 2  size 0 incorrect", kSearch}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
-                         "Parameters":[0,"1",1,0]})"),
-         identity,
-         {"get mixing body array value fail", kDefault}},
-        {mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
-                         "Parameters":[0,1e39,1,0]})"),
-         identity,
-         {"get mixing body array value fail", kDefault}},
-        {mixing_text(R"({"InputChannel":1e300,"InputChannelLayout":"2.0","OutputChannel":-1,
-                         "Parameters":[]},)" +
-                     good),
-         swap,
-         {"use mixing coefficient"}},
+        mixing_text(R"({"InputChannel":2,"InputChannelLayout":"2","OutputChannel":2,
+                        "Parameters":[9,9,9,9]},)" +
+                    good),
+        mixing_text(R"({"InputChannel":1e300,"InputChannelLayout":"2.0","OutputChannel":-1,
+                        "Parameters":[]},)" +
+                    good),
     };
-    for (const auto& c : cases) {
+    for (const std::string& text : texts) {
         zel_test::clear_log();
-        EXPECT_EQ(load_mixing(file_with(c.text), 2, "2.0", 2), c.matrix) << c.text;
-        for (const char* message : c.messages) {
-            EXPECT_TRUE(zel_test::log_has(message)) << c.text << "\nlacks " << message;
-        }
+        EXPECT_EQ(load_mixing(file_with(text), 2, "2.0", 2), swap) << text;
+        EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2")) << text;
     }
 }
 
@@ -152,7 +87,7 @@ TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
                                                             {"2", 2},   {"5.1.", 6},   {"", 0},
                                                             {"x", 0},   {" 3x.2", 5}};
     for (const auto& [layout, count] : layouts) {
-        EXPECT_EQ(zel_channel_mixing_access::channel_count(layout), count) << layout;
+        EXPECT_EQ(zel_channel_mixing::channel_count(layout), count) << layout;
     }
 }
 
@@ -181,7 +116,7 @@ TEST(mixing_file, identity_drops_or_adds_channels) {
     EXPECT_EQ(load_mixing(empty, 1, "", 3), (std::vector<float>{1, 0, 0}));
 }
 
-TEST(delay_file, each_text_gives_its_delays_and_messages) {
+TEST(delay_file, odd_texts_give_their_delays_and_messages) {
     const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
     const char* const kDefault = "load 2 channel delay coefficient fail use default matrix";
     const char* const kSearch = "search 2 channel delay coefficient fail";
@@ -198,30 +133,9 @@ TEST(delay_file, each_text_gives_its_delays_and_messages) {
         {R"({"delaycoefficientenable":true,"CHANNELDELAYMILLISECONDS":[)" + good, taken, {}},
         {head + R"({"InputChannel":2,"Parameters":[10,0.5]}]})", {10, 0}, {}},
         {head + R"({"InputChannel":2,"Parameters":[10000,0]}]})", {10000, 0}, {}},
-        {"{", none, {"parsing fail", "Error before: [", kDefault}},
-        {"{}", none, {"no delay coefficient found", kDefault}},
-        {R"({"DelayCoefficientEnable":false})", none, {"delay coefficient is disabled", kDefault}},
-        {R"({"DelayCoefficientEnable":true})",
-         none,
-         {"no delay coefficient body found", kSearch, kDefault}},
-        {head + "]}", none, {"2 channel delay coefficient not found", kSearch, kDefault}},
         {head + R"({"InputChannel":4,"Parameters":[1,1,1,1]}]})",
          none,
-         {"2 channel delay coefficient not found", kSearch}},
-        {head + R"({"Parameters":[1,1]},)" + good,
-         none,
-         {"get delay body array input channel element fail", kSearch}},
-        {head + R"({"InputChannel":2,"Parameters":[1,2,3]},)" + good,
-         none,
-         {"2 channel delay array size incorrect 3", kSearch}},
-        {head + R"({"InputChannel":2}]})", none, {"2 channel delay array size incorrect 0"}},
-        {head + R"({"InputChannel":2,"Parameters":[1,null]}]})",
-         none,
-         {"get delay body array value fail", kDefault}},
-        {head + R"({"InputChannel":2,"Parameters":[1,-1]}]})",
-         none,
-         {"delay -1 ms of channel 1 is not between 0 and 10000", kDefault}},
-        {head + R"({"InputChannel":2,"Parameters":[10001,1]}]})", none, {kDefault}},
+         {"2 channel delay coefficient not found", kSearch, kDefault}},
         {head + R"({"InputChannel":2,"Parameters":[1e999,1]}]})", none, {kDefault}},
     };
     for (const auto& c : cases) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <stddef.h>
+#include <stdint.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -20,6 +23,25 @@ typedef enum android_LogPriority {
 /// Writes one message; a null tag stands for the log's default tag. Any thread.
 int __android_log_print(int prio, const char* tag, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));
+
+/// One message on its way to a logger; valid during the call.
+struct __android_log_message {
+    size_t struct_size;  ///< of this record in bytes
+    int32_t buffer_id;
+    int32_t priority;
+    const char* tag;   ///< null for the log's default tag
+    const char* file;  ///< null when not known
+    uint32_t line;
+    const char* message;
+};
+
+/// Takes messages instead of the log. Any thread, several at once.
+typedef void (*__android_logger_function)(const struct __android_log_message* log_message);
+
+/// All later messages of the process go to `logger`.
+void __android_log_set_logger(__android_logger_function logger);
+/// Writes a message to the standard error stream: the logger that a process begins with here.
+void __android_log_stderr_logger(const struct __android_log_message* log_message);
 
 #ifdef __cplusplus
 }

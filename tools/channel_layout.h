@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// Channel layouts by name, such as "5.1" or "7.1.4". The device itself knows channels by number
+// only; the names here are in the order of WAV files and of Android.
+
+/// The layouts that the simulated card can have.
+const std::vector<std::string>& card_layouts();
+/// That layout of them which has so many channels; "3.0" and the like when there is none.
+std::string card_layout_of(unsigned int channels);
+/// One name for each of a layout's channels, such as FL, FR, FC, LFE; empty when the layout's name
+/// does not tell them.
+std::vector<std::string> channel_names(const std::string& layout);
+/// Names for a client's channels, which come without a layout: those of the usual one, or of `in`
+/// when the counts agree. Empty when there is none.
+std::vector<std::string> output_names(unsigned int outputs, const std::vector<std::string>& in);

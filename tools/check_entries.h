@@ -1,0 +1,57 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "check_report.h"
+
+// What the checks of mixing and delay files have in common.
+
+namespace member_name {
+inline constexpr const char* kChannels = "InputChannel";
+inline constexpr const char* kLayout = "InputChannelLayout";
+inline constexpr const char* kOutputs = "OutputChannel";
+inline constexpr const char* kValues = "Parameters";
+}  // namespace member_name
+
+/// The members of a file's top level.
+struct top_names {
+    const char* enable;
+    const char* body;
+};
+top_names top_names_of(file_kind kind);
+
+/// What a stage does without a usable entry, such as "mixes by the identity matrix".
+std::string fallback_text(file_kind kind);
+/// What the identity matrix does to these channels.
+std::string identity_text(unsigned int inputs, unsigned int outputs);
+
+/// Members of the same name: the device takes the first.
+void check_duplicate_members(const coefficient_text& text, const cJSON* object, int entry,
+                             file_report* report);
+/// Tells in `found` that `owner` lacks a member, and which one may be misspelt.
+void explain_missing(const coefficient_text& text, const cJSON* object, const std::string& owner,
+                     const char* name, const std::string& example, finding* found);
+/// A member that is missing or of the wrong type fails the whole search.
+void report_unusable_member(const coefficient_text& text, const cJSON* element, int index,
+                            const char* name, const char* wanted_type, const std::string& example,
+                            file_report* report);
+/// An entry without "Parameters", of which `example` would be a good one.
+void report_missing_values(const coefficient_text& text, const cJSON* element, int index,
+                           const std::string& device, const std::string& example,
+                           file_report* report);
+/// Members of an object that the device takes for the elements of an array.
+void check_is_array(const coefficient_text& text, const cJSON* value, const char* name, int entry,
+                    file_report* report);
+/// Warns of a channel count with a fraction, which the device drops.
+void check_whole_count(const coefficient_text& text, const cJSON* number, const char* name,
+                       int entry, file_report* report);
+/// A document with nothing but `element` as its body, which still belongs to the other document.
+zel_json_document alone(const cJSON* element, const char* body_name);
+/// Calls `check` for each entry until there are too many findings.
+void for_each_entry(const cJSON* body, file_report* report,
+                    const std::function<void(const cJSON*, int)>& check);
+/// The integer part of a count that a stream can have, or 0.
+unsigned int count_of(const cJSON* number);
+/// The entry `index` of the body, or null.
+const cJSON* entry_at(const cJSON* body, int index);
