@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -72,6 +73,22 @@ TEST(command_channel, a_channel_without_pipes_fails_every_command) {
     EXPECT_EQ(fc->start(), -EIO);
     write_end = kept;
     EXPECT_EQ(fc->close(), 0);
+}
+
+TEST(command_channel, works_in_a_process_without_standard_input) {
+    zel_test::reset_script();
+    const int kept = dup(0);
+    close(0);
+    fc_access::owner fc = fc_access::make();
+    for (const int* ends : {fc_access::command_pipe(*fc), fc_access::result_pipe(*fc)}) {
+        EXPECT_GT(ends[0], 0);
+        EXPECT_GT(ends[1], 0);
+    }
+    EXPECT_EQ(fc->close(), 0);
+    fc.reset();
+    EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
+    dup2(kept, 0);
+    close(kept);
 }
 
 TEST(command_channel, skips_exactly_the_results_that_came_too_late) {
