@@ -52,7 +52,7 @@ flags=$(run PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs zel-format-converte
 "$cc" "$source/client/client.c" -o "$work/client" $flags
 expect '512 frames, control 2 is "FC log level"' run "$work/client"
 
-"$cmake" -S "$source/client" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
+"$cmake" -G Ninja -S "$source/client" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_C_COMPILER="$cc" >/dev/null
 "$cmake" --build "$work/build" >/dev/null
 expect '512 frames, control 2 is "FC log level"' run "$work/build/client"
