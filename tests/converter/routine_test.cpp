@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cfenv>
+#include <cstdlib>
 #include <cstring>
 
 #include "allocation_faults.h"
 #include "captured_log.h"
 #include "converter_access.h"
+#include "footprint.h"
 
 using zel_test::call;
 using zel_test::fc_access;
@@ -81,6 +84,46 @@ TEST(routine, steady_state_allocates_nothing_and_says_nothing) {
     ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 156; }));
     EXPECT_EQ(first, last);
     EXPECT_TRUE(zel_test::take_log().empty());
+    zel_test::allow_reads(-1);
+    EXPECT_EQ(fc->close(), 0);
+}
+
+/// ZEL_BLOCKS names another number than the one that suits a test run; the client reads along.
+TEST(routine, any_number_of_blocks_leaves_heap_stack_and_descriptors_as_they_are) {
+    const char* wanted = std::getenv("ZEL_BLOCKS");
+    const int blocks = wanted != nullptr ? std::atoi(wanted) : 5'000;
+    constexpr int kWarmUp = 100;
+    ASSERT_GT(blocks, 2 * kWarmUp);
+    zel_test::reset_script();
+    zel_test::skip_waits();
+    std::atomic<int> done{0};
+    zel_test::footprint before{}, after{};
+    const void *highest = nullptr, *lowest = nullptr;
+    zel_test::set_source([&](void* data, unsigned int frames, const pcm_config& config) {
+        std::memset(data, done & 0x7f, std::size_t{frames} * config.channels * 2);
+        const void* stack = __builtin_frame_address(0);
+        highest = done == 0 ? stack : std::max(highest, stack);
+        lowest = done == 0 ? stack : std::min(lowest, stack);
+        if (done == kWarmUp || done == blocks - 1) {
+            (done == kWarmUp ? before : after) = zel_test::footprint::now();
+        }
+        done += 1;
+        return static_cast<int>(frames);
+    });
+    const fc_access::owner fc = fc_access::make();
+    pcm_config config = zel_test::client_config(16000, PCM_FORMAT_S32_LE);
+    zel_test::refuse_rate(16000, "cannot set hw params: Invalid argument");
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_EQ(fc->start(), 0);
+    std::uint8_t data[4096];
+    zel_test::allow_reads(blocks);
+    while (done < blocks) {
+        ASSERT_GE(fc->read(data, sizeof(data)), 0);
+    }
+    EXPECT_EQ(highest, lowest);
+    EXPECT_EQ(after.heap_bytes, before.heap_bytes);
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_EQ(after.threads, before.threads);
     zel_test::allow_reads(-1);
     EXPECT_EQ(fc->close(), 0);
 }
