@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "capture.h"
+#include "command_options.h"
 #include "commands.h"
 
 namespace {
@@ -19,20 +20,12 @@ std::string add_change(const std::string& text, capture_options* options) {
     return "";
 }
 
-void add_capture_options(CLI::App* capture, capture_options* options) {
+void add_stream_options(CLI::App* capture, capture_options* options) {
     capture->add_option("out", options->out_file, "WAV file to write")
         ->envname("ZEL_CAPTURE_FILE")
         ->capture_default_str();
-    capture->add_option("-r,--rate", options->rate, "Rate in Hz (16000 to 48000)")
-        ->check(CLI::Range(16000, 48000))
-        ->capture_default_str();
-    capture->add_option("-c,--channels", options->channels, "Channels (1 to 8)")
-        ->check(CLI::Range(1, 64))
-        ->capture_default_str();
-    capture->add_option("-b,--bits", options->bits, "Bits per sample")
-        ->check(CLI::IsMember({16, 32}))
-        ->capture_default_str();
-    capture->add_option("-s,--seconds", options->seconds, "Length of the recording")
+    add_client_options(capture, &options->client);
+    capture->add_option("-s,--seconds", options->seconds, "Length of the recording in seconds")
         ->check(CLI::Range(0.01, 86400.0))
         ->capture_default_str();
     capture
@@ -42,20 +35,22 @@ void add_capture_options(CLI::App* capture, capture_options* options) {
     capture->add_option("-n,--period-count", options->period_count, "Periods in the buffer")
         ->check(CLI::Range(1, 1024))
         ->capture_default_str();
+    add_coefficient_options(capture, &options->coefficients);
+    add_json_flag(capture, &options->json);
+    capture->add_flag("-q,--quiet", options->quiet,
+                      "Don't pass the library's messages on to the standard error stream");
+}
+
+void add_simulation_options(CLI::App* capture, capture_options* options) {
     capture->add_flag("--fast", options->fast,
                       "As fast as possible instead of by the clock (simulated card)");
-    capture->add_option("-w,--wav", options->wav_file, "WAV file that the simulated card plays")
+    capture
+        ->add_option("-w,--wav", options->card.wav_file,
+                     "WAV file that the simulated card plays, over and over")
         ->check(CLI::ExistingFile);
-    capture->add_option("--signal", options->signal,
+    capture->add_option("--signal", options->card.signal,
                         "What the simulated card plays: Tones, Ramp, Chirp, Impulse, Silence");
-    capture->add_option("--card-channels", options->card_channels, "Simulated card's channels")
-        ->check(CLI::Range(1, 16));
-    capture->add_option("--card-rate", options->card_rate, "Simulated card's rate in Hz")
-        ->check(CLI::Range(8000, 192000));
-    capture->add_option("--card-bits", options->card_bits, "Simulated card's sample width")
-        ->check(CLI::IsMember({16, 24, 32}));
-    capture->add_option("--card-layout", options->card_layout,
-                        "Simulated card's layout: 1.0, 2.0, 4.0, 5.1, 7.1, 7.1.4");
+    add_card_options(capture, &options->card, true, "");
     capture->add_option_function<std::vector<std::string>>(
         "--change",
         [options](const std::vector<std::string>& texts) {
@@ -75,6 +70,15 @@ void add_capture_command(CLI::App* app, tool_action* action) {
     auto options = std::make_shared<capture_options>();
     CLI::App* capture =
         app->add_subcommand("capture", "Record from card 70, device 70 into a WAV file");
-    add_capture_options(capture, options.get());
+    add_stream_options(capture, options.get());
+    add_simulation_options(capture, options.get());
+    capture->footer(
+        "On a terminal it shows a level meter: # up to the level (RMS), - up to the peak, | the\n"
+        "peak of late. Ctrl-C ends the recording early; the file is whole up to there.\n"
+        "\n"
+        "Examples:\n"
+        "  zel-fc capture voice.wav --seconds 10\n"
+        "  zel-fc capture test.wav --signal Chirp --rate 48000 --channels 8 --bits 32\n"
+        "  zel-fc capture test.wav --fast --change \"2:PCM Slave Channels=6\"");
     capture->callback([=] { *action = [=] { return run_capture(*options); }; });
 }

@@ -11,4 +11,5 @@ using tool_action = std::function<exit_code()>;
 // Each adds its subcommand to the program; the subcommand sets `*action` when it is named.
 
 void add_capture_command(CLI::App* app, tool_action* action);
+void add_convert_command(CLI::App* app, tool_action* action);
 void add_controls_command(CLI::App* app, tool_action* action);

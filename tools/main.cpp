@@ -24,6 +24,7 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     tool_action action;
     add_capture_command(&app, &action);
+    add_convert_command(&app, &action);
     add_controls_command(&app, &action);
     try {
         app.parse(argc, argv);
