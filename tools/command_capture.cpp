@@ -1,24 +1,12 @@
 // zel-fc capture: its command line.
 
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "capture.h"
 #include "command_options.h"
 #include "commands.h"
 
 namespace {
-
-/// The value of "--change": what is wrong with it, or empty.
-std::string add_change(const std::string& text, capture_options* options) {
-    card_change change{};
-    if (!parse_card_change(text, &change)) {
-        return "\"" + text + "\" is not SECONDS:CONTROL=VALUE";
-    }
-    options->changes.push_back(change);
-    return "";
-}
 
 void add_stream_options(CLI::App* capture, capture_options* options) {
     capture->add_option("out", options->out_file, "WAV file to write")
@@ -51,17 +39,7 @@ void add_simulation_options(CLI::App* capture, capture_options* options) {
     capture->add_option("--signal", options->card.signal,
                         "What the simulated card plays: Tones, Ramp, Chirp, Impulse, Silence");
     add_card_options(capture, &options->card, true, "");
-    capture->add_option_function<std::vector<std::string>>(
-        "--change",
-        [options](const std::vector<std::string>& texts) {
-            for (const std::string& text : texts) {
-                const std::string wrong = add_change(text, options);
-                if (!wrong.empty()) {
-                    throw CLI::ValidationError("--change", wrong);
-                }
-            }
-        },
-        "Set a control of card 70 while recording, as \"2.5:PCM Slave Channels=6\"");
+    add_change_option(capture, &options->changes, "Set a control of card 70 while recording");
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "command_options.h"
 
-#include <string>
-
 void add_client_options(CLI::App* command, stream_format* client) {
     command->add_option("-r,--rate", client->rate, "Client's rate in Hz (16000 to 48000)")
         ->check(CLI::Range(16000, 48000))
@@ -43,6 +41,25 @@ void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rat
         ->check(CLI::IsMember({16, 24, 32}));
     command->add_option("--card-layout", card->layout,
                         "Simulated card's layout: 1.0, 2.0, 4.0, 5.1, 7.1, 7.1.4" + otherwise);
+}
+
+void add_change_option(CLI::App* command, std::vector<card_change>* changes,
+                       const std::string& words) {
+    command
+        ->add_option_function<std::vector<std::string>>(
+            "--change",
+            [changes](const std::vector<std::string>& texts) {
+                for (const std::string& text : texts) {
+                    card_change change{};
+                    if (!parse_card_change(text, &change)) {
+                        throw CLI::ValidationError("--change",
+                                                   '"' + text + "\" is not SECONDS:CONTROL=VALUE");
+                    }
+                    changes->push_back(change);
+                }
+            },
+            words + ", as \"2.5:PCM Slave Channels=6\"")
+        ->type_name("CHANGE");
 }
 
 void add_json_flag(CLI::App* command, bool* json) {

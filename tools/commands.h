@@ -13,3 +13,4 @@ using tool_action = std::function<exit_code()>;
 void add_capture_command(CLI::App* app, tool_action* action);
 void add_convert_command(CLI::App* app, tool_action* action);
 void add_controls_command(CLI::App* app, tool_action* action);
+void add_info_command(CLI::App* app, tool_action* action);

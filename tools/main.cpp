@@ -1,11 +1,13 @@
 // zel-fc: the format converter from the command line.
 
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 
 #include "commands.h"
 #include "exit_code.h"
+#include "help_text.h"
 
 namespace {
 
@@ -20,12 +22,22 @@ void choose_coefficient_files() {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app{"The format converter's tool: records from virtual sound card 70."};
+    CLI::App app{"", "zel-fc"};
     app.require_subcommand(1);
     tool_action action;
     add_capture_command(&app, &action);
     add_convert_command(&app, &action);
     add_controls_command(&app, &action);
+    add_info_command(&app, &action);
+    add_program_help(&app);  // behind the commands, which would inherit it
+    app.add_flag_callback(
+           "--man",
+           [&app] {
+               std::fputs(manual_page(app).c_str(), stdout);
+               throw CLI::Success();
+           },
+           "Print the manual page")
+        ->group("");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
