@@ -1,168 +1,94 @@
 #include "capture.h"
 
-#include <tinyalsa/pcm.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
 
-#include "level_meter.h"
-#include "simulated_card.h"
+#include "audio_report.h"
+#include "capture_screen.h"
+#include "card_feeder.h"
+#include "interrupt.h"
+#include "library_log.h"
 #include "stream_monitor.h"
 #include "wav_writer.h"
 
 namespace {
 
-constexpr unsigned int kVirtualCard = 70;
-constexpr unsigned int kVirtualDevice = 70;
-
-volatile std::sig_atomic_t g_interrupted = 0;
-
-void on_interrupt(int /*signal*/) {
-    g_interrupted = 1;
-}
-
-int alsa_format_of(int bits) {
-    return bits == 16 ? 2 : bits == 24 ? 6 : 10;
-}
-
-bool prepare_card(const capture_options& options, simulated_card* card) {
-    return (options.card_channels == 0 || card->set("PCM Slave Channels", options.card_channels)) &&
-           (options.card_rate == 0 || card->set("PCM Slave Rate", options.card_rate)) &&
-           (options.card_bits == 0 ||
-            card->set("PCM Slave Format", alsa_format_of(options.card_bits))) &&
-           (options.card_layout.empty() ||
-            card->choose("PCM Channel Layout", options.card_layout)) &&
-           (options.signal.empty() || card->choose("Loopback Signal", options.signal)) &&
-           (options.wav_file.empty() || card->play_file(options.wav_file)) &&
-           (!options.fast || card->choose("Sim Pacing", "Step"));
-}
-
-std::string level_bar(double dbfs) {
-    constexpr int kWidth = 12;
-    constexpr double kFloorDb = -60;
-    const double share = std::clamp((dbfs - kFloorDb) / -kFloorDb, 0.0, 1.0);
-    const auto filled = static_cast<std::size_t>(std::lround(share * kWidth));
-    return std::string(filled, '#') + std::string(kWidth - filled, '.');
-}
-
-/// Tells how far the recording is: a line that is rewritten on a terminal, else a line a second.
-class progress_line {
-  public:
-    explicit progress_line(unsigned int stream_rate) : rate(stream_rate) {}
-    void show(std::uint64_t done, std::uint64_t total, const level_meter& level) {
-        const std::uint64_t step = terminal ? rate / 8 : rate;
-        if (done < next && done < total) {
-            return;
-        }
-        next = done + step;
-        std::printf("%s%6.2f s of %.2f s", terminal ? "\r" : "", seconds(done), seconds(total));
-        for (unsigned int c = 0; c < level.channels(); ++c) {
-            std::printf("  %u %s", c, level_bar(level.rms_dbfs(c)).c_str());
-        }
-        std::printf("%s", terminal && done < total ? "" : "\n");
-        std::fflush(stdout);
-    }
-
-  private:
-    double seconds(std::uint64_t frames) const { return static_cast<double>(frames) / rate; }
-
-    unsigned int rate;
-    bool terminal = isatty(STDOUT_FILENO) != 0;
-    std::uint64_t next = 0;
-};
-
-void print_summary(const capture_options& options, std::uint64_t frames, const level_meter& level,
-                   const stream_monitor& monitor, unsigned int restarts) {
-    std::printf("%s: %llu frames, %.3f s, %u Hz, %u channels, %u bits\n", options.out_file.c_str(),
-                static_cast<unsigned long long>(frames), static_cast<double>(frames) / options.rate,
-                options.rate, options.channels, options.bits);
-    std::printf("channel     level      peak\n");
-    for (unsigned int c = 0; c < level.channels(); ++c) {
-        std::printf("%7u %6.1f dBFS %4.1f dBFS\n", c, level.rms_dbfs(c), level.peak_dbfs(c));
-    }
-    std::printf("timestamp gaps: %llu   overruns: %llu   frames lost: %llu   restarts: %u\n",
-                static_cast<unsigned long long>(monitor.gaps()),
-                static_cast<unsigned long long>(monitor.overruns()),
-                static_cast<unsigned long long>(monitor.lost_frames()), restarts);
-}
-
-/// The card's frames that yield so many of the client's, in whole blocks of both, and some to spare
-/// for the card's own start.
-int card_frames_for(std::uint32_t client_frames, unsigned int client_rate, int card_rate) {
-    const std::uint32_t block = client_rate / 1000 * 32;
-    return static_cast<int>((client_frames + block - 1) / block) * (card_rate / 1000 * 32);
-}
-
+/// A recording and all that is learnt on the way.
 struct session {
     const capture_options& options;
-    pcm* stream;
+    virtual_stream& stream;
+    card_feeder& feeder;
     simulated_card& card;
-    wav_writer& file;
-    card_changes changes;
+    held_library_log& log;
+    capture_screen screen;
     level_meter level;
     stream_monitor monitor;
+    card_changes changes;
+    chain_report chain;
+    std::vector<std::string> events{};
     std::uint64_t done = 0;
 };
 
-/// Frames read, or -1. A fast recording doesn't block in the stream, whose reads look for new data
-/// only every 32 ms, but looks for itself.
-int read_frames(session& s, void* buffer, unsigned int wanted) {
-    constexpr useconds_t kLookUs = 200;
-    constexpr int kLooks = 10'000'000 / kLookUs;
-    int got = pcm_readi(s.stream, buffer, wanted);
-    for (int look = 0; s.options.fast && got == 0 && look < kLooks; ++look) {
-        usleep(kLookUs);
-        got = pcm_readi(s.stream, buffer, wanted);
-    }
-    return got;
+capture_screen::kind screen_kind(const capture_options& options) {
+    return options.json                 ? capture_screen::kind::nothing
+           : isatty(STDOUT_FILENO) != 0 ? capture_screen::kind::terminal
+                                        : capture_screen::kind::lines;
 }
 
-/// As fast as possible without losing a frame: the card delivers what it has been granted and then
-/// waits, and it is granted one read's worth at a time, which the ring buffer always holds.
-bool grant(session& s, std::uint32_t frames) {
-    return !s.options.fast ||
-           s.card.set("Sim Granted Frames",
-                      card_frames_for(frames, s.options.rate,
-                                      s.options.card_rate != 0 ? s.options.card_rate : 48000));
-}
-
-exit_code record(session& s) {
-    const auto total = static_cast<std::uint64_t>(std::llround(s.options.seconds * s.options.rate));
-    const std::uint32_t chunk = s.options.rate / 1000 * 32;
-    std::vector<std::uint8_t> buffer(pcm_frames_to_bytes(s.stream, chunk));
-    progress_line progress(s.options.rate);
-    std::uint64_t granted = 0;
-    while (s.done < total && g_interrupted == 0) {
-        const auto wanted =
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(chunk, total - s.done));
-        if (s.done == granted) {
-            if (!grant(s, wanted)) {
-                return fail(EXIT_READ, s.card.error());
-            }
-            granted += wanted;
+void follow_log(session& s) {
+    for (const library_message& message : s.log.take()) {
+        s.chain.add(message);
+        if (!s.options.quiet) {
+            s.screen.pass_on(message);
         }
-        const int got = read_frames(s, buffer.data(), wanted);
-        if (got <= 0) {
-            return fail(EXIT_READ, got < 0 ? pcm_get_error(s.stream) : "the card delivers nothing");
+    }
+}
+
+std::string follow_card(session& s) {
+    std::vector<std::string> news;
+    const std::string wrong =
+        s.changes.follow(static_cast<double>(s.done) / s.options.client.rate, &news);
+    for (const std::string& line : news) {
+        s.screen.tell(line);
+        s.events.push_back(line);
+    }
+    return wrong;
+}
+
+exit_code record(session& s, wav_writer& file) {
+    const stream_format& client = s.options.client;
+    const auto total = static_cast<std::uint64_t>(std::llround(s.options.seconds * client.rate));
+    std::vector<std::uint8_t> buffer(std::size_t{client.block_frames()} * client.channels *
+                                     (client.bits / 8));
+    while (s.done < total && !interrupted()) {
+        const auto wanted = static_cast<std::uint32_t>(
+            std::min<std::uint64_t>(client.block_frames(), total - s.done));
+        if (s.options.fast && !s.feeder.feed(s.done, total)) {
+            return fail(EXIT_READ, s.card.error());
+        }
+        const int got = s.stream.read(buffer.data(), wanted);
+        follow_log(s);
+        if (got < 0) {
+            return fail(EXIT_READ, s.stream.error());
         }
         const auto frames = static_cast<std::uint32_t>(got);
         unsigned int avail = 0;
         timespec newest{};
-        if (pcm_get_htimestamp(s.stream, &avail, &newest) == 0) {
+        if (s.stream.newest(&avail, &newest)) {
             s.monitor.add(frames, avail, newest);
         }
         s.level.add(buffer.data(), frames);
-        if (!s.file.add(buffer.data(), frames)) {
-            return fail(EXIT_WRITE, s.file.error());
+        if (!file.add(buffer.data(), frames)) {
+            return fail(EXIT_WRITE, file.error());
         }
         s.done += frames;
-        progress.show(s.done, total, s.level);
-        const std::string wrong = s.changes.follow(static_cast<double>(s.done) / s.options.rate);
+        s.screen.add(buffer.data(), frames);
+        const std::string wrong = follow_card(s);
         if (!wrong.empty()) {
             return fail(EXIT_READ, wrong);
         }
@@ -170,65 +96,100 @@ exit_code record(session& s) {
     return EXIT_OK;
 }
 
-exit_code record_to_file(const capture_options& options, pcm* stream, simulated_card& card) {
+void print_summary(const session& s) {
+    const stream_format& client = s.options.client;
+    std::printf("%s: %llu frames, %.3f s, %u Hz, %u channels, %u bits\n",
+                s.options.out_file.c_str(), static_cast<unsigned long long>(s.done),
+                static_cast<double>(s.done) / client.rate, client.rate, client.channels,
+                client.bits);
+    print_levels(s.level);
+    std::printf("timestamp gaps: %llu   overruns: %llu   frames lost: %llu   restarts: %u\n",
+                static_cast<unsigned long long>(s.monitor.gaps()),
+                static_cast<unsigned long long>(s.monitor.overruns()),
+                static_cast<unsigned long long>(s.monitor.lost_frames()), s.changes.restarts());
+}
+
+void print_json(const session& s) {
+    const stream_format& client = s.options.client;
+    json_value events = json_value::array();
+    for (const std::string& event : s.events) {
+        events.append(event.substr(event.find_first_not_of(' ')));
+    }
+    json_value all = json_value::object();
+    all.set("file", s.options.out_file)
+        .set("frames", s.done)
+        .set("seconds", static_cast<double>(s.done) / client.rate)
+        .set("rate", client.rate)
+        .set("channels", client.channels)
+        .set("bits", client.bits)
+        .set("interrupted", interrupted())
+        .set("levels", levels_json(s.level))
+        .set("timestamp_gaps", s.monitor.gaps())
+        .set("overruns", s.monitor.overruns())
+        .set("frames_lost", s.monitor.lost_frames())
+        .set("restarts", s.changes.restarts())
+        .set("events", std::move(events))
+        .set("chain", chain_json(s.chain));
+    all.print();
+}
+
+exit_code record_to_file(session& s) {
+    const stream_format& client = s.options.client;
     wav_writer file;
-    if (!file.open(options.out_file, options.rate, options.channels, options.bits)) {
+    if (!file.open(s.options.out_file, client.rate, client.channels, client.bits)) {
         return fail(EXIT_WRITE, file.error());
     }
-    session s{options,
-              stream,
-              card,
-              file,
-              card_changes(options.changes),
-              level_meter(options.channels, options.bits),
-              stream_monitor(options.rate, pcm_get_buffer_size(stream), options.rate / 1000 * 32)};
-    exit_code code = record(s);
-    if (g_interrupted != 0) {
-        std::printf("\ninterrupted\n");
+    exit_code code = record(s, file);
+    s.screen.finish();
+    if (interrupted()) {
+        s.screen.tell("interrupted");
     }
     if (!file.close() && code == EXIT_OK) {
-        code = fail(EXIT_WRITE, options.out_file + ": cannot be completed");
+        code = fail(EXIT_WRITE, s.options.out_file + ": cannot be completed");
     }
-    print_summary(options, s.done, s.level, s.monitor, s.changes.restarts());
+    warn_of_fallbacks(s.chain);
+    s.options.json ? print_json(s) : print_summary(s);
     return code;
+}
+
+exit_code capture(const capture_options& options, simulated_card& card) {
+    constexpr unsigned int kUsualCardRate = 48000;
+    const stream_format& client = options.client;
+    held_library_log log;
+    virtual_stream stream;
+    // One block at a time, so that changes of the card come when they are due.
+    card_feeder feeder(
+        &card, client.rate,
+        options.card.rate != 0 ? static_cast<unsigned int>(options.card.rate) : kUsualCardRate, 1);
+    const bool opened =
+        stream.open(client, options.period_size, options.period_count, !options.fast);
+    session s{
+        options,
+        stream,
+        feeder,
+        card,
+        log,
+        capture_screen(screen_kind(options), client, options.out_file, options.seconds),
+        level_meter(client.channels, client.bits),
+        stream_monitor(client.rate, opened ? stream.buffer_frames() : 0, client.block_frames()),
+        card_changes(options.changes),
+        {}};
+    follow_log(s);
+    return opened ? record_to_file(s) : fail(EXIT_OPEN, stream.error());
 }
 
 }  // namespace
 
 exit_code run_capture(const capture_options& options) {
+    print_library_log(!options.quiet);
     simulated_card card;
-    if (!prepare_card(options, &card)) {
+    if (!card.apply(options.card) || (options.fast && !card.step())) {
         return fail(EXIT_OPEN, card.error());
     }
-    struct sigaction action {};
-    action.sa_handler = on_interrupt;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-
-    pcm_config config{};
-    config.channels = options.channels;
-    config.rate = options.rate;
-    config.period_size = options.period_size != 0 ? options.period_size : options.rate / 1000 * 32;
-    config.period_count = options.period_count;
-    config.format = options.bits == 32 ? PCM_FORMAT_S32_LE : PCM_FORMAT_S16_LE;
-    const unsigned int flags =
-        PCM_IN | PCM_MONOTONIC | (options.fast ? static_cast<unsigned int>(PCM_NONBLOCK) : 0);
-    pcm* stream = pcm_open(kVirtualCard, kVirtualDevice, flags, &config);
-    exit_code code = EXIT_OPEN;
-    if (stream == nullptr || pcm_is_ready(stream) == 0) {
-        fail(EXIT_OPEN, std::string("cannot open card 70, device 70: ") +
-                            (stream != nullptr ? pcm_get_error(stream) : "out of memory"));
-    } else if (pcm_prepare(stream) != 0 || pcm_start(stream) != 0) {
-        fail(EXIT_OPEN, std::string("cannot start card 70, device 70: ") + pcm_get_error(stream));
-    } else {
-        code = record_to_file(options, stream, card);
+    const std::string wrong = use_coefficient_files(options.coefficients);
+    if (!wrong.empty()) {
+        return fail(EXIT_OPEN, wrong);
     }
-    if (options.fast) {
-        // A worker that waits for a grant would keep the close waiting.
-        card.choose("Sim Pacing", "Clock");
-    }
-    if (stream != nullptr) {
-        pcm_close(stream);
-    }
-    return code;
+    catch_interrupts();
+    return capture(options, card);
 }

@@ -7,8 +7,16 @@
 #include "control_text.h"
 
 namespace {
+
 constexpr unsigned int kVirtualCard = 70;
+
+std::string at_time(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "%6.2f s: ", seconds);
+    return text;
 }
+
+}  // namespace
 
 bool parse_card_change(const std::string& text, card_change* change) {
     const auto colon = text.find(':');
@@ -34,7 +42,7 @@ card_changes::card_changes(std::vector<card_change> wanted)
     }
 }
 
-std::string card_changes::follow(double seconds) {
+std::string card_changes::follow(double seconds, std::vector<std::string>* news) {
     if (handle == nullptr) {
         return changes.empty() ? "" : "cannot open the mixer of card 70";
     }
@@ -47,13 +55,12 @@ std::string card_changes::follow(double seconds) {
         if (!wrong.empty()) {
             return "\"" + change.control + "\": " + wrong;
         }
-        std::printf("\n%6.2f s: %s = %s\n", seconds, mixer_ctl_get_name(control),
-                    change.value.c_str());
+        news->push_back(at_time(seconds) + mixer_ctl_get_name(control) + " = " + change.value);
     }
     for (mixer_ctl_event event{};
          mixer_wait_event(handle, 0) == 1 && mixer_read_event(handle, &event) == 1;) {
         ++restart_count;
-        std::printf("\n%6.2f s: the capture was restarted\n", seconds);
+        news->push_back(at_time(seconds) + "the capture was restarted");
     }
     return "";
 }

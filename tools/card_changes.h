@@ -16,7 +16,7 @@ struct card_change {
 bool parse_card_change(const std::string& text, card_change* change);
 
 /// Makes changes through the virtual card's mixer while a recording runs, and hears of the stream's
-/// restarts. Tells both on the standard output.
+/// restarts.
 class card_changes {
   public:
     explicit card_changes(std::vector<card_change> wanted);
@@ -24,8 +24,9 @@ class card_changes {
     card_changes(const card_changes&) = delete;
     card_changes& operator=(const card_changes&) = delete;
 
-    /// Makes the changes that are due, and looks for news. What is wrong, or empty.
-    std::string follow(double seconds);
+    /// Makes the changes that are due, and looks for news; appends a line to `news` for each. What
+    /// is wrong, or empty.
+    std::string follow(double seconds, std::vector<std::string>* news);
     unsigned int restarts() const { return restart_count; }
 
   private:

@@ -1,5 +1,3 @@
-#include "command_check.h"
-
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -11,6 +9,7 @@
 #include "channel_layout.h"
 #include "check_file.h"
 #include "check_print.h"
+#include "commands.h"
 #include "exit_code.h"
 #include "zel_channel_mixing.h"
 
@@ -93,7 +92,7 @@ exit_code run_check(const check_options& options) {
 
 }  // namespace
 
-void add_check_command(CLI::App* app, int* code) {
+void add_check_command(CLI::App* app, tool_action* action) {
     const auto options = std::make_shared<check_options>();
     CLI::App* check = app->add_subcommand(
         "check", "Tell what the device makes of mixing and delay coefficient files");
@@ -121,10 +120,10 @@ void add_check_command(CLI::App* app, int* code) {
                      "Take the files for mixing or delay files (default: by their members)")
         ->check(CLI::IsMember({"mixing", "delay"}));
     check->add_flag("--json", options->json, "Print JSON for machines");
-    check->callback([options, outputs, code] {
+    check->callback([options, outputs, action] {
         if (outputs->count() > 0 && options->channels == 0 && options->layout.empty()) {
             throw CLI::ValidationError("--outputs", "needs --channels or --layout");
         }
-        *code = run_check(*options);
+        *action = [options] { return run_check(*options); };
     });
 }

@@ -106,6 +106,10 @@ std::string control_value_text(mixer_ctl* control) {
     return text;
 }
 
+std::string shortened(const std::string& text, std::size_t longest) {
+    return text.size() <= longest ? text : text.substr(0, longest - 3) + "...";
+}
+
 std::string control_range_text(mixer_ctl* control) {
     std::string text;
     switch (mixer_ctl_get_type(control)) {

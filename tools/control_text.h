@@ -10,6 +10,8 @@
 
 /// The value; "?" when the control cannot be read.
 std::string control_value_text(mixer_ctl* control);
+/// At most `longest` characters of a text, with "..." where the rest is missing.
+std::string shortened(const std::string& text, std::size_t longest);
 /// What the control can be set to, such as "0 to 100" or the items; empty for bytes.
 std::string control_range_text(mixer_ctl* control);
 /// Sets all elements: one value for each, or one for all. Bytes take a single value, as text or

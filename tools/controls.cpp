@@ -4,7 +4,9 @@
 
 #include <cstdio>
 #include <memory>
+#include <utility>
 
+#include "control_json.h"
 #include "control_text.h"
 
 namespace {
@@ -28,10 +30,39 @@ mixer_ctl* named_control(mixer* handle, const controls_options& options) {
     return control;
 }
 
-/// Short enough for a line of the list.
-std::string shortened(const std::string& value) {
+const char* type_text(mixer_ctl* control) {
+    return mixer_ctl_is_access_tlv_rw(control) != 0 ? "TLV" : mixer_ctl_get_type_string(control);
+}
+
+/// Number, name, type, count, value and what it can be set to.
+json_value control_json(unsigned int number, mixer_ctl* control) {
+    json_value json = json_value::object();
+    json.set("number", number)
+        .set("name", mixer_ctl_get_name(control))
+        .set("type", type_text(control))
+        .set("count", mixer_ctl_get_num_values(control))
+        .set("value", control_value_json(control));
+    if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_INT) {
+        json.set("min", mixer_ctl_get_range_min(control))
+            .set("max", mixer_ctl_get_range_max(control));
+    } else if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM) {
+        json_value items = json_value::array();
+        for (unsigned int i = 0; i < mixer_ctl_get_num_enums(control); ++i) {
+            const char* item = mixer_ctl_get_enum_string(control, i);
+            items.append(item != nullptr ? item : "");
+        }
+        json.set("items", std::move(items));
+    }
+    return json;
+}
+
+void print_line(unsigned int number, mixer_ctl* control) {
     constexpr std::size_t kLongest = 60;
-    return value.size() <= kLongest ? value : value.substr(0, kLongest - 3) + "...";
+    const std::string range = control_range_text(control);
+    std::printf("%3u  %-4s  %5u  %-22s  %s%s%s%s\n", number, type_text(control),
+                mixer_ctl_get_num_values(control), mixer_ctl_get_name(control),
+                shortened(control_value_text(control), kLongest).c_str(),
+                range.empty() ? "" : "  (", range.c_str(), range.empty() ? "" : ")");
 }
 
 }  // namespace
@@ -41,16 +72,20 @@ exit_code list_controls(const controls_options& options) {
     if (!handle) {
         return no_card(options);
     }
-    std::printf("%3s  %-4s  %5s  %-22s  %s\n", "ctl", "type", "count", "name", "value");
+    json_value all = json_value::array();
+    if (!options.json) {
+        std::printf("%3s  %-4s  %5s  %-22s  %s\n", "ctl", "type", "count", "name", "value");
+    }
     for (unsigned int i = 0; i < mixer_get_num_ctls(handle.get()); ++i) {
         mixer_ctl* control = mixer_get_ctl(handle.get(), i);
-        const std::string range = control_range_text(control);
-        std::printf(
-            "%3u  %-4s  %5u  %-22s  %s%s%s%s\n", i,
-            mixer_ctl_is_access_tlv_rw(control) != 0 ? "TLV" : mixer_ctl_get_type_string(control),
-            mixer_ctl_get_num_values(control), mixer_ctl_get_name(control),
-            shortened(control_value_text(control)).c_str(), range.empty() ? "" : "  (",
-            range.c_str(), range.empty() ? "" : ")");
+        if (options.json) {
+            all.append(control_json(i, control));
+        } else {
+            print_line(i, control);
+        }
+    }
+    if (options.json) {
+        all.print();
     }
     return EXIT_OK;
 }
@@ -68,7 +103,11 @@ exit_code get_control(const controls_options& options) {
     if (value == "?") {
         return fail(EXIT_READ, "the card does not tell \"" + options.control + "\"");
     }
-    std::printf("%s\n", value.c_str());
+    if (options.json) {
+        control_value_json(control).print(true);
+    } else {
+        std::printf("%s\n", value.c_str());
+    }
     return EXIT_OK;
 }
 

@@ -9,6 +9,7 @@ struct controls_options {
     unsigned int card = 70;
     std::string control;              ///< name or number
     std::vector<std::string> values;  ///< to set
+    bool json = false;                ///< list and get print JSON
 };
 
 // Each writes to the standard output, errors to the standard error stream.

@@ -1,6 +1,5 @@
 #include "simulated_card.h"
 
-#include <filesystem>
 #include <vector>
 
 namespace {
@@ -36,18 +35,33 @@ bool simulated_card::choose(const std::string& control, const std::string& item)
                                 fail("the card has no \"" + item + "\" for \"" + control + "\""));
 }
 
-bool simulated_card::play_file(const std::string& path) {
+int simulated_card::value(const std::string& control) {
+    mixer_ctl* found = find(control);
+    return found != nullptr ? mixer_ctl_get_value(found, 0) : -1;
+}
+
+bool simulated_card::apply(const card_setup& setup) {
+    const int alsa_format = setup.bits == 16 ? 2 : setup.bits == 24 ? 6 : 10;
+    return (setup.channels == 0 || set("PCM Slave Channels", setup.channels)) &&
+           (setup.rate == 0 || set("PCM Slave Rate", setup.rate)) &&
+           (setup.bits == 0 || set("PCM Slave Format", alsa_format)) &&
+           (setup.layout.empty() || choose("PCM Channel Layout", setup.layout)) &&
+           (setup.signal.empty() || choose("Loopback Signal", setup.signal)) &&
+           (setup.wav_file.empty() || play_file(setup.wav_file, setup.once));
+}
+
+bool simulated_card::play_file(const std::string& path, bool once) {
     mixer_ctl* found = find("Sim WAV File");
     if (found == nullptr) {
         return false;
     }
     std::vector<char> bytes(mixer_ctl_get_num_values(found));
-    const std::string full = std::filesystem::absolute(path).string();
-    if (full.size() >= bytes.size()) {
-        return fail("the path is too long: " + full);
+    if (path.size() >= bytes.size()) {
+        return fail("the path is longer than " + std::to_string(bytes.size() - 1) +
+                    " characters: " + path);
     }
-    full.copy(bytes.data(), full.size());
+    path.copy(bytes.data(), path.size());
     return (mixer_ctl_set_array(found, bytes.data(), bytes.size()) == 0 ||
             fail("the card refuses the file's path")) &&
-           choose("Loopback Signal", "WAV file");
+           choose("Loopback Signal", once ? "WAV file once" : "WAV file");
 }

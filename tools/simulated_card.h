@@ -5,6 +5,17 @@
 #include <cstdint>
 #include <string>
 
+/// What the simulated card is to be; what is 0 or empty stays as it is.
+struct card_setup {
+    int channels = 0;
+    int rate = 0;  ///< Hz
+    int bits = 0;  ///< 16, 24 or 32
+    std::string layout;
+    std::string signal;
+    std::string wav_file;  ///< played instead of the signal
+    bool once = false;     ///< the file, then silence; else over and over
+};
+
 /// The simulated sound card's settings, through its mixer. On a machine whose loopback capture is
 /// a real card there is none; every call then fails with a message.
 class simulated_card {
@@ -16,10 +27,17 @@ class simulated_card {
 
     bool set(const std::string& control, int value);
     bool choose(const std::string& control, const std::string& item);
-    bool play_file(const std::string& path);
+    bool apply(const card_setup& setup);
+    /// From now on the card delivers only frames that are granted, or again by the clock. A stream
+    /// that waits for a grant must be given the clock back before it is closed.
+    bool step() { return choose("Sim Pacing", "Step"); }
+    bool run_by_clock() { return choose("Sim Pacing", "Clock"); }
+    bool grant(int frames) { return set("Sim Granted Frames", frames); }
+    int value(const std::string& control);
     const std::string& error() const { return message; }
 
   private:
+    bool play_file(const std::string& path, bool once);
     mixer_ctl* find(const std::string& control);
     bool fail(const std::string& text);
 

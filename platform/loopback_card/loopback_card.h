@@ -38,7 +38,8 @@ enum signal_kind {
     SIGNAL_CHIRP,
     SIGNAL_IMPULSE,
     SIGNAL_SILENCE,
-    SIGNAL_WAV
+    SIGNAL_WAV,
+    SIGNAL_WAV_ONCE
 };
 enum pacing_kind { PACING_CLOCK, PACING_FAST, PACING_STEP };
 

@@ -1,12 +1,9 @@
 #include "loopback_source.h"
 
-#include <android/log.h>
-#include <sndfile.h>
-
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <numbers>
+#include <vector>
 
 #include "zel_loopback_signal.h"
 
@@ -15,7 +12,6 @@ namespace {
 constexpr double kChirpSeconds = 4.0;
 constexpr double kChirpFromHz = 20.0;
 constexpr double kChirpToHz = 20000.0;
-constexpr sf_count_t kMaxWavSamples = sf_count_t{1} << 26;
 
 /// A linear sweep that starts anew every kChirpSeconds, at a quarter of full scale.
 std::int32_t chirp(std::uint64_t frame, unsigned int rate) {
@@ -37,55 +33,39 @@ int loopback_source::open(unsigned int stream_channels, unsigned int stream_rate
     rate = stream_rate;
     format = alsa_format;
     signal = loopback_card::instance().integer(CTL_SIGNAL);
-    return signal == SIGNAL_WAV ? load_wav() : 0;
-}
-
-int loopback_source::load_wav() {
+    if (signal != SIGNAL_WAV && signal != SIGNAL_WAV_ONCE) {
+        return 0;
+    }
     std::vector<unsigned char> path = loopback_card::instance().bytes(CTL_WAV_FILE);
     path.push_back(0);
-    const auto* name = reinterpret_cast<const char*>(path.data());
-    SF_INFO info{};
-    SNDFILE* file = sf_open(name, SFM_READ, &info);
-    if (file == nullptr) {
-        const int status = sf_error(nullptr) == SF_ERR_SYSTEM ? -ENOENT : -EINVAL;
-        __android_log_print(ANDROID_LOG_ERROR, "zel_loopback_card", "cannot play \"%s\": %s", name,
-                            sf_strerror(nullptr));
-        return status;
-    }
-    int status = -EINVAL;
-    if (info.frames > 0 && info.frames <= kMaxWavSamples / info.channels) {
-        wav_channels = static_cast<unsigned int>(info.channels);
-        wav_rate = static_cast<unsigned int>(info.samplerate);
-        wav.resize(static_cast<std::size_t>(info.frames) * wav_channels);
-        status = sf_readf_int(file, wav.data(), info.frames) == info.frames ? 0 : -EINVAL;
-    }
-    if (status != 0) {
-        __android_log_print(ANDROID_LOG_ERROR, "zel_loopback_card",
-                            "cannot play \"%s\": empty, too long or cut short", name);
-    }
-    sf_close(file);
-    return status;
+    return wav.open(reinterpret_cast<const char*>(path.data()));
 }
 
-/// The file again and again, its channels repeated over the stream's, at the stream's rate by
-/// linear interpolation.
-std::int32_t loopback_source::wav_sample(std::uint64_t frame, unsigned int channel) const {
-    const std::uint64_t length = wav.size() / wav_channels;
-    const std::uint64_t position = frame * wav_rate;
+/// The file's frame, its channels repeated over the stream's.
+std::int32_t loopback_source::wav_frame(std::uint64_t frame, unsigned int channel) {
+    if (signal == SIGNAL_WAV_ONCE && frame >= wav.frames()) {
+        return 0;
+    }
+    return wav.sample(frame % wav.frames(), channel % wav.channels());
+}
+
+/// At the stream's rate by linear interpolation.
+std::int32_t loopback_source::wav_sample(std::uint64_t frame, unsigned int channel) {
+    if (wav.rate() == rate) {
+        return wav_frame(frame, channel);
+    }
+    const std::uint64_t position = frame * wav.rate();
     const std::uint64_t before = position / rate;
-    const auto at = [&](std::uint64_t n) {
-        return wav[static_cast<std::size_t>(n % length) * wav_channels + channel % wav_channels];
-    };
     const std::uint64_t part = position % rate;
     if (part == 0) {
-        return at(before);
+        return wav_frame(before, channel);
     }
     const double share = static_cast<double>(part) / rate;
-    return static_cast<std::int32_t>(
-        std::lround(at(before) * (1 - share) + at(before + 1) * share));
+    return static_cast<std::int32_t>(std::lround(wav_frame(before, channel) * (1 - share) +
+                                                 wav_frame(before + 1, channel) * share));
 }
 
-std::int32_t loopback_source::sample(std::uint64_t frame, unsigned int channel) const {
+std::int32_t loopback_source::sample(std::uint64_t frame, unsigned int channel) {
     switch (signal) {
         case SIGNAL_TONES:
             return zel_loopback_tone(frame, channel, rate);
@@ -96,13 +76,14 @@ std::int32_t loopback_source::sample(std::uint64_t frame, unsigned int channel) 
         case SIGNAL_IMPULSE:
             return frame % rate == 0 ? 0x40000000 : 0;
         case SIGNAL_WAV:
+        case SIGNAL_WAV_ONCE:
             return wav_sample(frame, channel);
         default:
             return 0;
     }
 }
 
-void loopback_source::fill(std::uint64_t first, std::uint32_t frames, unsigned char* out) const {
+void loopback_source::fill(std::uint64_t first, std::uint32_t frames, unsigned char* out) {
     loopback_card& card = loopback_card::instance();
     const int volume[2] = {card.integer(CTL_VOLUME, 0), card.integer(CTL_VOLUME, 1)};
     for (std::uint32_t f = 0; f < frames; ++f) {

@@ -5,6 +5,7 @@
 #include <tinyalsa/mixer.h>
 #include <tinyalsa/pcm.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -201,9 +202,46 @@ TEST_F(loopback_card_test, plays_wav_files_over_and_over) {
         EXPECT_NEAR(got[3 * f + 1], -left[f], 1) << f;
         EXPECT_EQ(got[3 * f + 2], left[f]) << "channels repeat";
     }
+    choose("Loopback Signal", "WAV file once");
+    ASSERT_TRUE(open(3, 48000, PCM_FORMAT_S16_LE)) << pcm_get_error(stream);
+    ASSERT_EQ(pcm_readi(stream, got.data(), 8), 8);
+    for (std::size_t f = 0; f < 8; ++f) {
+        EXPECT_NEAR(got[3 * f], f < 5 ? left[f] : f == 5 ? 250 : 0, 1) << f;
+    }
     name[0] = 'x';
     mixer_ctl_set_array(control("Sim WAV File"), name.data(), name.size());
     EXPECT_FALSE(open(3, 48000, PCM_FORMAT_S16_LE));
+    choose("Loopback Signal", "Tones");
+}
+
+TEST_F(loopback_card_test, long_files_of_floats_play_whole_and_clip) {
+    const std::string path = zel_test::test_folder() + "/floats.wav";
+    SF_INFO info{};
+    info.samplerate = 48000;
+    info.channels = 1;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    std::vector<float> written(10000);
+    for (std::size_t f = 0; f < written.size(); ++f) {
+        written[f] = static_cast<float>(f) / 8192 - 0.5F;
+    }
+    sf_writef_float(file, written.data(), 10000);
+    sf_close(file);
+    std::vector<char> name(256);
+    path.copy(name.data(), path.size());
+    mixer_ctl_set_array(control("Sim WAV File"), name.data(), name.size());
+    choose("Loopback Signal", "WAV file once");
+    choose("Sim Pacing", "Fast");
+    set("PCM Slave Format", 2);
+    set("PCM Slave Channels", 1);
+    set("PCM Slave Rate", 48000);
+    ASSERT_TRUE(open(1, 48000, PCM_FORMAT_S16_LE)) << pcm_get_error(stream);
+    std::vector<std::int16_t> got(10500);
+    ASSERT_EQ(pcm_readi(stream, got.data(), 10500), 10500);
+    for (int f = 0; f < 10500; ++f) {
+        ASSERT_EQ(got[static_cast<std::size_t>(f)], f >= 10000 ? 0 : std::min(f * 4 - 16384, 32767))
+            << f;
+    }
     choose("Loopback Signal", "Tones");
 }
 

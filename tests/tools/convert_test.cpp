@@ -1,0 +1,241 @@
+// What a file becomes on its way through the virtual card, against the chain's model.
+
+#include "convert.h"
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "capture.h"
+#include "chain_model.h"
+#include "stage_probe.h"
+#include "test_folder.h"
+#include "zel_loopback_signal.h"
+
+namespace {
+
+using zel_test::chain_model;
+using zel_test::stream_setup;
+
+constexpr std::uint32_t kBlock = 1536;
+
+std::string in_folder(const char* name) {
+    return zel_test::test_folder() + "/" + name;
+}
+
+/// The simulated card's ramp as a file.
+std::string write_ramp(const char* name, unsigned int channels, int bits, std::uint32_t frames) {
+    SF_INFO info{};
+    info.samplerate = 48000;
+    info.channels = static_cast<int>(channels);
+    info.format = SF_FORMAT_WAV | (bits == 16   ? SF_FORMAT_PCM_16
+                                   : bits == 24 ? SF_FORMAT_PCM_24
+                                                : SF_FORMAT_PCM_32);
+    SNDFILE* file = sf_open(in_folder(name).c_str(), SFM_WRITE, &info);
+    std::vector<std::int32_t> samples;
+    for (std::uint32_t f = 0; f < frames; ++f) {
+        for (unsigned int c = 0; c < channels; ++c) {
+            samples.push_back(zel_loopback_ramp(f, c));
+        }
+    }
+    EXPECT_EQ(sf_writef_int(file, samples.data(), frames), frames);
+    sf_close(file);
+    return in_folder(name);
+}
+
+/// A file's samples, 16-bit ones in the low half.
+std::vector<std::int32_t> read_samples(const std::string& path) {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    EXPECT_NE(file, nullptr) << path;
+    std::vector<std::int32_t> samples(static_cast<std::size_t>(info.frames * info.channels));
+    sf_readf_int(file, samples.data(), info.frames);
+    sf_close(file);
+    if ((info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16) {
+        for (std::int32_t& sample : samples) {
+            sample >>= 16;
+        }
+    }
+    return samples;
+}
+
+convert_options options_for(const stream_setup& setup, const std::string& in) {
+    convert_options options;
+    options.in_file = in;
+    options.out_file = in_folder("converted.wav");
+    options.client.rate = setup.client_rate;
+    options.client.channels = setup.client_channels;
+    options.client.bits = setup.client_bits;
+    options.card.layout = "1.0";
+    options.json = true;
+    return options;
+}
+
+class convert_test : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        setenv("ZEL_VOICE_CONFIG_DIR", zel_test::write_coefficients(), 1);
+    }
+    void SetUp() override { testing::internal::CaptureStdout(); }
+    void TearDown() override { testing::internal::GetCapturedStdout(); }
+};
+
+TEST_F(convert_test, every_sample_is_the_models) {
+    const stream_setup setups[] = {{16, 2, 16, 2, 48000},  {16, 8, 16, 2, 16000},
+                                   {16, 6, 32, 6, 48000},  {24, 8, 32, 8, 48000},
+                                   {32, 12, 16, 4, 16000}, {32, 8, 32, 3, 16000}};
+    for (const stream_setup& setup : setups) {
+        SCOPED_TRACE(testing::Message() << setup.card_bits << " bits, " << setup.card_channels
+                                        << " to " << setup.client_channels << " channels");
+        constexpr std::uint32_t kBlocks = 20;
+        const std::string in =
+            write_ramp("ramp.wav", setup.card_channels, setup.card_bits, kBlocks * kBlock);
+        ASSERT_EQ(run_convert(options_for(setup, in)), EXIT_OK);
+        const std::vector<std::int32_t> got = read_samples(in_folder("converted.wav"));
+
+        chain_model model(setup,
+                          zel_test::matrix_for("1.0", setup.card_channels, setup.client_channels));
+        // Up to 80 ms of delay and 237 frames of the filter come after the file.
+        const bool converts = setup.client_rate != 48000;
+        const std::uint32_t ringing =
+            (setup.card_channels > 2 ? 3840U : 1920U) + (converts ? 237U : 0U);
+        const std::uint32_t tail_blocks = (ringing + kBlock - 1) / kBlock;
+        std::vector<std::int32_t> expected;
+        for (std::uint32_t b = 0; b < kBlocks + tail_blocks; ++b) {
+            if (b == kBlocks) {
+                model.set_volume(0, 0);
+            }
+            const std::vector<std::int32_t> block = model.next_block();
+            expected.insert(expected.end(), block.begin(), block.end());
+        }
+        ASSERT_EQ(got.size(), expected.size());
+        for (std::size_t k = 0; k < got.size(); ++k) {
+            ASSERT_EQ(got[k], expected[k]) << "sample " << k;
+        }
+    }
+}
+
+TEST_F(convert_test, capture_of_the_same_file_gives_the_same) {
+    const stream_setup setup{16, 8, 16, 2, 16000};
+    const std::string in = write_ramp("short.wav", 8, 16, 10 * kBlock);
+    ASSERT_EQ(run_convert(options_for(setup, in)), EXIT_OK);
+    capture_options capture;
+    capture.out_file = in_folder("captured.wav");
+    capture.seconds = 0.32;
+    capture.fast = capture.json = capture.quiet = true;
+    capture.card.wav_file = in;
+    capture.card.layout = "1.0";
+    capture.card.bits = 16;
+    capture.card.channels = 8;
+    ASSERT_EQ(run_capture(capture), EXIT_OK);
+    const std::vector<std::int32_t> captured = read_samples(capture.out_file);
+    std::vector<std::int32_t> converted = read_samples(in_folder("converted.wav"));
+    ASSERT_EQ(captured.size(), 10 * 512 * 2U);
+    ASSERT_GT(converted.size(), captured.size());
+    converted.resize(captured.size());
+    EXPECT_EQ(converted, captured);
+}
+
+TEST_F(convert_test, the_last_block_is_filled_with_silence) {
+    const stream_setup setup{16, 2, 16, 2, 48000};
+    convert_options options = options_for(setup, write_ramp("odd.wav", 2, 16, kBlock + 100));
+    options.tail_seconds = 0;
+    ASSERT_EQ(run_convert(options), EXIT_OK);
+    const std::vector<std::int32_t> odd = read_samples(options.out_file);
+    ASSERT_EQ(odd.size(), 2 * kBlock * 2U);
+    options.in_file = write_ramp("even.wav", 2, 16, 2 * kBlock);
+    ASSERT_EQ(run_convert(options), EXIT_OK);
+    const std::vector<std::int32_t> even = read_samples(options.out_file);
+    // Channel 0 is not delayed, its neighbour by 40 ms; output 0 takes channel 1 and half of 0.
+    const std::size_t end = std::size_t{kBlock + 100} * 2;
+    EXPECT_TRUE(
+        std::equal(odd.begin(), odd.begin() + static_cast<std::ptrdiff_t>(end), even.begin()));
+    EXPECT_NE(odd, even);
+    options.tail_seconds = 0.1;  // 4800 frames more: 6436 in all, 5 blocks
+    options.in_file = in_folder("odd.wav");
+    ASSERT_EQ(run_convert(options), EXIT_OK);
+    EXPECT_EQ(read_samples(options.out_file).size(), 5 * kBlock * 2U);
+}
+
+TEST_F(convert_test, coefficient_files_can_be_named_and_what_becomes_of_them_is_told) {
+    const stream_setup setup{16, 2, 16, 1, 48000};
+    convert_options options = options_for(setup, write_ramp("two.wav", 2, 16, kBlock));
+    options.tail_seconds = 0;
+    options.coefficients.mixing = in_folder("swap.json");
+    options.coefficients.delay = in_folder("broken.json");
+    std::ofstream(options.coefficients.mixing)
+        << R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,)"
+        << R"("InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[0,1]}]})";
+    std::ofstream(options.coefficients.delay) << "{";
+    options.card.layout = "";  // the usual one for two channels: 2.0
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(run_convert(options), EXIT_OK);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_NE(told.find("the delay file is not in use (delay coefficient file"), std::string::npos)
+        << told;
+    EXPECT_EQ(told.find("mixing"), std::string::npos) << told;
+    const std::vector<std::int32_t> got = read_samples(options.out_file);
+    ASSERT_EQ(got.size(), kBlock);
+    for (std::uint32_t f = 0; f < kBlock; ++f) {
+        ASSERT_EQ(got[f], zel_loopback_ramp(f, 1) >> 16) << f;
+    }
+
+    options.coefficients.mixing = in_folder("nowhere.json");
+    options.coefficients.delay = "";
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(run_convert(options), EXIT_OK);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("the output is silent"),
+              std::string::npos);
+    EXPECT_EQ(read_samples(options.out_file), std::vector<std::int32_t>(kBlock));
+}
+
+TEST_F(convert_test, refuses_without_touching_the_output) {
+    const stream_setup setup{16, 2, 16, 2, 16000};
+    const std::string in = write_ramp("kept.wav", 2, 16, kBlock);
+    convert_options options = options_for(setup, in);
+    std::ofstream(options.out_file) << "mine";
+    const auto kept = [&] {
+        std::string text;
+        std::ifstream(options.out_file) >> text;
+        return text == "mine";
+    };
+    testing::internal::CaptureStderr();
+    options.coefficients.mixing = std::string(128, 'x');
+    EXPECT_EQ(run_convert(options), EXIT_OPEN);
+    options.coefficients.mixing = "";
+    options.in_file = in_folder("text.wav");
+    std::ofstream(options.in_file) << "no audio";
+    EXPECT_EQ(run_convert(options), EXIT_OPEN);
+    options.in_file = in;
+    options.client.channels = 9;
+    EXPECT_EQ(run_convert(options), EXIT_OPEN);
+    EXPECT_TRUE(kept());
+    options.client.channels = 2;
+    options.out_file = zel_test::test_folder() + "/./kept.wav";
+    EXPECT_EQ(run_convert(options), EXIT_USAGE);
+    EXPECT_EQ(read_samples(in).size(), kBlock * 2U);
+    options.out_file = "/nowhere/out.wav";
+    EXPECT_EQ(run_convert(options), EXIT_WRITE);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_NE(told.find("the path is longer than 127 characters"), std::string::npos) << told;
+    EXPECT_NE(told.find("channel num 9 out of limit 8"), std::string::npos) << told;
+}
+
+TEST(stage_probe, finds_what_the_files_say) {
+    const std::string folder = zel_test::write_coefficients();
+    EXPECT_EQ(probe_delays(folder + "/voice_channel_delay_coef.json", 4, 48000),
+              (std::vector<std::uint32_t>{0, 1920, 3840, 0}));
+    EXPECT_EQ(probe_matrix(folder + "/voice_channel_mixing_coef.json", "1.0", 3, 2),
+              (std::vector<double>{0.5, 0.25, 0, 0, 0.5, 0.25}));
+    const std::string longest = in_folder("longest.json");
+    std::ofstream(longest) << R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":)"
+                           << R"([{"InputChannel":2,"Parameters":[10000,1000]}]})";
+    EXPECT_EQ(probe_delays(longest, 2, 16000), (std::vector<std::uint32_t>{160000, 16000}));
+}
+
+}  // namespace

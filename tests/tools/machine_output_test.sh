@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# usage: machine_output_test.sh ZEL_FC CONFIG_DIR. What the tool prints for programs and as manual.
+set -euo pipefail
+zel_fc=$1
+export ZEL_VOICE_CONFIG_DIR=$2
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+# holds CODE EXPRESSION ARGUMENT...: the exit code, and a Python expression of the JSON `j`, which
+# must be all that is on the standard output.
+holds() {
+    local code=$1 expression=$2 got=0
+    shift 2
+    "$zel_fc" "$@" >"$folder/json" 2>"$folder/errors" || got=$?
+    if [ "$got" -ne "$code" ] || ! python3 -c '
+import json, sys
+text = open(sys.argv[1]).read()
+j = [json.loads(line) for line in text.splitlines()] if sys.argv[3] == "lines" else json.loads(text)
+sys.exit(not eval("(" + sys.argv[2] + ")"))' "$folder/json" "$expression" "${form:-whole}"; then
+        echo "zel-fc $*: exit code $got instead of $code, or not: $expression"
+        cat "$folder/json" "$folder/errors"
+        exit 1
+    fi
+}
+
+out=$folder/out.wav
+holds 0 'j["frames"] == 16000 and j["chain"]["mixing"]["in_use"] == "file" and
+    len(j["levels"]) == 2 and j["events"][0] == "0.51 s: PCM Slave Format = 2" and
+    j["events"][1].endswith("the capture was restarted") and j["restarts"] == 1 and
+    j["chain"]["card"]["word_bits"] == 16' \
+    capture "$out" --fast -s 1 --json --change "0.5:PCM Slave Format=2" -q
+[ ! -s "$folder/errors" ]
+holds 0 'j["in"]["frames"] == 16000 and j["chain"]["card"]["rate"] == 16000 and
+    j["out"]["levels"][0]["peak_dbfs"] is not None' convert "$out" "$folder/again.wav" --json
+# No way from 48000 to 32000 Hz: the library's silent blocks are told.
+"$zel_fc" capture "$out" --fast -s 0.5 -r 48000 -c 8 -q >/dev/null
+holds 0 'j["chain"]["silent_blocks"] == j["blocks"] and
+    j["out"]["levels"][0]["peak_dbfs"] is None' convert "$out" "$folder/again.wav" -r 32000 --json
+grep -qF "blocks are silence" "$folder/errors"
+
+holds 0 'j["limits"]["channels"] == {"min": 1, "max": 8} and
+    j["limits"]["rate"] == {"min": 16000, "max": 48000} and
+    j["controls"]["PCM Channel Layout"] == "5.1" and len(j["matrix"]) == 2 and
+    len(j["matrix"][0]) == 6 and len(j["delay_frames"]) == 6 and
+    j["chain"]["stages"]["rate_conversion"] and not j["chain"]["stages"]["padding"] and
+    j["mixing_file"].endswith("voice_channel_mixing_coef.json") and
+    j["kernels"]["in_use"] in [k["name"] for k in j["kernels"]["built"] if k["supported"]]' \
+    info --json --card-channels 6 --card-layout 5.1
+holds 0 'j["chain"]["mixing"] == {"in_use": "identity", "file": j["mixing_file"],
+    "reason": "8(7.1) => 3 mixing coefficient not found"} and
+    j["matrix"] == [[int(i == o) for i in range(8)] for o in range(3)]' info --json -c 3
+ZEL_FC_KERNEL=plain holds 0 'j["kernels"]["in_use"] == "plain"' info --json
+holds 2 'not j["opens"] and j["chain"] == {}' info --json --card-rate 44100
+grep -qF "the library says: sample rate is not 16 48Khz" "$folder/errors"
+
+holds 0 'j[2] == {"number": 2, "name": "FC log level", "type": "ENUM", "count": 1, "value": "Info",
+    "items": ["None", "Fatal", "Error", "Warn", "Info", "Trace", "All"]} and
+    j[3]["value"] == [100, 100] and j[3]["max"] == 100' controls list --json
+holds 0 'j == "Info"' controls get 2 --json
+holds 0 'j == [100, 100]' controls get "Loopback Volume" --json
+form=lines holds 0 '[e["changed"] for e in j] == [{"PCM Slave Channels": 6}] and
+    j[0]["event"] == "restart" and 0.1 <= j[0]["seconds"] < 5' \
+    controls watch --json -s 1.5 --change "0.1:PCM Slave Channels=6" --change "0.1:Loopback Volume=100"
+form=lines holds 0 'len(j) == 0' \
+    controls watch --json -s 0.4 --no-stream --change "0.1:PCM Slave Channels=6"
+form=lines holds 0 '[(e["name"], e["value"]) for e in j] == [("Loopback Volume", [7, 7]),
+    ("PCM Channel Layout", "5.1")]' \
+    controls --card 0 watch --json -s 0.5 --change "0.1:Loopback Volume=7" \
+    --change "0.2:PCM Channel Layout=5.1"
+form=lines holds 4 'len(j) == 0' controls watch --json --change "0:Loopback Volume=101"
+form=lines holds 2 'len(j) == 0' controls watch --json --card 5
+# An interrupt ends the watch.
+"$zel_fc" controls watch >/dev/null 2>&1 &
+sleep 0.5
+kill -INT $!
+wait $!
+
+# The manual page: every command and option of the help, without a complaint of the formatter.
+"$zel_fc" --man >"$folder/zel-fc.1"
+for command in capture convert "controls list" "controls get" "controls set" "controls watch" info; do
+    grep -qF ".SS zel\\-fc $command" "$folder/zel-fc.1"
+    "$zel_fc" $command --help | grep -oE -- '^  (-.,)?--[a-z-]+' | tr -d ' ' |
+        sed '/--help/d' |
+        sed 's/-/\\-/g' | while read -r option; do
+        grep -qF -- "\\fB$option\\fR" "$folder/zel-fc.1" || { echo "no $option of $command"; exit 1; }
+    done
+done
+[ "$(grep -c '^\.SH EXIT CODES' "$folder/zel-fc.1")" -eq 1 ]
+if command -v groff >/dev/null; then
+    groff -ww -man -Tascii "$folder/zel-fc.1" >/dev/null 2>"$folder/complaints"
+    [ ! -s "$folder/complaints" ] || { cat "$folder/complaints"; exit 1; }
+fi

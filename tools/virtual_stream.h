@@ -1,0 +1,44 @@
+#pragma once
+
+#include <tinyalsa/pcm.h>
+
+#include <cstdint>
+#include <string>
+
+/// What a client of the virtual card asks for.
+struct stream_format {
+    unsigned int rate = 16000;  ///< Hz
+    unsigned int channels = 2;
+    unsigned int bits = 16;
+
+    /// Length of the converter's 32 ms block in frames.
+    unsigned int block_frames() const { return rate / 1000 * 32; }
+};
+
+/// The capture stream of card 70, device 70, that a client opens.
+class virtual_stream {
+  public:
+    virtual_stream() = default;
+    ~virtual_stream() { close(); }
+    virtual_stream(const virtual_stream&) = delete;
+    virtual_stream& operator=(const virtual_stream&) = delete;
+
+    /// Opens and starts the stream; false with error() set. A period of 0 frames stands for one
+    /// block. `blocking`: reads wait for their frames; else they return what is there, or 0.
+    bool open(const stream_format& format, unsigned int period_size, unsigned int period_count,
+              bool blocking);
+    void close();
+    /// Frames read, or -1 with error() set. Waits for the first frame at most 10 s in any case.
+    int read(void* frames, std::uint32_t wanted);
+    /// Frames left in the buffer and the newest one's time; false when the card doesn't tell.
+    bool newest(unsigned int* avail, timespec* time) const;
+    std::uint32_t buffer_frames() const { return pcm_get_buffer_size(handle); }
+    const std::string& error() const { return message; }
+
+  private:
+    bool fail(const char* what);
+
+    pcm* handle = nullptr;
+    bool waits = true;
+    std::string message;
+};
