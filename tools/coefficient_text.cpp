@@ -23,12 +23,7 @@ coefficient_text::coefficient_text(const std::string& path)
         return;
     }
     content = file.text.get();
-    line_begins.push_back(content.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
-    for (std::size_t i = 0; i < content.size(); ++i) {
-        if (content[i] == '\n') {
-            line_begins.push_back(i + 1);
-        }
-    }
+    first = content.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
     document.reset(cJSON_Parse(content.data()));
     if (document != nullptr) {
         rest = locate();
@@ -61,43 +56,46 @@ void coefficient_text::skip_scalar(std::size_t* at) const {
 /// Follows the parsed values through the text in their order. No recursion: the depth of a document
 /// is the parser's to limit. Returns where the text goes on behind it.
 std::size_t coefficient_text::locate() {
-    std::size_t at = line_begins.front();
+    std::size_t at = first;
+    std::size_t placed = first;
+    text_place here{1, 1};
+    const auto place_here = [&] {
+        here = advance(here, placed, at);
+        placed = at;
+        return here;
+    };
     std::vector<const cJSON*> open;  // arrays and objects around the value
     const cJSON* value = document.get();
     while (value != nullptr) {
         skip_blanks(&at);
-        extent found{at, at, at};
+        value_place& found = places[value];
         if (!open.empty() && cJSON_IsObject(open.back())) {
+            found.name = place_here();
             skip_string(&at);
             skip_blanks(&at);
             ++at;  // the colon
             skip_blanks(&at);
-            found.begin = at;
         }
-        const bool container = cJSON_IsArray(value) || cJSON_IsObject(value);
-        if (container) {
+        found.value = place_here();
+        if (cJSON_IsArray(value) || cJSON_IsObject(value)) {
             ++at;
+            if (value->child != nullptr) {
+                open.push_back(value);
+                value = value->child;
+                continue;
+            }
+            skip_blanks(&at);
+            ++at;  // the closing bracket
         } else if (cJSON_IsString(value)) {
             skip_string(&at);
         } else {
             skip_scalar(&at);
         }
-        found.end = at;
-        extents[value] = found;
-        if (container && value->child != nullptr) {
-            open.push_back(value);
-            value = value->child;
-            continue;
-        }
-        if (container) {
-            skip_blanks(&at);
-            extents[value].end = at++;
-        }
         while (value->next == nullptr && !open.empty()) {
             value = open.back();
             open.pop_back();
             skip_blanks(&at);
-            extents[value].end = at++;
+            ++at;  // the closing bracket
         }
         skip_blanks(&at);
         if (open.empty()) {
@@ -109,32 +107,28 @@ std::size_t coefficient_text::locate() {
     return std::min(at, content.size());
 }
 
-text_place coefficient_text::place_at(std::size_t offset) const {
-    if (line_begins.empty()) {
-        return {};
+text_place coefficient_text::advance(text_place place, std::size_t from, std::size_t offset) const {
+    for (std::size_t i = from; i < std::min(offset, content.size()); ++i) {
+        if (content[i] == '\n') {
+            ++place.line;
+            place.column = 1;
+        } else if (!continues_character(content[i])) {
+            ++place.column;
+        }
     }
-    // The first line begins behind the mark, which no position lies before.
-    auto line = std::upper_bound(line_begins.begin(), line_begins.end(), offset);
-    line = line == line_begins.begin() ? line : std::prev(line);
-    const std::size_t begin = std::min(*line, offset);
-    const std::string_view before = content.substr(begin, offset - begin);
-    const auto characters =
-        std::count_if(before.begin(), before.end(), [](char c) { return !continues_character(c); });
-    return {static_cast<unsigned int>(line - line_begins.begin()) + 1,
-            static_cast<unsigned int>(characters) + 1};
+    return place;
+}
+
+text_place coefficient_text::place_at(std::size_t offset) const {
+    return advance({1, 1}, first, offset);
 }
 
 text_place coefficient_text::place(const cJSON* value) const {
-    const auto found = extents.find(value);
-    return found == extents.end() ? text_place{} : place_at(found->second.begin);
+    const auto found = places.find(value);
+    return found == places.end() ? text_place{} : found->second.value;
 }
 
 text_place coefficient_text::name_place(const cJSON* member) const {
-    const auto found = extents.find(member);
-    return found == extents.end() ? text_place{} : place_at(found->second.name);
-}
-
-text_place coefficient_text::end_place(const cJSON* container) const {
-    const auto found = extents.find(container);
-    return found == extents.end() ? text_place{} : place_at(found->second.end);
+    const auto found = places.find(member);
+    return found == places.end() ? text_place{} : found->second.name;
 }

@@ -40,14 +40,14 @@ class coefficient_text {
     text_place place(const cJSON* value) const;
     /// Of a member's name.
     text_place name_place(const cJSON* member) const;
-    /// Of the character that ends an array or object.
-    text_place end_place(const cJSON* container) const;
 
   private:
-    struct extent {
-        std::size_t name, begin, end;
+    struct value_place {
+        text_place name, value;
     };
 
+    /// The place of an offset that lies at or behind `from`, whose place is `place`.
+    text_place advance(text_place place, std::size_t from, std::size_t offset) const;
     void skip_blanks(std::size_t* at) const;
     void skip_string(std::size_t* at) const;
     void skip_scalar(std::size_t* at) const;
@@ -56,9 +56,9 @@ class coefficient_text {
 
     zel_text_file file;
     std::string_view content;
-    std::vector<std::size_t> line_begins;
+    std::size_t first = 0;  ///< behind a byte order mark
     zel_json_document document{nullptr, cJSON_Delete};
     std::size_t error = 0;
     std::size_t rest = 0;
-    std::unordered_map<const cJSON*, extent> extents;
+    std::unordered_map<const cJSON*, value_place> places;
 };
