@@ -14,3 +14,4 @@ void add_capture_command(CLI::App* app, tool_action* action);
 void add_convert_command(CLI::App* app, tool_action* action);
 void add_controls_command(CLI::App* app, tool_action* action);
 void add_info_command(CLI::App* app, tool_action* action);
+void add_plot_command(CLI::App* app, tool_action* action);
