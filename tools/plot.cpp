@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -166,6 +167,10 @@ exit_code plot_filter(const std::string& out_file) {
 }
 
 exit_code plot_recording(const std::string& in_file, const std::string& out_file) {
+    std::error_code ignored;
+    if (std::filesystem::equivalent(in_file, out_file, ignored)) {
+        return fail(EXIT_USAGE, "the picture would overwrite " + in_file);
+    }
     recording sound;
     const std::string wrong = load(in_file, &sound);
     if (!wrong.empty()) {
@@ -184,7 +189,7 @@ exit_code plot_recording(const std::string& in_file, const std::string& out_file
         wave.draw(&picture, round_step(seconds), 1, "", "channel " + std::to_string(c));
         draw_waveform(&picture, wave, sound, c);
         const double khz = sound.info.samplerate / 2000.0;
-        const svg_axes spectrum{70, top + 110, 760, 128, 0, seconds, 0, khz};
+        const svg_axes spectrum{70, top + 118, 760, 128, 0, seconds, 0, khz};
         spectrum.draw(&picture, round_step(seconds), round_step(khz), "seconds", "kHz");
         draw_spectrogram(&picture, spectrum, sound, c);
     }
