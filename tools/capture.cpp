@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
 #include "audio_report.h"
@@ -182,6 +183,10 @@ exit_code capture(const capture_options& options, simulated_card& card) {
 
 exit_code run_capture(const capture_options& options) {
     print_library_log(!options.quiet);
+    std::error_code ignored;
+    if (std::filesystem::equivalent(options.card.wav_file, options.out_file, ignored)) {
+        return fail(EXIT_USAGE, "the recording would overwrite " + options.out_file);
+    }
     simulated_card card;
     if (!card.apply(options.card) || (options.fast && !card.step())) {
         return fail(EXIT_OPEN, card.error());

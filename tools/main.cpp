@@ -30,6 +30,7 @@ int run(int argc, char** argv) {
     add_check_command(&app, &action);
     add_controls_command(&app, &action);
     add_info_command(&app, &action);
+    add_plot_command(&app, &action);
     add_program_help(&app);  // behind the commands, which would inherit it
     app.add_flag_callback(
            "--man",

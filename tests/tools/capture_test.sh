@@ -72,6 +72,17 @@ expect 4 "has 17 bytes, the control has 16" controls set "Loopback Calibration" 
 expect 4 "is not pairs of hexadecimal digits" controls set "Loopback Calibration" hex:0g
 expect 4 "the card refuses \"$(printf '%0128d' 0)\"" controls set 0 "$(printf '%0128d' 0)"
 
+expect 1 "the recording would overwrite" capture "$out" --wav "$out"
+expect 1 "the picture would overwrite" plot recording "$out" "$out"
+expect 0 "plot.svg" plot recording "$out" "$folder/plot.svg"
+grep -qF "channel 1</text>" "$folder/plot.svg"
+expect 0 "plot.svg" plot filter "$folder/plot.svg"
+expect 0 "plot.svg" plot matrix "$2/voice_channel_mixing_coef.json" "$folder/plot.svg"
+[ "$(grep -c -- '-12.9</text>' "$folder/plot.svg")" -eq 6 ]
+expect 0 "the mixing file is not in use" plot matrix "$0" "$folder/plot.svg"
+expect 2 "Format not recognised" plot recording "$0" "$folder/plot.svg"
+expect 4 "/nowhere/plot.svg" plot filter /nowhere/plot.svg
+
 # An interrupt leaves a valid file, with just what the summary says.
 "$zel_fc" capture "$out" --seconds 60 --channels 3 >"$folder/said" 2>&1 &
 sleep 1

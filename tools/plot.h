@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "exit_code.h"
+
+// Pictures as SVG files.
+
+/// The 48 to 16 kHz filter's frequency response, whole and the pass band, against its limits.
+exit_code plot_filter(const std::string& out_file);
+/// A recording's waveform and spectrogram, channel by channel.
+exit_code plot_recording(const std::string& in_file, const std::string& out_file);
+
+struct matrix_options {
+    std::string in_file;
+    std::string out_file;
+    unsigned int in_channels = 8;
+    unsigned int out_channels = 2;
+    std::string layout = "7.1";
+};
+/// The matrix that the mixing stage takes from a file, as a map of gains.
+exit_code plot_matrix(const matrix_options& options);
