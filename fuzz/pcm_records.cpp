@@ -6,6 +6,7 @@
 #include "captured_log.h"
 #include "card_script.h"
 #include "scripted_tinyalsa.h"
+#include "sleepless.h"
 #include "zel_format_converter.h"
 #include "zel_format_converter_pcm_plugin.h"
 #include "zel_pcm_handle.h"
@@ -184,7 +185,9 @@ void check_clean_stream() {
     pcm_plugin* plugin = nullptr;
     ZEL_FUZZ_CHECK(ops::open(&plugin, 70, 70, PCM_IN) == 0);
     ZEL_FUZZ_CHECK(set_params(plugin, kCleanParams) == 0);
+    zel_fuzz::patience = std::chrono::milliseconds(5);
     const std::vector<std::uint8_t> block = read(plugin, kCleanParams.period_size);
+    zel_fuzz::patience = zel_fuzz::kNoPatience;
     ZEL_FUZZ_CHECK(block.size() == std::size_t{kCleanParams.period_size} * 4);
     ZEL_FUZZ_CHECK(std::all_of(block.begin(), block.end(),
                                [](std::uint8_t byte) { return byte == zel_fuzz::kSampleByte; }));

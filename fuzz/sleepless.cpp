@@ -1,5 +1,8 @@
 // Replaces usleep and the steady clock for the whole executable: a thread that sleeps does not
-// wait, but its clock goes on by as much. A read that gives up after ten seconds does so at once.
+// wait, but its clock goes on by as much. A read that gives up after ten seconds does so at once;
+// `zel_fuzz::patience` is what a sleep takes meanwhile, for those that the worker must not miss.
+
+#include "sleepless.h"
 
 #include <unistd.h>
 
@@ -12,9 +15,11 @@ thread_local std::chrono::nanoseconds slept{0};
 
 }  // namespace
 
+thread_local std::chrono::nanoseconds zel_fuzz::patience = kNoPatience;
+
 extern "C" int usleep(useconds_t us) {
     slept += std::chrono::microseconds(us);
-    const timespec turn{0, 20'000};  // for the thread that is waited for
+    const timespec turn{0, static_cast<long>(zel_fuzz::patience.count())};
     return nanosleep(&turn, nullptr);
 }
 

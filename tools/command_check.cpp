@@ -66,8 +66,7 @@ bool has_problem(const file_report& report) {
     return false;
 }
 
-exit_code run_check(const check_options& options) {
-    const check_request request = request_of(options);
+exit_code run_check(const check_options& options, const check_request& request) {
     std::vector<file_report> reports;
     exit_code code = EXIT_OK;
     for (const std::string& file : options.files) {
@@ -124,6 +123,8 @@ void add_check_command(CLI::App* app, tool_action* action) {
         if (outputs->count() > 0 && options->channels == 0 && options->layout.empty()) {
             throw CLI::ValidationError("--outputs", "needs --channels or --layout");
         }
-        *action = [options] { return run_check(*options); };
+        *action = [options, request = request_of(*options)] {
+            return run_check(*options, request);
+        };
     });
 }

@@ -12,7 +12,7 @@ std::vector<std::string> device_log::take() {
     std::vector<std::string> texts;
     for (const library_message& message : log.take()) {
         if (message.priority >= ANDROID_LOG_INFO) {
-            texts.push_back(printable(plain_text(message), kLongestMessage));
+            texts.push_back(printable(without_origin(message.text), kLongestMessage));
         }
     }
     return texts;

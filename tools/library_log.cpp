@@ -89,20 +89,23 @@ void explain_failure(const std::vector<library_message>& messages) {
     }
 }
 
-std::string plain_text(const library_message& message) {
-    const std::string& text = message.text;
+std::string without_origin(const std::string& text) {
     // "function            :0123 text"; a function's name has no colon followed by digits.
-    std::size_t begin = 0;
     const std::size_t colon = text.find(':');
-    if (colon != std::string::npos) {
-        std::size_t end = colon + 1;
-        while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end])) != 0) {
-            ++end;
-        }
-        begin = end > colon + 1 && end < text.size() && text[end] == ' ' ? end + 1 : 0;
+    if (colon == std::string::npos) {
+        return text;
     }
+    std::size_t end = colon + 1;
+    while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end])) != 0) {
+        ++end;
+    }
+    const bool origin = end > colon + 1 && end < text.size() && text[end] == ' ';
+    return origin ? text.substr(end + 1) : text;
+}
+
+std::string plain_text(const library_message& message) {
     std::string plain;
-    for (const char c : text.substr(begin)) {
+    for (const char c : without_origin(message.text)) {
         const bool space = c == ' ' || c == '\n' || c == '\r';
         if (!space) {
             plain += c;

@@ -31,5 +31,7 @@ void print_library_log(bool wanted);
 void print_library_message(const library_message& message);
 /// Tells the errors among the messages, each once, as the reasons of a failure.
 void explain_failure(const std::vector<library_message>& messages);
-/// The message without its "function:line " and line breaks.
+/// A message's text without its "function:line ".
+std::string without_origin(const std::string& text);
+/// The same on one line, blanks by ones.
 std::string plain_text(const library_message& message);
