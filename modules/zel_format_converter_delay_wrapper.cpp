@@ -8,8 +8,9 @@
 #include "zel_channel_delay.h"
 
 namespace {
-zel_channel_delay g_delay;
-}
+// Stays in memory: at the process's end a worker that a card holds may still use it.
+zel_channel_delay& g_delay = *new zel_channel_delay;
+}  // namespace
 
 int zel_fc_lib_delay_init(const char* path, const pcm_config* config) {
     if (path == nullptr) {

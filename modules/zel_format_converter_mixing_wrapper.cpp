@@ -5,8 +5,9 @@
 #include "zel_channel_mixing.h"
 
 namespace {
-zel_channel_mixing g_mixing;
-}
+// Stays in memory: at the process's end a worker that a card holds may still use it.
+zel_channel_mixing& g_mixing = *new zel_channel_mixing;
+}  // namespace
 
 // The interface takes its strings by value. NOLINTBEGIN(performance-unnecessary-value-param)
 

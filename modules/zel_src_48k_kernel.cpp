@@ -48,7 +48,8 @@ void scale_folded(std::int16_t* out) {
 
 }  // namespace
 
-zel_src_state g_zel_src;
+// Stays in memory: at the process's end a worker that a card holds may still use it.
+zel_src_state& g_zel_src = *new zel_src_state;
 
 void ch2_scale48k(std::int16_t* out, unsigned int pos) {
     float acc[2] = {};

@@ -44,7 +44,7 @@ struct zel_src_state {
     zel_src_window stWindow;              ///< history of the rows other than the plain one
 };
 
-extern zel_src_state g_zel_src;
+extern zel_src_state& g_zel_src;
 
 void ch2_scale48k(std::int16_t* out, unsigned int pos);
 void ch4_scale48k(std::int16_t* out, unsigned int pos);
