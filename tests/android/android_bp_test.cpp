@@ -12,21 +12,17 @@
 #include <string>
 
 #include "blueprint.h"
+#include "project_file.h"
+
+using zel_test::content;
+using zel_test::kRoot;
 
 namespace {
 
 using texts = std::set<std::string>;
 using zel_test::blueprint_value;
 
-const std::string kRoot = ZEL_PROJECT_DIR;
 const char* const kLibrary = "libzel_tinyalsa_format_converter_plugin";
-
-std::string content(const std::string& path) {
-    std::ifstream file(path);
-    std::ostringstream all;
-    all << file.rdbuf();
-    return all.str();
-}
 
 /// Not the library's own choice: what Soong sets itself, the build type's, and g++'s own.
 bool left_to_soong(const std::string& flag) {

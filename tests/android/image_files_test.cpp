@@ -12,25 +12,23 @@
 #include <set>
 #include <string>
 
+#include "project_file.h"
+
+using zel_test::content;
+using zel_test::kRoot;
+
 namespace {
-
-const std::string kRoot = ZEL_PROJECT_DIR;
-
-std::string content(const std::string& path) {
-    std::ifstream file(kRoot + path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// The paths that the library falls back to, as its source names them.
 std::set<std::string> default_paths() {
-    const std::string source = content("/converter/zel_format_converter_api.cpp");
+    const std::string source = content(kRoot + "/converter/zel_format_converter_api.cpp");
     static const std::regex path("\"(/vendor/[^\"]*)\"");
     return {std::sregex_token_iterator(source.begin(), source.end(), path, 1), {}};
 }
 
 /// The text of an element's child in the card definition.
 std::string child(const std::string& element, const std::string& name) {
-    const std::string xml = content("/android/card-defs.xml");
+    const std::string xml = content(kRoot + "/android/card-defs.xml");
     const std::size_t begin = xml.find("<" + element + ">");
     const std::string own = xml.substr(begin, xml.find("</" + element + ">") - begin);
     std::smatch found;
@@ -66,7 +64,7 @@ TEST(card_definition, tells_tinyalsa_what_the_hosts_does) {
 }
 
 TEST(product_fragment, copies_files_that_are_there_to_where_they_are_looked_for) {
-    const std::string fragment = content("/android/zel_format_converter.mk");
+    const std::string fragment = content(kRoot + "/android/zel_format_converter.mk");
     static const std::regex copy(
         "\\$\\(ZEL_FC_PATH\\)(\\S+):\\$\\(TARGET_COPY_OUT_VENDOR\\)(\\S+)");
     std::set<std::string> targets;
@@ -82,16 +80,17 @@ TEST(product_fragment, copies_files_that_are_there_to_where_they_are_looked_for)
 }
 
 TEST(policy, labels_the_coefficient_files_with_a_type_that_it_has) {
-    const std::string contexts = content("/android/sepolicy/file_contexts");
+    const std::string contexts = content(kRoot + "/android/sepolicy/file_contexts");
     std::smatch line;
     ASSERT_TRUE(std::regex_search(contexts, line, std::regex("(\\S+) +u:object_r:(\\w+):s0")));
     for (const std::string& path : default_paths()) {
         EXPECT_TRUE(std::regex_match(path, std::regex(line[1].str()))) << path;
     }
-    EXPECT_NE(content("/android/sepolicy/file.te").find("type " + line[2].str() + ","),
+    EXPECT_NE(content(kRoot + "/android/sepolicy/file.te").find("type " + line[2].str() + ","),
               std::string::npos);
-    EXPECT_NE(content("/android/sepolicy/zel_format_converter.te").find(line[2].str() + ":file"),
-              std::string::npos);
+    EXPECT_NE(
+        content(kRoot + "/android/sepolicy/zel_format_converter.te").find(line[2].str() + ":file"),
+        std::string::npos);
 }
 
 }  // namespace

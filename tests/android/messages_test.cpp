@@ -13,17 +13,16 @@
 #include <string>
 #include <vector>
 
+#include "project_file.h"
+
+using zel_test::content;
+using zel_test::kRoot;
+
 namespace {
 
 using texts = std::set<std::string>;
 
-const std::string kRoot = ZEL_PROJECT_DIR;
 const texts kFileTags{"zel_channel_mixing", "zel_channel_delay"};
-
-std::string content(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::string entry(const std::string& tag, const std::string& level, const std::string& text) {
     return tag + " " + level + ": " + text;
