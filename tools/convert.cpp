@@ -11,11 +11,12 @@
 #include "audio_report.h"
 #include "card_feeder.h"
 #include "chain_report.h"
+#include "channel_layout.h"
+#include "file_coefficients.h"
 #include "interrupt.h"
 #include "json_value.h"
 #include "library_log.h"
 #include "progress_bar.h"
-#include "stage_probe.h"
 #include "wav_info.h"
 #include "wav_writer.h"
 #include "zel_src_48k.h"
@@ -25,22 +26,12 @@ namespace {
 constexpr unsigned int kPeriods = 128;  ///< as many blocks as card 70 lets a client buffer
 constexpr unsigned int kBlocksAhead = kPeriods - 1;
 
-/// The layout that a card with so many channels usually has.
-const char* usual_layout(unsigned int channels) {
-    switch (channels) {
-        case 1:
-            return "1.0";
-        case 2:
-            return "2.0";
-        case 4:
-            return "4.0";
-        case 6:
-            return "5.1";
-        case 12:
-            return "7.1.4";
-        default:
-            return "7.1";
-    }
+/// The layout that a card with so many channels usually has, of those that the simulated card
+/// knows.
+std::string usual_layout(unsigned int channels) {
+    const std::string layout = card_layout_of(channels);
+    const std::vector<std::string>& known = card_layouts();
+    return std::find(known.begin(), known.end(), layout) != known.end() ? layout : "7.1";
 }
 
 /// The card that has recorded the file.
@@ -72,7 +63,7 @@ struct block_plan {
 /// As long as something of the file can still be on its way: in the delays, in the filter.
 std::uint64_t ringing_frames(const chain_report& chain) {
     const std::vector<std::uint32_t> delays =
-        probe_delays(chain.delay_path, chain.card_channels, chain.card_rate);
+        delays_of_file(chain.delay_path, chain.card_channels, chain.card_rate);
     return *std::max_element(delays.begin(), delays.end()) +
            (chain.converts_rate ? static_cast<std::uint32_t>(res_order) : 0);
 }

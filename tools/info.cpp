@@ -15,8 +15,8 @@
 #include "card_limits.h"
 #include "chain_report.h"
 #include "control_text.h"
+#include "file_coefficients.h"
 #include "library_log.h"
-#include "stage_probe.h"
 #include "zel_kernel_choice.h"
 
 namespace {
@@ -75,11 +75,11 @@ void try_stream(const info_options& options, findings* found) {
         }
     }
     if (found->chain.built) {
-        found->delays = probe_delays(found->chain.delay_path, found->chain.card_channels,
-                                     found->chain.card_rate);
+        found->delays = delays_of_file(found->chain.delay_path, found->chain.card_channels,
+                                       found->chain.card_rate);
         found->matrix =
-            probe_matrix(found->chain.mixing_path, value_of(*found, "PCM Channel Layout"),
-                         found->chain.card_channels, options.client.channels);
+            matrix_of_file(found->chain.mixing_path, value_of(*found, "PCM Channel Layout"),
+                           found->chain.card_channels, options.client.channels);
     }
     stream.close();
     log.take();

@@ -12,9 +12,9 @@
 
 #include "audio_report.h"
 #include "chain_report.h"
+#include "file_coefficients.h"
 #include "library_log.h"
 #include "spectrum.h"
-#include "stage_probe.h"
 #include "svg_picture.h"
 #include "zel_src_48k.h"
 
@@ -202,8 +202,8 @@ exit_code plot_matrix(const matrix_options& options) {
     {
         print_library_log(false);
         held_library_log log;
-        weights = probe_matrix(options.in_file, options.layout, options.in_channels,
-                               options.out_channels);
+        weights = matrix_of_file(options.in_file, options.layout, options.in_channels,
+                                 options.out_channels);
         for (const library_message& message : log.take()) {
             chain.add(message);
         }

@@ -13,7 +13,7 @@
 
 #include "capture.h"
 #include "chain_model.h"
-#include "stage_probe.h"
+#include "file_coefficients.h"
 #include "test_folder.h"
 #include "zel_loopback_signal.h"
 
@@ -226,16 +226,16 @@ TEST_F(convert_test, refuses_without_touching_the_output) {
     EXPECT_NE(told.find("channel num 9 out of limit 8"), std::string::npos) << told;
 }
 
-TEST(stage_probe, finds_what_the_files_say) {
+TEST(file_coefficients, finds_what_the_files_say) {
     const std::string folder = zel_test::write_coefficients();
-    EXPECT_EQ(probe_delays(folder + "/voice_channel_delay_coef.json", 4, 48000),
+    EXPECT_EQ(delays_of_file(folder + "/voice_channel_delay_coef.json", 4, 48000),
               (std::vector<std::uint32_t>{0, 1920, 3840, 0}));
-    EXPECT_EQ(probe_matrix(folder + "/voice_channel_mixing_coef.json", "1.0", 3, 2),
+    EXPECT_EQ(matrix_of_file(folder + "/voice_channel_mixing_coef.json", "1.0", 3, 2),
               (std::vector<double>{0.5, 0.25, 0, 0, 0.5, 0.25}));
     const std::string longest = in_folder("longest.json");
     std::ofstream(longest) << R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":)"
                            << R"([{"InputChannel":2,"Parameters":[10000,1000]}]})";
-    EXPECT_EQ(probe_delays(longest, 2, 16000), (std::vector<std::uint32_t>{160000, 16000}));
+    EXPECT_EQ(delays_of_file(longest, 2, 16000), (std::vector<std::uint32_t>{160000, 16000}));
 }
 
 }  // namespace
