@@ -113,7 +113,8 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
         ZEL_FC_LOGE("command %d from inside the event callback", static_cast<int>(cmd->u32Cmd));
         return -EDEADLK;
     }
-    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0) {
+    // A forked child has no worker; its parent's must not take its commands.
+    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || s32OwnerPid != getpid()) {
         ZEL_FC_LOGE("command channel is not open");
         return -EIO;
     }

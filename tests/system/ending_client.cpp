@@ -53,13 +53,21 @@ late_client g_late;
 pcm* volatile g_stream = nullptr;
 
 int fork_in_a_stream(pcm* stream) {
-    const pid_t child = fork();
-    if (child == 0) {
-        std::exit(0);  // runs the static destructors without the worker thread
+    for (const bool closes : {false, true}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            if (closes) {
+                pcm_close(stream);  // of the child's copy: the stream is its parent's
+            }
+            std::exit(0);  // runs the static destructors without the worker thread
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        if (status != 0 || !read_some(stream)) {
+            return 1;
+        }
     }
-    int status = -1;
-    waitpid(child, &status, 0);
-    return status == 0 && read_some(stream) && pcm_close(stream) == 0 ? 0 : 1;
+    return pcm_close(stream) == 0 ? 0 : 1;
 }
 
 int reload_beside_a_stream(pcm* stream) {
