@@ -24,8 +24,8 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
                                           int* reached) {
     const auto count = static_cast<int>(channels);
     int unused = -1;
-    int& decided = reached != nullptr ? *reached : unused;
-    decided = -1;
+    int* const decided = reached != nullptr ? reached : &unused;
+    *decided = -1;
     const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());
     if (body == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient body found");
@@ -34,7 +34,7 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
     const int entries = cJSON_GetArraySize(body);
     const cJSON* entry = body->child;
     for (int i = 0; i < entries; ++i, entry = entry->next) {
-        decided = i;
+        *decided = i;
         if (entry == nullptr) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array index(%d) fail", i);
             return -EINVAL;
@@ -57,7 +57,7 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
         }
         return 0;
     }
-    decided = -1;
+    *decided = -1;
     ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d channel delay coefficient not found", count);
     return -EINVAL;
 }

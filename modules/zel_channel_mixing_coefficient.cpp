@@ -45,8 +45,8 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
     const auto in = static_cast<int>(in_channels);
     const auto out = static_cast<int>(out_channels);
     int unused = -1;
-    int& decided = reached != nullptr ? *reached : unused;
-    decided = -1;
+    int* const decided = reached != nullptr ? reached : &unused;
+    *decided = -1;
     const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());
     if (body == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no mixing coefficient body found");
@@ -56,7 +56,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
     const int entries = cJSON_GetArraySize(body);
     const cJSON* entry = body->child;
     for (int i = 0; i < entries && match == nullptr; ++i, entry = entry->next) {
-        decided = i;
+        *decided = i;
         if (entry == nullptr) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get mixing body array index(%d) fail", i);
             return -EINVAL;
@@ -86,7 +86,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
         }
     }
     if (match == nullptr) {
-        decided = -1;
+        *decided = -1;
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d(%s) => %d mixing coefficient not found", in,
                       layout.c_str(), out);
         return -EINVAL;
