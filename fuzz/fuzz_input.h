@@ -72,4 +72,14 @@ class input {
     std::size_t left;
 };
 
+/// The life of a Session, which takes its choices from the input step by step until that is empty.
+template <typename Session>
+void run_session(const std::uint8_t* data, std::size_t size) {
+    input in(data, size);
+    Session current(in);
+    while (!in.empty()) {
+        current.step();
+    }
+}
+
 }  // namespace zel_fuzz

@@ -199,13 +199,7 @@ void check_clean_stream() {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     zel_test::clear_log();
-    input in(data, size);
-    {
-        session current(in);
-        while (!in.empty()) {
-            current.step();
-        }
-    }
+    zel_fuzz::run_session<session>(data, size);
     check_clean_stream();
     return 0;
 }
