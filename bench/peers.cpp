@@ -78,8 +78,8 @@ void swresample(benchmark::State& state, AVSampleFormat format, std::size_t ins,
 }
 
 void copy(benchmark::State& state, std::size_t bytes) {
-    const std::vector<char> in(bytes, 1);
-    std::vector<char> out(bytes, 2);
+    const block_of<char> in(bytes, 1);
+    block_of<char> out(bytes, 2);
     for (auto _ : state) {
         std::memcpy(out.data(), in.data(), bytes);
         benchmark::ClobberMemory();

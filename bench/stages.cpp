@@ -75,7 +75,7 @@ void truncation(benchmark::State& state, std::size_t channels) {
 
 void padding(benchmark::State& state, std::size_t channels) {
     const auto in = random_block<std::int16_t>(channels);
-    std::vector<std::int32_t> out(in.size());
+    block_of<std::int32_t> out(in.size());
     for (auto _ : state) {
         zel_pad_16_to_32(in.data(), in.size(), out.data());
         benchmark::ClobberMemory();
@@ -96,7 +96,7 @@ void delay(benchmark::State& state, std::size_t channels, std::size_t bytes, del
 void mixing(benchmark::State& state, std::size_t ins, std::size_t outs, std::size_t bytes,
             matrix kind) {
     const auto in = random_block<std::int16_t>(ins * bytes / 2);
-    std::vector<std::int16_t> out(kBlockFrames * outs * bytes / 2);
+    block_of<std::int16_t> out(kBlockFrames * outs * bytes / 2);
     init_mixing(kind, stream(ins, bytes), stream(outs, bytes));
     for (auto _ : state) {
         zel_fc_lib_mixing_process(in.data(), static_cast<unsigned int>(in.size() * 2), out.data(),
@@ -137,8 +137,8 @@ void ring_buffer(benchmark::State& state, std::size_t channels) {
 void whole_chain(benchmark::State& state) {
     constexpr std::size_t kChannels = 8;
     auto block = random_block<std::int32_t>(kChannels);
-    std::vector<std::int16_t> late(block.size());
-    std::vector<std::int16_t> mixed(block.size());
+    block_of<std::int16_t> late(block.size());
+    block_of<std::int16_t> mixed(block.size());
     const pcm_config in = stream(kChannels);
     const pcm_config out = stream(kChannels, 2, 16000);
     const auto bytes = static_cast<unsigned int>(block.size() * 2);

@@ -26,75 +26,64 @@ zel_delay_history::zel_delay_history(std::span<const std::uint32_t> delays,
                                      std::size_t sample_bytes, zel_delay_kernel_fn merge)
     : fnMerge(merge),
       szFrameBytes(delays.size() * sample_bytes),
-      szRingFrames(*std::max_element(delays.begin(), delays.end())),
-      pstGroups(std::make_unique<group[]>(delays.size())),
+      szLongest(*std::max_element(delays.begin(), delays.end())),
+      szShortest(*std::min_element(delays.begin(), delays.end())),
+      szRoom(2 * szLongest),
+      szFilled(szLongest),
+      pszDelays(std::make_unique<std::size_t[]>(delays.size())),
       ppu8Sources(std::make_unique<const unsigned char*[]>(delays.size())) {
     const std::size_t mask_bytes = szFrameBytes + zel_delay_piece::kMaxVectorBytes;
     pu8Masks = std::make_unique<unsigned char[]>(delays.size() * mask_bytes);
     for (std::size_t c = 0; c < delays.size(); ++c) {
-        group* end = pstGroups.get() + szGroupCount;
-        group* same = std::find_if(
-            pstGroups.get(), end,
-            [delay = delays[c]](const group& channels) { return channels.delay == delay; });
+        std::size_t* end = pszDelays.get() + szGroupCount;
+        std::size_t* same = std::find(pszDelays.get(), end, delays[c]);
         if (same == end) {
-            same->delay = delays[c];
+            *same = delays[c];
             ++szGroupCount;
         }
         unsigned char* mask =
-            pu8Masks.get() + static_cast<std::size_t>(same - pstGroups.get()) * mask_bytes;
+            pu8Masks.get() + static_cast<std::size_t>(same - pszDelays.get()) * mask_bytes;
         for (std::size_t b = 0; b < mask_bytes; ++b) {
             if (b % szFrameBytes / sample_bytes == c) {
                 mask[b] = 0xff;
             }
         }
     }
-    pu8Ring = std::make_unique<unsigned char[]>(szRingFrames * szFrameBytes);
-}
-
-/// Where the group's input for the block's `frame`-th output frame is, and for how many frames.
-void zel_delay_history::find_source(group& channels, const unsigned char* in, std::size_t frame,
-                                    std::size_t frames) const {
-    if (frame >= channels.delay) {
-        channels.source = in + (frame - channels.delay) * szFrameBytes;
-        channels.run = frames - frame;
-        return;
-    }
-    const std::size_t back = channels.delay - frame;
-    const std::size_t at = szWrite >= back ? szWrite - back : szWrite + szRingFrames - back;
-    channels.source = pu8Ring.get() + at * szFrameBytes;
-    channels.run = std::min(back, szRingFrames - at);
+    pu8History = std::make_unique<unsigned char[]>(szRoom * szFrameBytes);
 }
 
 void zel_delay_history::process(const unsigned char* in, unsigned char* out, std::size_t frames) {
-    const std::span<group> groups(pstGroups.get(), szGroupCount);
-    for (std::size_t frame = 0; frame < frames;) {
-        std::size_t run = frames - frame;
-        for (std::size_t g = 0; g < groups.size(); ++g) {
-            find_source(groups[g], in, frame, frames);
-            ppu8Sources[g] = groups[g].source;
-            run = std::min(run, groups[g].run);
-        }
-        const std::size_t bytes = run * szFrameBytes;
-        if (groups.size() == 1) {
-            std::memcpy(out, ppu8Sources[0], bytes);
-        } else {
-            fnMerge({out, bytes, szFrameBytes, groups.size(), ppu8Sources.get(), pu8Masks.get(),
-                     szFrameBytes + zel_delay_piece::kMaxVectorBytes});
-        }
-        out += bytes;
-        frame += run;
+    // So far outputs come from the history, to which the block's first frames are added, so that
+    // every group has one run of input; from there on they come from the block alone.
+    const std::size_t head = std::min(frames, szLongest);
+    const bool all = head == frames;
+    if (szFilled + head > szRoom) {
+        std::memmove(pu8History.get(), pu8History.get() + (szFilled - szLongest) * szFrameBytes,
+                     szLongest * szFrameBytes);
+        szFilled = szLongest;
     }
-    keep(in, frames);
+    unsigned char* now = pu8History.get() + szFilled * szFrameBytes;
+    std::memcpy(now, in, (all ? frames : head - szShortest) * szFrameBytes);
+    give(out, now, head);
+    if (all) {
+        szFilled += frames;
+        return;
+    }
+    give(out + head * szFrameBytes, in + head * szFrameBytes, frames - head);
+    std::memcpy(pu8History.get(), in + (frames - szLongest) * szFrameBytes,
+                szLongest * szFrameBytes);
+    szFilled = szLongest;
 }
 
-/// The ring takes the block's last frames.
-void zel_delay_history::keep(const unsigned char* in, std::size_t frames) {
-    if (frames > szRingFrames) {
-        in += (frames - szRingFrames) * szFrameBytes;
-        frames = szRingFrames;
+/// The outputs of `frames` input frames that begin at `now`, behind those of the longest delay.
+void zel_delay_history::give(unsigned char* out, const unsigned char* now, std::size_t frames) {
+    for (std::size_t g = 0; g < szGroupCount; ++g) {
+        ppu8Sources[g] = now - pszDelays[g] * szFrameBytes;
     }
-    const std::size_t first = std::min(frames, szRingFrames - szWrite);
-    std::memcpy(pu8Ring.get() + szWrite * szFrameBytes, in, first * szFrameBytes);
-    std::memcpy(pu8Ring.get(), in + first * szFrameBytes, (frames - first) * szFrameBytes);
-    szWrite = (szWrite + frames) % szRingFrames;
+    if (szGroupCount == 1) {
+        std::memcpy(out, ppu8Sources[0], frames * szFrameBytes);
+    } else {
+        fnMerge({out, frames * szFrameBytes, szFrameBytes, szGroupCount, ppu8Sources.get(),
+                 pu8Masks.get(), szFrameBytes + zel_delay_piece::kMaxVectorBytes});
+    }
 }

@@ -19,8 +19,8 @@ struct zel_delay_row {
 };
 std::span<const zel_delay_row> zel_delay_rows();
 
-/// Delays the channels of an interleaved stream, all of them in one ring of whole frames as long as
-/// the longest delay. Starts from silence. One thread at a time.
+/// Delays the channels of an interleaved stream, all of them from one history of whole frames.
+/// Starts from silence. One thread at a time.
 class zel_delay_history {
   public:
     /// `delays` are frames, one per channel and not all zero. Throws std::bad_alloc.
@@ -31,24 +31,17 @@ class zel_delay_history {
     void process(const unsigned char* in, unsigned char* out, std::size_t frames);
 
   private:
-    /// Channels of one delay.
-    struct group {
-        std::size_t delay;
-        std::size_t run;              ///< frames that its source goes on for
-        const unsigned char* source;  ///< the next frame of it
-    };
-
-    void find_source(group& channels, const unsigned char* in, std::size_t frame,
-                     std::size_t frames) const;
-    void keep(const unsigned char* in, std::size_t frames);
+    void give(unsigned char* out, const unsigned char* now, std::size_t frames);
 
     zel_delay_kernel_fn fnMerge;
     std::size_t szFrameBytes;
     std::size_t szGroupCount = 0;
-    std::size_t szRingFrames = 0;  ///< the longest delay
-    std::size_t szWrite = 0;       ///< frame of the ring that the next input frame replaces
-    std::unique_ptr<group[]> pstGroups;
+    std::size_t szLongest;                     ///< delay, in frames
+    std::size_t szShortest;                    ///< delay, in frames
+    std::size_t szRoom;                        ///< frames that the history has room for
+    std::size_t szFilled;                      ///< frames in it, at least the longest delay
+    std::unique_ptr<std::size_t[]> pszDelays;  ///< of each group of equally delayed channels
     std::unique_ptr<const unsigned char*[]> ppu8Sources;
     std::unique_ptr<unsigned char[]> pu8Masks;
-    std::unique_ptr<unsigned char[]> pu8Ring;
+    std::unique_ptr<unsigned char[]> pu8History;
 };

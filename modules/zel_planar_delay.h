@@ -7,9 +7,9 @@
 
 #include "zel_delay_history.h"
 
-/// Delays the channels of an interleaved stream, each in a ring of its own: for many different
-/// delays, because every sample is moved twice however many there are. Starts from silence. One
-/// thread at a time.
+/// Delays the channels of an interleaved stream, each from a history of its own: for many
+/// different delays, because every sample is moved twice however many there are. Starts from
+/// silence. One thread at a time.
 class zel_planar_delay {
   public:
     /// Whether this is the faster way for such delays, and can be gone.
@@ -24,18 +24,19 @@ class zel_planar_delay {
     void process(const unsigned char* in, unsigned char* out, std::size_t frames);
 
   private:
-    /// Frames at a time: one 32 ms block. Every end of a ring makes a piece, and pieces cost.
-    static constexpr std::size_t kChunkFrames = 1536;
+    /// Bytes of the planes that are gone through at a time: they stay in the first-level cache.
+    static constexpr std::size_t kChunkBytes = 12 * 1024;
 
-    void take_in(const unsigned char* in, std::size_t frames, std::size_t behind);
-    void give(unsigned char* out, std::size_t frames, std::size_t behind);
+    void make_room(std::size_t frames);
 
     zel_delay_row stRow;
     std::size_t szChannels;
     std::size_t szSampleBytes;
-    std::size_t szRingFrames;  ///< the longest delay and a chunk
-    std::size_t szWrite = 0;   ///< frame of the rings that the next input frame goes to
+    std::size_t szChunkFrames;  ///< taken in at a time
+    std::size_t szLongest;      ///< delay, in frames
+    std::size_t szRoom;         ///< frames that each plane has room for
+    std::size_t szFilled;       ///< frames in the planes, at least the longest delay
     std::unique_ptr<std::size_t[]> pszDelays;
     std::unique_ptr<unsigned char*[]> ppu8Planes;  ///< where the kernels begin
-    std::unique_ptr<unsigned char[]> pu8Rings;
+    std::unique_ptr<unsigned char[]> pu8Planes;
 };

@@ -58,7 +58,8 @@ ZEL_INLINE void merge_bytes(const zel_delay_piece& piece) {
 
 namespace ZEL_KERNEL_SET {
 
-void delay(const zel_delay_piece& piece) {
+void delay(const zel_delay_piece& all) {
+    const zel_delay_piece piece = all;  // stores to the output can't change it
     if (piece.bytes < kBytes) {
         merge_bytes(piece);
         return;
@@ -73,9 +74,13 @@ void delay(const zel_delay_piece& piece) {
     // source aligns all.
     merge<1>(piece, 0, 0, 0);
     std::size_t at = kBytes - reinterpret_cast<std::uintptr_t>(piece.sources[0]) % kBytes;
+    std::size_t phase = at % piece.frame_bytes;
+    const std::size_t next_phase = kBytes % piece.frame_bytes;
     for (; at + kAtOnce * step <= piece.bytes; at += kAtOnce * step) {
         for (std::size_t v = 0; v < step; v += kBytes) {
-            merge<kAtOnce>(piece, at + v, step, (at + v) % piece.frame_bytes);
+            merge<kAtOnce>(piece, at + v, step, phase);
+            phase += next_phase;
+            phase -= phase >= piece.frame_bytes ? piece.frame_bytes : 0;
         }
     }
     for (; at + kBytes <= piece.bytes; at += kBytes) {
