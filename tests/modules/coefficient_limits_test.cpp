@@ -141,7 +141,8 @@ TEST(longest_delays, take_ten_seconds_of_the_stream) {
     const pcm_config config = config_of(8, 48000, PCM_FORMAT_S32_LE);
     zel_test::take_largest_allocation();
     ASSERT_EQ(zel_fc_lib_delay_init(path.c_str(), &config), 0);
-    EXPECT_LE(zel_test::take_largest_allocation(), 10U * 48000 * 8 * 4);
+    // Once as history, once as room for what comes before it is moved to the front.
+    EXPECT_LE(zel_test::take_largest_allocation(), 2U * 10 * 48000 * 8 * 4);
     zel_fc_lib_delay_deinit();
 }
 
