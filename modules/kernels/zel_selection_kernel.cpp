@@ -28,8 +28,8 @@ struct shuffler {
             store_i(out, (vec_i)_mm512_maskz_permutexvar_epi16(~__mmask32{}, index,
                                                                (__m512i)load_i(in)));
         } else {
-            store_i(out, (vec_i)_mm512_maskz_permutexvar_epi32(0xffff, index,
-                                                               (__m512i)round_trip_of(load_i(in))));
+            store_i(out, round_trip_of((vec_i)_mm512_maskz_permutexvar_epi32(0xffff, index,
+                                                                             (__m512i)load_i(in))));
         }
     }
 };
@@ -44,7 +44,7 @@ struct shuffler {
     explicit ZEL_INLINE shuffler(const unsigned char* bytes)
         : index((__m256i)((load_i(bytes) >> 26) & 7)) {}
     ZEL_INLINE void move(const unsigned char* in, unsigned char* out) const {
-        store_i(out, (vec_i)_mm256_permutevar8x32_epi32((__m256i)round_trip_of(load_i(in)), index));
+        store_i(out, round_trip_of((vec_i)_mm256_permutevar8x32_epi32((__m256i)load_i(in), index)));
     }
 };
 template <>
@@ -58,8 +58,7 @@ struct shuffler<2> {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i_u*>(in));
         _mm_storeu_si128(reinterpret_cast<__m128i_u*>(out), _mm_shuffle_epi8(v, index));
     }
-    /// Two steps that follow each other without a gap.
-    ZEL_INLINE void move_two(const unsigned char* in, unsigned char* out) const {
+    ZEL_INLINE void move_vector(const unsigned char* in, unsigned char* out) const {
         store_i(out, (vec_i)_mm256_shuffle_epi8((__m256i)load_i(in),
                                                 _mm256_broadcastsi128_si256(index)));
     }
@@ -93,6 +92,17 @@ struct shuffler {
 
 #if defined(ZEL_HAS_SHUFFLE)
 
+/// Whole steps that follow each other without a gap.
+template <typename Shuffler>
+ZEL_INLINE void move_vector(const Shuffler& shuffle_frames, const unsigned char* in,
+                            unsigned char* out) {
+    if constexpr (Shuffler::kStep == sizeof(vec_i)) {
+        shuffle_frames.move(in, out);
+    } else {
+        shuffle_frames.move_vector(in, out);
+    }
+}
+
 template <std::size_t Bytes>
 void select_frames(const zel_mixing_selection& selection, const unsigned char* in,
                    unsigned char* out, std::size_t frames) {
@@ -115,17 +125,15 @@ void select_frames(const zel_mixing_selection& selection, const unsigned char* i
         out += lead;
         frames -= lead / selection.out_frame;
     }
-#if defined(__AVX2__) && !defined(__AVX512F__)
-    if constexpr (Bytes == 2) {
-        if (in_step == kStep && out_step == kStep) {
-            for (; frames >= 2 * at_once; frames -= 2 * at_once) {
-                shuffle_frames.move_two(in, out);
-                in += 2 * kStep;
-                out += 2 * kStep;
-            }
+    if (in_step == kStep && out_step == kStep) {  // without a gap
+        constexpr std::size_t kSteps = 2 * kVector / kStep;
+        for (; frames >= kSteps * at_once; frames -= kSteps * at_once) {
+            move_vector(shuffle_frames, in, out);
+            move_vector(shuffle_frames, in + kVector, out + kVector);
+            in += 2 * kVector;
+            out += 2 * kVector;
         }
     }
-#endif
     for (; frames >= reach; frames -= at_once) {
         shuffle_frames.move(in, out);
         in += in_step;
