@@ -6,15 +6,12 @@
 #include <span>
 
 #include "zel_delay_piece.h"
-#include "zel_delay_planes.h"
 
 /// Kernels for delays that differ; the plain row, the first, has none: there each channel has a
 /// line of its own.
 struct zel_delay_row {
     const char* name;
     zel_delay_kernel_fn merge;
-    zel_deinterleave_fn deinterleave;
-    zel_interleave_fn interleave;
     std::size_t (*most_merged)();  ///< more different delays are faster in planes than merged
 };
 std::span<const zel_delay_row> zel_delay_rows();

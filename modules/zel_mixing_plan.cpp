@@ -10,6 +10,7 @@ zel_mixing_plan::zel_mixing_plan(const char* kernel, std::size_t in_channels,
                                  std::size_t in_sample_bytes, std::size_t out_channels,
                                  std::size_t out_sample_bytes)
     : pstSelection(&zel_kernel_row(zel_selection_kernels(), kernel)),
+      pstPlanes(&zel_kernel_row(zel_planes_rows(), kernel)),
       fnPlain(zel_find_mixing_kernel("plain", in_sample_bytes, out_sample_bytes)),
       fnDense(zel_find_mixing_kernel(kernel, in_sample_bytes, out_sample_bytes)),
       szInChannels(in_channels),
@@ -17,7 +18,10 @@ zel_mixing_plan::zel_mixing_plan(const char* kernel, std::size_t in_channels,
       szInBytes(in_sample_bytes),
       szOutBytes(out_sample_bytes),
       pf32Packed(std::make_unique<float[]>(in_channels * out_channels)),
-      pszSources(std::make_unique<std::size_t[]>(out_channels)) {}
+      pszSources(std::make_unique<std::size_t[]>(out_channels)),
+      pu8Planes(std::make_unique<unsigned char[]>(kPlaneBytes)),
+      ppu8In(std::make_unique<unsigned char*[]>(in_channels)),
+      ppu8Out(std::make_unique<unsigned char*[]>(out_channels)) {}
 
 void zel_mixing_plan::load(const float* matrix) {
     pf32Matrix = matrix;
@@ -26,6 +30,8 @@ void zel_mixing_plan::load(const float* matrix) {
         pack(matrix);
     } else if (eKind == kind::selection) {
         fill_index();
+    } else if (eKind == kind::planes) {
+        point_planes();
     }
 }
 
@@ -84,7 +90,13 @@ zel_mixing_plan::kind zel_mixing_plan::kind_of(const float* matrix) {
         return szInBytes == 2 ? kind::copy : kind::round_trip;
     }
     const std::size_t longest = std::max(szInChannels, szOutChannels) * szInBytes;
-    return pstSelection->width(szInBytes, longest) != 0 ? kind::selection : kind::dense;
+    if (pstSelection->width(szInBytes, longest) != 0) {
+        return kind::selection;
+    }
+    constexpr std::size_t kFewProducts = 4;  // no dearer than planes
+    return szInChannels * szOutChannels > kFewProducts && longest <= zel_planes::kMaxFrameBytes
+               ? kind::planes
+               : kind::dense;
 }
 
 void zel_mixing_plan::pack(const float* matrix) {
@@ -117,6 +129,35 @@ void zel_mixing_plan::fill_index() {
     }
 }
 
+void zel_mixing_plan::point_planes() {
+    const std::size_t plane = kPlaneBytes / (szInChannels * szInBytes) * szInBytes;
+    for (std::size_t i = 0; i < szInChannels; ++i) {
+        ppu8In[i] = pu8Planes.get() + i * plane;
+    }
+    for (std::size_t o = 0; o < szOutChannels; ++o) {
+        ppu8Out[o] = ppu8In[pszSources[o]];
+    }
+}
+
+/// Takes the frames apart into planes and puts them together in another order.
+void zel_mixing_plan::run_planes(const unsigned char* in, unsigned char* out,
+                                 std::size_t frames) const {
+    const std::size_t in_frame = szInChannels * szInBytes;
+    const std::size_t chunk = kPlaneBytes / in_frame;
+    while (frames > 0) {
+        const std::size_t run = std::min(frames, chunk);
+        const std::size_t behind = frames - run;
+        pstPlanes->deinterleave(in, {run, behind, szInChannels, szInBytes, ppu8In.get()});
+        pstPlanes->interleave({run, behind, szOutChannels, szOutBytes, ppu8Out.get()}, out);
+        if (szOutBytes == 4) {
+            pstSelection->round_trip(out, out, run * szOutChannels);
+        }
+        in += run * in_frame;
+        out += run * szOutChannels * szOutBytes;
+        frames = behind;
+    }
+}
+
 void zel_mixing_plan::run(const void* in, void* out, std::size_t frames) const {
     const zel_mixing_block block{
         in, out, frames, szInChannels, szOutChannels, pf32Matrix, pf32Packed.get()};
@@ -127,6 +168,9 @@ void zel_mixing_plan::run(const void* in, void* out, std::size_t frames) const {
             return fnDense(block);
         case kind::selection:
             return pstSelection->run(stSelection, in, out, frames);
+        case kind::planes:
+            return run_planes(static_cast<const unsigned char*>(in),
+                              static_cast<unsigned char*>(out), frames);
         case kind::copy:
             std::memcpy(out, in, frames * szInChannels * szInBytes);
             return;

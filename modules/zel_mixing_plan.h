@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "zel_mixing_kernel.h"
+#include "zel_planes.h"
 
 /// How a matrix is best applied, worked out when it is loaded: which kernel, and the weights in the
 /// kernel's order or, when the matrix only moves channels, where each output comes from. One thread
@@ -20,15 +21,21 @@ class zel_mixing_plan {
     void run(const void* in, void* out, std::size_t frames) const;
 
   private:
-    enum class kind { plain, dense, selection, copy, round_trip };
+    enum class kind { plain, dense, selection, planes, copy, round_trip };
+
+    /// Bytes of the planes that are gone through at a time: they stay in the first-level cache.
+    static constexpr std::size_t kPlaneBytes = 8 * 1024;
 
     bool suits_vectors(const float* matrix) const;
     bool find_sources(const float* matrix);
     kind kind_of(const float* matrix);
     void pack(const float* matrix);
     void fill_index();
+    void point_planes();
+    void run_planes(const unsigned char* in, unsigned char* out, std::size_t frames) const;
 
     const zel_selection_kernel* pstSelection;
+    const zel_planes_row* pstPlanes;
     zel_mixing_kernel_fn fnPlain;
     zel_mixing_kernel_fn fnDense;
     std::size_t szInChannels;
@@ -40,4 +47,7 @@ class zel_mixing_plan {
     std::unique_ptr<float[]> pf32Packed;
     std::unique_ptr<std::size_t[]> pszSources;  ///< input channel of each output channel
     zel_mixing_selection stSelection{};
+    std::unique_ptr<unsigned char[]> pu8Planes;
+    std::unique_ptr<unsigned char*[]> ppu8In;   ///< each input channel's plane
+    std::unique_ptr<unsigned char*[]> ppu8Out;  ///< the plane that each output channel comes from
 };

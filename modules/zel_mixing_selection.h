@@ -20,5 +20,5 @@ struct zel_mixing_selection {
 using zel_selection_width_fn = std::size_t (*)(std::size_t sample_bytes, std::size_t longest_frame);
 using zel_selection_kernel_fn = void (*)(const zel_mixing_selection& selection, const void* in,
                                          void* out, std::size_t frames);
-/// 32-bit samples to float and back.
+/// 32-bit samples to float and back; in place too, since a sample stays as it is the second time.
 using zel_round_trip_fn = void (*)(const void* in, void* out, std::size_t samples);

@@ -7,12 +7,12 @@
 bool zel_planar_delay::suits(std::span<const std::uint32_t> delays, std::size_t sample_bytes,
                              const zel_delay_row& row) {
     return (sample_bytes == 2 || sample_bytes == 4) &&
-           delays.size() * sample_bytes <= zel_delay_planes::kMaxFrameBytes &&
+           delays.size() * sample_bytes <= zel_planes::kMaxFrameBytes &&
            std::set(delays.begin(), delays.end()).size() > row.most_merged();
 }
 
 zel_planar_delay::zel_planar_delay(std::span<const std::uint32_t> delays, std::size_t sample_bytes,
-                                   const zel_delay_row& row)
+                                   const zel_planes_row& row)
     : stRow(row),
       szChannels(delays.size()),
       szSampleBytes(sample_bytes),
@@ -30,8 +30,7 @@ void zel_planar_delay::process(const unsigned char* in, unsigned char* out, std:
     const std::size_t frame_bytes = szChannels * szSampleBytes;
     while (frames > 0) {
         const std::size_t run = std::min(frames, szChunkFrames);
-        const zel_delay_planes planes{run, frames - run, szChannels, szSampleBytes,
-                                      ppu8Planes.get()};
+        const zel_planes planes{run, frames - run, szChannels, szSampleBytes, ppu8Planes.get()};
         make_room(run);
         for (std::size_t c = 0; c < szChannels; ++c) {
             ppu8Planes[c] = pu8Planes.get() + (c * szRoom + szFilled) * szSampleBytes;

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "zel_delay_history.h"
+#include "zel_planes.h"
 
 /// Delays the channels of an interleaved stream, each from a history of its own: for many
 /// different delays, because every sample is moved twice however many there are. Starts from
@@ -18,7 +19,7 @@ class zel_planar_delay {
 
     /// `delays` are frames, one per channel. Throws std::bad_alloc.
     zel_planar_delay(std::span<const std::uint32_t> delays, std::size_t sample_bytes,
-                     const zel_delay_row& row);
+                     const zel_planes_row& row);
 
     /// Delays `frames` frames; `in` and `out` are different blocks. Allocates nothing.
     void process(const unsigned char* in, unsigned char* out, std::size_t frames);
@@ -29,7 +30,7 @@ class zel_planar_delay {
 
     void make_room(std::size_t frames);
 
-    zel_delay_row stRow;
+    zel_planes_row stRow;
     std::size_t szChannels;
     std::size_t szSampleBytes;
     std::size_t szChunkFrames;  ///< taken in at a time

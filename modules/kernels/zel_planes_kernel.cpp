@@ -1,7 +1,7 @@
 // Interleaved frames to planes and back. 16 bytes of as many frames as they have samples are a
 // square of samples, which is transposed; a vector takes one to four squares side by side.
 
-#include "zel_delay_planes.h"
+#include "zel_planes.h"
 #include "zel_vector.h"
 #include "zel_vector_kernels.h"
 
@@ -51,7 +51,7 @@ struct column {
     /// The planes; behind the last channel's they repeat.
     unsigned char* planes[kSize];
 
-    ZEL_INLINE column(const zel_delay_planes& all, std::size_t first)
+    ZEL_INLINE column(const zel_planes& all, std::size_t first)
         : step(all.channels * Bytes),
           channels(all.channels - first < kSize ? all.channels - first : kSize) {
         for (std::size_t c = 0; c < kSize; ++c) {
@@ -109,7 +109,7 @@ struct column {
 /// From the last column to the first: only the last may be narrower than a row, and the first
 /// overwrites what it left behind a frame.
 template <std::size_t Bytes, typename Byte>
-void move_columns(Byte* frames, const zel_delay_planes& planes) {
+void move_columns(Byte* frames, const zel_planes& planes) {
     constexpr std::size_t kSize = column<Bytes>::kSize;
     const std::size_t room = (planes.count + planes.behind) * planes.channels * Bytes;
     for (std::size_t end = (planes.channels + kSize - 1) / kSize * kSize; end > 0; end -= kSize) {
@@ -123,11 +123,11 @@ void move_columns(Byte* frames, const zel_delay_planes& planes) {
 
 namespace ZEL_KERNEL_SET {
 
-void deinterleave(const unsigned char* frames, const zel_delay_planes& planes) {
+void deinterleave(const unsigned char* frames, const zel_planes& planes) {
     planes.sample_bytes == 2 ? move_columns<2>(frames, planes) : move_columns<4>(frames, planes);
 }
 
-void interleave(const zel_delay_planes& planes, unsigned char* frames) {
+void interleave(const zel_planes& planes, unsigned char* frames) {
     planes.sample_bytes == 2 ? move_columns<2>(frames, planes) : move_columns<4>(frames, planes);
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "zel_delay_piece.h"
-#include "zel_delay_planes.h"
 #include "zel_mixing_block.h"
 #include "zel_mixing_selection.h"
+#include "zel_planes.h"
 #include "zel_src_48k_window.h"
 
 // What every instruction set's library offers, compiled from the same files. CMake says which sets
@@ -29,8 +29,8 @@
         void round_trip(const void* in, void* out, std::size_t samples);                   \
         void delay(const zel_delay_piece& piece);                                          \
         std::size_t delay_most_merged();                                                   \
-        void deinterleave(const unsigned char* frames, const zel_delay_planes& planes);    \
-        void interleave(const zel_delay_planes& planes, unsigned char* frames);            \
+        void deinterleave(const unsigned char* frames, const zel_planes& planes);          \
+        void interleave(const zel_planes& planes, unsigned char* frames);                  \
         void truncate_32_to_16(void* block, std::size_t samples);                          \
         void pad_16_to_32(const void* in, std::size_t samples, void* out);                 \
     }

@@ -50,6 +50,8 @@ TEST_P(delay_kernel_test, shifts_each_channel_whatever_the_block_sizes) {
     for (const std::string& name : vector_kernels()) {
         const zel_delay_row& row = zel_kernel_row(zel_delay_rows(), name.c_str());
         ASSERT_EQ(row.name, name);
+        const zel_planes_row& planes = zel_kernel_row(zel_planes_rows(), name.c_str());
+        ASSERT_EQ(planes.name, name);
         for (const std::size_t sample_bytes : {2U, 3U, 4U}) {
             for (const unsigned int spread : {1U, 3U, 40U, 1000U}) {
                 SCOPED_TRACE(testing::Message()
@@ -63,10 +65,9 @@ TEST_P(delay_kernel_test, shifts_each_channel_whatever_the_block_sizes) {
                 delays[random() % channels] = spread;
                 expect_shift(delays, sample_bytes, &random,
                              zel_delay_history(delays, sample_bytes, row.merge));
-                if (sample_bytes != 3 &&
-                    channels * sample_bytes <= zel_delay_planes::kMaxFrameBytes) {
+                if (sample_bytes != 3 && channels * sample_bytes <= zel_planes::kMaxFrameBytes) {
                     expect_shift(delays, sample_bytes, &random,
-                                 zel_planar_delay(delays, sample_bytes, row));
+                                 zel_planar_delay(delays, sample_bytes, planes));
                 }
             }
         }
