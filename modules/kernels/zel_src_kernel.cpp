@@ -28,19 +28,20 @@ constexpr std::size_t kDirectSums = 4;
 #endif
 constexpr std::size_t kFoldedSums = 4;
 
-/// One tap, or pair of taps, of N output vectors: their vectors lie `step` floats apart.
-template <std::size_t N>
-ZEL_INLINE void tap(vec_f c, const float* at, std::size_t step, vec_f (&sum)[N]) {
+/// One tap, or pair of taps, of N output vectors: their vectors lie `step` floats apart. The
+/// coefficient is the K-th of four.
+template <std::size_t K, std::size_t N>
+ZEL_INLINE void tap(vec_f four, const float* at, std::size_t step, vec_f (&sum)[N]) {
     for (std::size_t i = 0; i < N; ++i) {
-        sum[i] = add(sum[i], mul(c, load_own_f(at + i * step)));
+        sum[i] = add(sum[i], mul_by<K>(load_own_f(at + i * step), four));
     }
 }
-template <std::size_t N>
-ZEL_INLINE void tap(vec_f c, const float* early, const float* late, std::size_t step,
+template <std::size_t K, std::size_t N>
+ZEL_INLINE void tap(vec_f four, const float* early, const float* late, std::size_t step,
                     vec_f (&sum)[N]) {
     for (std::size_t i = 0; i < N; ++i) {
-        sum[i] =
-            add(sum[i], mul(c, add(load_own_f(early + i * step), load_own_f(late + i * step))));
+        const vec_f both = add(load_own_f(early + i * step), load_own_f(late + i * step));
+        sum[i] = add(sum[i], mul_by<K>(both, four));
     }
 }
 
@@ -56,31 +57,31 @@ ZEL_INLINE void filter(const float* window, std::size_t step, vec_f (&sum)[N]) {
         std::size_t k = 0;
         for (; k + 4 <= kHalf; k += 4) {
             const vec_f c = load_four(res_coeff + k);
-            tap<N>(shuffle<0, 0, 0, 0>(c, c), window, late, step, sum);
-            tap<N>(shuffle<1, 1, 1, 1>(c, c), window + kLanes, late - kLanes, step, sum);
-            tap<N>(shuffle<2, 2, 2, 2>(c, c), window + 2 * kLanes, late - 2 * kLanes, step, sum);
-            tap<N>(shuffle<3, 3, 3, 3>(c, c), window + 3 * kLanes, late - 3 * kLanes, step, sum);
+            tap<0>(c, window, late, step, sum);
+            tap<1>(c, window + kLanes, late - kLanes, step, sum);
+            tap<2>(c, window + 2 * kLanes, late - 2 * kLanes, step, sum);
+            tap<3>(c, window + 3 * kLanes, late - 3 * kLanes, step, sum);
             window += 4 * kLanes;
             late -= 4 * kLanes;
         }
         for (; k < kHalf; ++k) {
-            tap<N>(splat(res_coeff[k]), window, late, step, sum);
+            tap<0>(splat(res_coeff[k]), window, late, step, sum);
             window += kLanes;
             late -= kLanes;
         }
-        tap<N>(splat(res_coeff[kHalf]), window, step, sum);
+        tap<0>(splat(res_coeff[kHalf]), window, step, sum);
     } else {
         std::size_t t = 0;
         for (; t + 4 <= kTaps; t += 4) {
             const vec_f c = load_four(res_coeff + t);
-            tap<N>(shuffle<0, 0, 0, 0>(c, c), window, step, sum);
-            tap<N>(shuffle<1, 1, 1, 1>(c, c), window + kLanes, step, sum);
-            tap<N>(shuffle<2, 2, 2, 2>(c, c), window + 2 * kLanes, step, sum);
-            tap<N>(shuffle<3, 3, 3, 3>(c, c), window + 3 * kLanes, step, sum);
+            tap<0>(c, window, step, sum);
+            tap<1>(c, window + kLanes, step, sum);
+            tap<2>(c, window + 2 * kLanes, step, sum);
+            tap<3>(c, window + 3 * kLanes, step, sum);
             window += 4 * kLanes;
         }
         for (; t < kTaps; ++t) {
-            tap<N>(splat(res_coeff[t]), window, step, sum);
+            tap<0>(splat(res_coeff[t]), window, step, sum);
             window += kLanes;
         }
     }

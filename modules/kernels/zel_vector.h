@@ -67,6 +67,15 @@ ZEL_INLINE vec_f shuffle(vec_f x, vec_f y) {
                                    ZEL_FOUR(2, A, B, C, D), ZEL_FOUR(3, A, B, C, D));
 #elif defined(__AVX2__)
     return __builtin_shufflevector(x, y, ZEL_FOUR(0, A, B, C, D), ZEL_FOUR(1, A, B, C, D));
+#elif defined(__ARM_NEON) && !defined(__aarch64__)
+    // g++ would look these two up in a table.
+    if constexpr (A == 0 && B == 1 && C == 4 && D == 5) {
+        return (vec_f)vcombine_f32(vget_low_f32((float32x4_t)x), vget_low_f32((float32x4_t)y));
+    } else if constexpr (A == 2 && B == 3 && C == 6 && D == 7) {
+        return (vec_f)vcombine_f32(vget_high_f32((float32x4_t)x), vget_high_f32((float32x4_t)y));
+    } else {
+        return __builtin_shufflevector(x, y, ZEL_FOUR(0, A, B, C, D));
+    }
 #else
     return __builtin_shufflevector(x, y, ZEL_FOUR(0, A, B, C, D));
 #endif
@@ -255,9 +264,15 @@ ZEL_INLINE rows transpose(const rows& r) {
 
 // One rounding each. 32-bit ARM's compilers make scalar code of vector operators, because NEON
 // flushes denormals there; our callers have made sure that none occurs.
+// `mul_by` multiplies by the K-th of the four floats of `load_four`.
 #if defined(__ARM_NEON) && !defined(__aarch64__)
 ZEL_INLINE vec_f add(vec_f a, vec_f b) {
     return (vec_f)vaddq_f32((float32x4_t)a, (float32x4_t)b);
+}
+template <std::size_t K>
+ZEL_INLINE vec_f mul_by(vec_f a, vec_f four) {
+    const auto f = (float32x4_t)four;
+    return (vec_f)vmulq_lane_f32((float32x4_t)a, K < 2 ? vget_low_f32(f) : vget_high_f32(f), K % 2);
 }
 ZEL_INLINE vec_f mul(vec_f a, vec_f b) {
     return (vec_f)vmulq_f32((float32x4_t)a, (float32x4_t)b);
@@ -265,6 +280,10 @@ ZEL_INLINE vec_f mul(vec_f a, vec_f b) {
 #else
 ZEL_INLINE vec_f add(vec_f a, vec_f b) {
     return a + b;
+}
+template <std::size_t K>
+ZEL_INLINE vec_f mul_by(vec_f a, vec_f four) {
+    return a * shuffle<K, K, K, K>(four, four);
 }
 ZEL_INLINE vec_f mul(vec_f a, vec_f b) {
     return a * b;
