@@ -3,27 +3,29 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The history of the vector kernels. For every input frame n a group of channels has one vector,
-/// whose lanes are the group's channels in the frames n, n + 3, n + 6, ... as floats:
+/// The state of the vector kernels: the frames that the next outputs still need, and room for a
+/// chunk of new ones behind them. A chunk is cut into parts that are converted side by side, so
+/// that every lane of a vector follows one channel of one part:
 ///
-///     vector n      | x[n] | x[n + 3] | x[n + 6] | ...
-///     vector n + 1  | x[n + 1] | x[n + 4] | x[n + 7] | ...
+///     vector n      | x[n] | x[n + P] | x[n + 2 P] | ...      P frames are a part
 ///
-/// so that an output vector, sum over t of c[t] * vector[n + t], takes consecutive, aligned vectors
-/// and holds the group's channels of consecutive output frames. A group has 1, 2, 4 or 8 channels.
+/// and an output vector, sum over t of c[t] * vector[n + t], takes consecutive, aligned vectors and
+/// never mixes lanes, whatever the number of channels.
 struct zel_src_window {
-    static constexpr std::size_t kMaxLanes = 16;
-    static constexpr std::size_t kMaxGroups = 3;
-    static constexpr std::size_t kVectors = 1920;
-
-    struct group {
-        std::size_t filled = 0;  ///< input frames held, counted from the first vector's first lane
-        std::size_t next = 0;    ///< vector at which the next output frame's window begins
-        alignas(64) float vectors[kVectors * kMaxLanes];
-    };
+    static constexpr std::size_t kTaps = 237;
+    static constexpr std::size_t kMaxChannels = 8;
+    static constexpr std::size_t kMaxChunkFrames = 1536;
+    /// Parts are equally long: the last ones reach behind the chunk, but what is made of that is
+    /// dropped.
+    static constexpr std::size_t kSpareFrames = 64;
+    static constexpr std::size_t kFrames = kTaps + kMaxChunkFrames + kSpareFrames;
+    static constexpr std::size_t kMaxVectorFloats = 10 * 1024;
 
     std::size_t channels = 0;
-    group groups[kMaxGroups];
+    /// Interleaved for 1, 2, 4 and 8 channels, else `kFrames` samples for each channel.
+    std::int16_t history[kFrames * kMaxChannels];
+    /// The vectors of a chunk's parts, while it is converted.
+    alignas(64) float vectors[kMaxVectorFloats];
 };
 
 /// Starts from silence for 1 to 8 channels.

@@ -111,6 +111,25 @@ ZEL_INLINE vec_i load_16(const void* from) {
 #endif
 }
 
+/// Four 16-bit samples for each quarter, `offset` samples behind every Step-th of the places.
+template <std::size_t Step>
+ZEL_INLINE vec_i load_quarters_16(const std::int16_t* const* places, std::size_t offset) {
+#if defined(__AVX2__)
+    std::int64_t quarters[kLanes / 4];
+    for (std::size_t q = 0; q < kLanes / 4; ++q) {
+        __builtin_memcpy(&quarters[q], places[q * Step] + offset, sizeof(quarters[q]));
+    }
+#if defined(__AVX512F__)
+    return (vec_i)_mm512_maskz_cvtepi16_epi32(
+        0xffff, _mm256_set_epi64x(quarters[3], quarters[2], quarters[1], quarters[0]));
+#else
+    return (vec_i)_mm256_cvtepi16_epi32(_mm_set_epi64x(quarters[1], quarters[0]));
+#endif
+#else
+    return load_16(places[0] + offset);
+#endif
+}
+
 /// Stores kLanes samples, saturated to 16 bits.
 ZEL_INLINE void store_16(std::int16_t* to, vec_i value) {
 #if defined(__AVX512F__)
