@@ -114,6 +114,7 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
     unsigned int count = 600;
     EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("Ovra_VOC_SrcProcess48k: init failed\n"));
+    ASSERT_EQ(Ovra_VOC_SrcInit48k(2), 0);
     EXPECT_EQ(Ovra_VOC_SrcInit48k(9), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("SRC channel num 10 out of spec"));
     EXPECT_EQ(Ovra_VOC_SrcInit48k(0), -EINVAL);
@@ -147,6 +148,11 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
     count = 303;
     EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("buf size in inconsistent 600 606"));
+    for (const auto& [channels, size] : {std::pair{2, 300U}, std::pair{1, 600U}}) {
+        ASSERT_EQ(Ovra_VOC_SrcInit48k(channels), 0) << "without a release before it";
+        count = size;
+        EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
+    }
 }
 
 TEST_F(src_48k_test, entry_points_check_the_streams) {
