@@ -24,7 +24,6 @@ const std::vector<std::uint32_t>& vu32LOG_LEVEL_ITEMS =
 namespace {
 
 constexpr unsigned int kCard = 70;
-constexpr unsigned int kOwnControls = 3;
 
 bool add_own_controls(snd_control* slots) {
     constexpr snd_value_bytes kPathBytes{zel_format_converter::kMaxPathBytes};
