@@ -14,6 +14,7 @@
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
+#include "zel_json.h"
 
 struct zel_channel_delay_access {
     static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
@@ -152,6 +153,16 @@ TEST(delay_file, odd_texts_give_their_delays_and_messages) {
     EXPECT_TRUE(zel_test::log_has("input file size is empty"));
     EXPECT_EQ(zel_channel_delay_access::table("/nowhere", 2), none);
     EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere fail"));
+}
+
+TEST(json_error, is_a_place_in_the_text_whatever_has_been_parsed_since) {
+    const std::string text = "[1, x]";
+    EXPECT_EQ(cJSON_Parse(text.c_str()), nullptr);
+    EXPECT_STREQ(zel_json_error(text.c_str()), "x]");
+    EXPECT_EQ(cJSON_Parse(std::string(100, '[').c_str()), nullptr) << "gone by the next line";
+    EXPECT_STREQ(zel_json_error(text.c_str()), "");
+    cJSON_Delete(cJSON_Parse("1"));
+    EXPECT_STREQ(zel_json_error(text.c_str()), "");
 }
 
 TEST(sample_files, serve_the_layouts_they_are_made_for) {
