@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "captured_log.h"
 #include "test_folder.h"
 #include "zel_channel_mixing.h"
@@ -136,6 +137,13 @@ TEST(channel_mixing, layout_change_takes_another_matrix_of_the_same_file) {
     EXPECT_EQ(mixed(), 22);
     EXPECT_EQ(stage.channel_change("7.1"), -EINVAL) << "the identity takes over";
     EXPECT_EQ(mixed(), 11);
+    // Set up again without memory: nothing is left of the earlier stream.
+    std::string same = path;
+    zel_test::fail_allocation(1);
+    EXPECT_EQ(stage.init(std::move(same), "2.0", &in, &out), -ENOMEM);
+    EXPECT_TRUE(zel_test::stop_failing_allocations());
+    EXPECT_EQ(stage.channel_change("1.1"), -EINVAL);
+    EXPECT_TRUE(stage.matrix().empty());
 }
 
 }  // namespace
