@@ -5,7 +5,6 @@
 #include <cstring>
 #include <new>
 #include <numeric>
-#include <utility>
 #include <vector>
 
 #include "zel_kernel_choice.h"
@@ -81,7 +80,7 @@ int zel_channel_delay::init(const std::string& path, const pcm_config* config) {
     int status = create_delay_coefficient(path, &delays_ms, config);
     if (status != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
-        return status == -ENOMEM ? -ENOMEM : -EINVAL;
+        return status;
     }
     if (std::accumulate(delays_ms, delays_ms + config->channels, 0U) == 0) {
         bBypass = true;

@@ -47,6 +47,7 @@ class zel_channel_delay {
     zel_channel_delay();
     zel_channel_delay(const zel_channel_delay&) = delete;
     zel_channel_delay& operator=(const zel_channel_delay&) = delete;
+    ~zel_channel_delay() { destroy_delay_buffer(&pstDelayBuf, stConfig.channels); }
 
     /// Takes the delays for this stream from the file at `path`; one that does not fit means
     /// bypass. Call after deinit only. 0, -22, or -12.
@@ -102,7 +103,4 @@ class zel_channel_delay {
     bool bBypass = false;
     /// Holds the audio, instead of the lines, if set.
     std::variant<std::monostate, zel_delay_history, zel_planar_delay> mHistory;
-
-  public:
-    ~zel_channel_delay() { destroy_delay_buffer(&pstDelayBuf, stConfig.channels); }
 };
