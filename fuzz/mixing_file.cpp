@@ -1,6 +1,5 @@
 // A mixing coefficient file of any content, loaded for several streams and then used.
 
-#include "captured_log.h"
 #include "coefficient_file.h"
 #include "fuzz_input.h"
 #include "zel_format_converter_mixing_wrapper.h"
@@ -48,13 +47,11 @@ std::vector<std::uint8_t> mix(const pcm_config& in, std::uint8_t sample_byte,
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    zel_test::clear_log();
-    static const zel_fuzz::coefficient_file file;
-    file.replace(data, size);
+    const std::string& path = zel_fuzz::coefficient_file(data, size);
     for (const stream& s : kStreams) {
         const pcm_config in = config_of(s.in, s.in_format);
         const pcm_config out = config_of(s.out, s.out_format);
-        ZEL_FUZZ_CHECK(zel_fc_lib_mixing_init(file.path(), s.layout, &in, &out) == 0);
+        ZEL_FUZZ_CHECK(zel_fc_lib_mixing_init(path, s.layout, &in, &out) == 0);
         // A weight that is no finite number would make noise of silence.
         const std::vector<std::uint8_t> silence(block_bytes(out));
         ZEL_FUZZ_CHECK(mix(in, 0, out) == silence);
