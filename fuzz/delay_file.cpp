@@ -3,6 +3,7 @@
 
 #include "coefficient_file.h"
 #include "fuzz_input.h"
+#include "stream_of.h"
 #include "zel_format_converter_delay_wrapper.h"
 
 namespace {
@@ -56,10 +57,7 @@ void check_delays(const std::vector<std::int32_t>& out, const pcm_config& config
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string& path = zel_fuzz::coefficient_file(data, size);
     for (const stream& s : kStreams) {
-        pcm_config config{};
-        config.channels = s.channels;
-        config.rate = s.rate;
-        config.format = PCM_FORMAT_S32_LE;
+        const pcm_config config = zel_test::stream_of(s.channels, s.rate, PCM_FORMAT_S32_LE);
         ZEL_FUZZ_CHECK(zel_fc_lib_delay_init(path.c_str(), &config) == 0);
         check_delays(delayed_ramp(config), config);
         ZEL_FUZZ_CHECK(zel_fc_lib_delay_deinit() == 0);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <numeric>
 #include <vector>
@@ -20,15 +21,18 @@ int zel_channel_delay_buffer::create(unsigned int delay_ms, const pcm_config* co
         return -ENOMEM;
     }
     const std::uint32_t frames = zel_channel_delay::delay_frames(delay_ms, config->rate);
-    const std::uint32_t bytes = frames * (pcm_format_to_bits(config->format) / 8);
-    pu8Buf.reset(new (std::nothrow) std::uint8_t[bytes]());
+    const std::uint64_t bytes = std::uint64_t{frames} * (pcm_format_to_bits(config->format) / 8);
+    pu8Buf.reset();
+    if (bytes <= std::numeric_limits<std::uint32_t>::max()) {
+        pu8Buf.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bytes)]());
+    }
     if (!pu8Buf) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for a delay of %d ms",
                       static_cast<int>(delay_ms));
         return -ENOMEM;
     }
     u32DelayFrames = frames;
-    u32BufSize = bytes;
+    u32BufSize = static_cast<std::uint32_t>(bytes);
     pu8Read = pu8Buf.get();
     pu8Write = pu8Buf.get();
     return 0;

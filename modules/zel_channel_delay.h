@@ -73,7 +73,8 @@ class zel_channel_delay {
     static const cJSON* fill_table(const cJSON* params, unsigned int* table);
     /// The length of a delay at `rate` Hz in frames, truncated.
     static constexpr std::uint32_t delay_frames(unsigned int delay_ms, unsigned int rate) {
-        return delay_ms * rate / 1000;
+        // The longest delay times a card's 768 kHz is more than 32 bits.
+        return static_cast<std::uint32_t>(std::uint64_t{delay_ms} * rate / 1000);
     }
 
   private:

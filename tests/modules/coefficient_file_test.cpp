@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "stream_of.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
@@ -19,8 +20,7 @@
 struct zel_channel_delay_access {
     static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
         zel_channel_delay stage;
-        pcm_config config{};
-        config.channels = channels;
+        const pcm_config config = zel_test::stream_of(channels);
         unsigned int* values = nullptr;
         EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
         std::vector<unsigned int> result(values, values + channels);
@@ -45,10 +45,8 @@ std::string mixing_text(const std::string& entries) {
 
 std::vector<float> load_mixing(const std::string& path, unsigned int in, const char* layout,
                                unsigned int out) {
-    pcm_config in_config{};
-    in_config.channels = in;
-    pcm_config out_config{};
-    out_config.channels = out;
+    const pcm_config in_config = zel_test::stream_of(in);
+    const pcm_config out_config = zel_test::stream_of(out);
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(path, layout, &in_config, &out_config), 0);
     return {stage.matrix().begin(), stage.matrix().end()};

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "stream_of.h"
 #include "zel_format_converter_src_wrapper.h"
 #include "zel_src_48k.h"
 
@@ -156,13 +157,7 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
 }
 
 TEST_F(src_48k_test, entry_points_check_the_streams) {
-    const auto config = [](unsigned int channels, unsigned int rate, pcm_format format) {
-        pcm_config made{};
-        made.channels = channels;
-        made.rate = rate;
-        made.format = format;
-        return made;
-    };
+    const auto config = zel_test::stream_of;
     const pcm_config good = config(2, 48000, PCM_FORMAT_S16_LE);
     const pcm_config out = config(2, 16000, PCM_FORMAT_S16_LE);
     const struct {
