@@ -1,9 +1,9 @@
 // A delay coefficient file of any content, loaded for several streams and then used: every channel
 // must come out late by one constant number of frames.
 
-#include "captured_log.h"
 #include "coefficient_file.h"
 #include "fuzz_input.h"
+#include "stream_of.h"
 #include "zel_format_converter_delay_wrapper.h"
 
 namespace {
@@ -55,15 +55,10 @@ void check_delays(const std::vector<std::int32_t>& out, const pcm_config& config
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    zel_test::clear_log();
-    static const zel_fuzz::coefficient_file file;
-    file.replace(data, size);
+    const std::string& path = zel_fuzz::coefficient_file(data, size);
     for (const stream& s : kStreams) {
-        pcm_config config{};
-        config.channels = s.channels;
-        config.rate = s.rate;
-        config.format = PCM_FORMAT_S32_LE;
-        ZEL_FUZZ_CHECK(zel_fc_lib_delay_init(file.path().c_str(), &config) == 0);
+        const pcm_config config = zel_test::stream_of(s.channels, s.rate, PCM_FORMAT_S32_LE);
+        ZEL_FUZZ_CHECK(zel_fc_lib_delay_init(path.c_str(), &config) == 0);
         check_delays(delayed_ramp(config), config);
         ZEL_FUZZ_CHECK(zel_fc_lib_delay_deinit() == 0);
     }

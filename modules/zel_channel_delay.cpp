@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <numeric>
-#include <utility>
 #include <vector>
 
 #include "zel_kernel_choice.h"
@@ -21,15 +21,18 @@ int zel_channel_delay_buffer::create(unsigned int delay_ms, const pcm_config* co
         return -ENOMEM;
     }
     const std::uint32_t frames = zel_channel_delay::delay_frames(delay_ms, config->rate);
-    const std::uint32_t bytes = frames * (pcm_format_to_bits(config->format) / 8);
-    pu8Buf.reset(new (std::nothrow) std::uint8_t[bytes]());
+    const std::uint64_t bytes = std::uint64_t{frames} * (pcm_format_to_bits(config->format) / 8);
+    pu8Buf.reset();
+    if (bytes <= std::numeric_limits<std::uint32_t>::max()) {
+        pu8Buf.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bytes)]());
+    }
     if (!pu8Buf) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for a delay of %d ms",
                       static_cast<int>(delay_ms));
         return -ENOMEM;
     }
     u32DelayFrames = frames;
-    u32BufSize = bytes;
+    u32BufSize = static_cast<std::uint32_t>(bytes);
     pu8Read = pu8Buf.get();
     pu8Write = pu8Buf.get();
     return 0;
@@ -81,7 +84,7 @@ int zel_channel_delay::init(const std::string& path, const pcm_config* config) {
     int status = create_delay_coefficient(path, &delays_ms, config);
     if (status != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
-        return status == -ENOMEM ? -ENOMEM : -EINVAL;
+        return status;
     }
     if (std::accumulate(delays_ms, delays_ms + config->channels, 0U) == 0) {
         bBypass = true;

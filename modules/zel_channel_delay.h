@@ -47,6 +47,7 @@ class zel_channel_delay {
     zel_channel_delay();
     zel_channel_delay(const zel_channel_delay&) = delete;
     zel_channel_delay& operator=(const zel_channel_delay&) = delete;
+    ~zel_channel_delay() { destroy_delay_buffer(&pstDelayBuf, stConfig.channels); }
 
     /// Takes the delays for this stream from the file at `path`; one that does not fit means
     /// bypass. Call after deinit only. 0, -22, or -12.
@@ -72,7 +73,8 @@ class zel_channel_delay {
     static const cJSON* fill_table(const cJSON* params, unsigned int* table);
     /// The length of a delay at `rate` Hz in frames, truncated.
     static constexpr std::uint32_t delay_frames(unsigned int delay_ms, unsigned int rate) {
-        return delay_ms * rate / 1000;
+        // The longest delay times a card's 768 kHz is more than 32 bits.
+        return static_cast<std::uint32_t>(std::uint64_t{delay_ms} * rate / 1000);
     }
 
   private:
@@ -102,7 +104,4 @@ class zel_channel_delay {
     bool bBypass = false;
     /// Holds the audio, instead of the lines, if set.
     std::variant<std::monostate, zel_delay_history, zel_planar_delay> mHistory;
-
-  public:
-    ~zel_channel_delay() { destroy_delay_buffer(&pstDelayBuf, stConfig.channels); }
 };

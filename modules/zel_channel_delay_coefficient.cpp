@@ -78,9 +78,7 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
     } else if (!root) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient file %s parsing fail",
                       path.c_str());
-        const char* position = cJSON_GetErrorPtr();
-        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]",
-                      position != nullptr ? position : "");
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]", zel_json_error(text.get()));
     } else if (enable == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient found");
     } else if (!cJSON_IsTrue(enable)) {

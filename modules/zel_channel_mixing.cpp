@@ -67,7 +67,7 @@ int zel_channel_mixing::init(std::string path, const std::string& layout, const 
         mPlan->load(pf32Matrix.get());
     } catch (const std::bad_alloc&) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for the mixing matrix");
-        pf32Matrix.reset();
+        deinit();
         return -ENOMEM;
     }
     stInConfig = *in;

@@ -21,7 +21,7 @@ class zel_channel_mixing {
 
     /// Takes the matrix for these two streams and that channel layout from the file at `path`; a
     /// file that does not fit leaves the identity matrix, one that cannot be read silence. Call
-    /// only when idle. 0, -22 for unusable configurations, -12.
+    /// only when idle. 0, -22 for unusable configurations, -12 with nothing left.
     int init(std::string path, const std::string& layout, const pcm_config* in,
              const pcm_config* out);
     /// Mixes `in_size` bytes of input frames to the start of `out`, whose room is `out_size` bytes.

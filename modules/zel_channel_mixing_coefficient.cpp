@@ -131,9 +131,7 @@ int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int i
     if (!root) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "mixing coefficient file %s parsing fail",
                       path.c_str());
-        const char* position = cJSON_GetErrorPtr();
-        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]",
-                      position != nullptr ? position : "");
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]", zel_json_error(text.get()));
     } else if (enable == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no mixing coefficient found");
     } else if (!cJSON_IsTrue(enable)) {

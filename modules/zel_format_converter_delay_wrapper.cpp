@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <new>
 #include <string>
-#include <utility>
 
 #include "zel_channel_delay.h"
 

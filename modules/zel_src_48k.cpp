@@ -95,6 +95,7 @@ std::span<const zel_src_row> zel_src_rows() {
 
 int Ovra_VOC_SrcInit48k(int channels) {
     zel_src_state& src = g_zel_src;
+    Ovra_VOC_SrcDeInit48k();  // so that a failure leaves no stream, not even an earlier one
     if (res_order >= static_cast<std::int32_t>(kZelSrcHistoryFrames)) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
                       "Ovra_VOC_SrcInit48k: buffer size is not enough\r\n");

@@ -16,7 +16,8 @@ extern "C" __attribute__((visibility("default"))) const std::int32_t res_order;
 /// The taps, symmetric; made by tools/design_filter.py.
 extern "C" __attribute__((visibility("default"))) const float res_coeff[237];
 
-/// Starts from silence for `channels` channels; call in the released state only. 0 or -22.
+/// Starts from silence for `channels` channels, releasing an earlier stream. 0, or -22 with the
+/// converter released.
 int Ovra_VOC_SrcInit48k(int channels);
 /// Converts a block in place: `*samples` 16-bit samples of all channels become a third of that, at
 /// the block's start. The frame count must be a multiple of 3, and an odd channel count fixes it

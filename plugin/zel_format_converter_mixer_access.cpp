@@ -8,12 +8,11 @@
 #include "zel_fc_log.h"
 #include "zel_format_converter_mixer_plugin.h"
 #include "zel_plugin_status.h"
+#include "zel_virtual_card.h"
 
 namespace zel_format_converter_mixer_plugin {
 
 namespace {
-
-constexpr unsigned int kDevice = 70;
 
 enum own_control : unsigned int { DELAY_PATH, MIXING_PATH, LOG_LEVEL, NOT_OWN };
 
@@ -171,7 +170,7 @@ ssize_t read_event(mixer_plugin* plugin, snd_ctl_event* event, size_t size) {
             event->type = SNDRV_CTL_EVENT_ELEM;
             event->data.elem.mask = SNDRV_CTL_EVENT_MASK_VALUE;
             event->data.elem.id.iface = SNDRV_CTL_ELEM_IFACE_MIXER;
-            event->data.elem.id.device = kDevice;
+            event->data.elem.id.device = kZelVirtualDevice;
             result = static_cast<ssize_t>(size);
         }
     }

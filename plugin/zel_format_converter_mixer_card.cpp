@@ -16,8 +16,6 @@ namespace zel_format_converter_mixer_plugin {
 
 namespace {
 
-constexpr unsigned int kFirstMirrored = 3;
-
 struct mixer_closer {
     void operator()(mixer* opened) const { mixer_close(opened); }
 };
@@ -45,7 +43,7 @@ card_control open_card_control(unsigned int card_number, unsigned int numid) {
         opened.status = -ENODEV;
         return opened;
     }
-    opened.control = find_card_control(opened.card.get(), numid - kFirstMirrored);
+    opened.control = find_card_control(opened.card.get(), numid - kOwnControls);
     opened.status = opened.control != nullptr ? 0 : -EINVAL;
     return opened;
 }
@@ -60,6 +58,37 @@ bool fits_record(const snd_control& slot, const snd_ctl_elem_value& value, unsig
                     static_cast<int>(room));
     }
     return count <= room;
+}
+
+/// The card may have other controls by now, and arrays of other kinds have longer elements.
+bool holds_bytes(mixer_ctl* control) {
+    const int kind = mixer_ctl_get_type(control);
+    if (kind != MIXER_CTL_TYPE_BYTE) {
+        ZEL_FC_LOGE("control is of kind %d now, not of bytes", kind);
+    }
+    return kind == MIXER_CTL_TYPE_BYTE;
+}
+
+int read_bytes(mixer_ctl* control, void* bytes, unsigned int count) {
+    if (!holds_bytes(control)) {
+        return -EINVAL;
+    }
+    const int status = mixer_ctl_get_array(control, bytes, count);
+    if (status != 0) {
+        ZEL_FC_LOGE("mixer_ctl_get_array fail %d", status);
+    }
+    return status;
+}
+
+int write_bytes(mixer_ctl* control, void* bytes, unsigned int count) {
+    if (!holds_bytes(control)) {
+        return -EINVAL;
+    }
+    const int status = mixer_ctl_set_array(control, bytes, count);
+    if (status != 0) {
+        ZEL_FC_LOGE("mixer_ctl_set_array fail %d", status);
+    }
+    return status;
 }
 
 /// A value beyond what the card's interface takes is beyond the control's range, too.
@@ -153,29 +182,9 @@ bool valid_tlv_slot(const snd_control& slot, const snd_ctl_tlv& tlv) {
     return true;
 }
 
-void* payload_of(snd_ctl_tlv* tlv) {
-    return tlv + 1;
-}
-
-int read_payload(mixer_ctl* control, snd_ctl_tlv* tlv) {
-    const int status = mixer_ctl_get_array(control, payload_of(tlv), tlv->length);
-    if (status != 0) {
-        ZEL_FC_LOGE("mixer_ctl_get_array fail %d", status);
-    }
-    return status;
-}
-
-int write_payload(mixer_ctl* control, snd_ctl_tlv* tlv) {
-    const int status = mixer_ctl_set_array(control, payload_of(tlv), tlv->length);
-    if (status != 0) {
-        ZEL_FC_LOGE("mixer_ctl_set_array fail %d", status);
-    }
-    return status;
-}
-
 /// Both directions: the checks, then `transfer` with the card's control.
 int access_tlv(const mixer_plugin* plugin, const snd_control* control, snd_ctl_tlv* tlv,
-               int (*transfer)(mixer_ctl*, snd_ctl_tlv*)) {
+               int (*transfer)(mixer_ctl*, void*, unsigned int)) {
     return zel_guarded([=]() -> int {
         const zel_format_converter& converter = zel_format_converter::getInstance();
         if (!valid_access(plugin, control, tlv)) {
@@ -185,7 +194,8 @@ int access_tlv(const mixer_plugin* plugin, const snd_control* control, snd_ctl_t
         if (opened.status != 0) {
             return opened.status;
         }
-        return valid_tlv_slot(*control, *tlv) ? transfer(opened.control, tlv) : -EINVAL;
+        return valid_tlv_slot(*control, *tlv) ? transfer(opened.control, tlv + 1, tlv->length)
+                                              : -EINVAL;
     });
 }
 
@@ -194,10 +204,10 @@ int access_tlv(const mixer_plugin* plugin, const snd_control* control, snd_ctl_t
 int add_dd_snd_ctl(mixer_plugin* plugin, mixer* mixer) {
     int status = 0;
     for (unsigned int k = 0;
-         k < mixer_get_num_ctls(mixer) && k + kFirstMirrored < plugin->num_controls; ++k) {
+         k < mixer_get_num_ctls(mixer) && k + kOwnControls < plugin->num_controls; ++k) {
         mixer_ctl* control = find_card_control(mixer, k);
         const int mirrored =
-            control != nullptr ? mirror(&plugin->controls[k + kFirstMirrored], control) : -EINVAL;
+            control != nullptr ? mirror(&plugin->controls[k + kOwnControls], control) : -EINVAL;
         if (mirrored == -ENOMEM) {
             return -ENOMEM;
         }
@@ -216,11 +226,7 @@ int get_from_dd(zel_format_converter& converter, snd_control* control, snd_ctl_e
         return -EINVAL;
     }
     if (control->type == SNDRV_CTL_ELEM_TYPE_BYTES) {
-        const int status = mixer_ctl_get_array(opened.control, value->value.bytes.data, count);
-        if (status != 0) {
-            ZEL_FC_LOGE("mixer_ctl_get_array fail %d", status);
-        }
-        return status;
+        return read_bytes(opened.control, value->value.bytes.data, count);
     }
     for (unsigned int i = 0; i < count; ++i) {
         if (control->type == SNDRV_CTL_ELEM_TYPE_INTEGER) {
@@ -242,14 +248,10 @@ int put_to_dd(zel_format_converter& converter, snd_control* control, snd_ctl_ele
     if (!fits_record(*control, *value, count)) {
         return -EINVAL;
     }
-    int status = 0;
     if (control->type == SNDRV_CTL_ELEM_TYPE_BYTES) {
-        status = mixer_ctl_set_array(opened.control, value->value.bytes.data, count);
-        if (status != 0) {
-            ZEL_FC_LOGE("mixer_ctl_set_array fail %d", status);
-        }
-        return status;
+        return write_bytes(opened.control, value->value.bytes.data, count);
     }
+    int status = 0;
     for (unsigned int i = 0; i < count; ++i) {
         const int element = control->type == SNDRV_CTL_ELEM_TYPE_INTEGER
                                 ? clamp_to_int(value->value.integer.value[i])
@@ -264,14 +266,14 @@ int put_to_dd(zel_format_converter& converter, snd_control* control, snd_ctl_ele
 
 int get_tlv(mixer_plugin* plugin, snd_control* control, snd_ctl_tlv* tlv) {
     ZEL_FC_LOGT("+");
-    const int status = access_tlv(plugin, control, tlv, read_payload);
+    const int status = access_tlv(plugin, control, tlv, read_bytes);
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
 }
 
 int put_tlv(mixer_plugin* plugin, snd_control* control, snd_ctl_tlv* tlv) {
     ZEL_FC_LOGT("+");
-    const int status = access_tlv(plugin, control, tlv, write_payload);
+    const int status = access_tlv(plugin, control, tlv, write_bytes);
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
 }

@@ -11,6 +11,7 @@
 #include "zel_fc_log.h"
 #include "zel_mixer_slots.h"
 #include "zel_plugin_status.h"
+#include "zel_virtual_card.h"
 
 namespace zel_format_converter_mixer_plugin {
 
@@ -22,9 +23,6 @@ const std::vector<std::uint32_t>& vu32LOG_LEVEL_ITEMS =
     *new const std::vector<std::uint32_t>{0, 16, 32, 48, 64, 80, 240};
 
 namespace {
-
-constexpr unsigned int kCard = 70;
-constexpr unsigned int kOwnControls = 3;
 
 bool add_own_controls(snd_control* slots) {
     constexpr snd_value_bytes kPathBytes{zel_format_converter::kMaxPathBytes};
@@ -80,7 +78,7 @@ int open(mixer_plugin** plugin, unsigned int card) {
     int status = -EINVAL;
     if (plugin == nullptr) {
         ZEL_FC_LOGE("Invalid plugin");
-    } else if (card != kCard) {
+    } else if (card != kZelVirtualCard) {
         ZEL_FC_LOGE("Invalid card id %d", static_cast<int>(card));
     } else if (auto* record = new (std::nothrow) mixer_plugin(); record == nullptr) {
         ZEL_FC_LOGE("no memory for the mixer record");
@@ -89,7 +87,7 @@ int open(mixer_plugin** plugin, unsigned int card) {
         ZEL_FC_LOGE("add mixer control fail");
         delete record;
     } else {
-        record->card = kCard;
+        record->card = kZelVirtualCard;
         *plugin = record;
     }
     ZEL_FC_LOGT("-");

@@ -13,12 +13,15 @@
 class zel_format_converter;
 
 /// The mixer of virtual card 70: three controls of the converter's own, then a mirror of every
-/// control of the card that is captured. A slot's index in the record's array is its numid; the
-/// card's control k is slot k + 3. tinyalsa finds the operations in the exported table
-/// `mixer_plugin_ops`. All run on the client's thread, but for `event_callback`; one thread at a
-/// time uses a record, any number of records may be open. Each returns 0 or a negative error
-/// number, with errno set to its magnitude, because errno is often all that tinyalsa reports.
+/// control of the card that is captured. A slot's index in the record's array is its numid.
+/// tinyalsa finds the operations in the exported table `mixer_plugin_ops`. All run on the client's
+/// thread, but for `event_callback`; one thread at a time uses a record, any number of records may
+/// be open. Each returns 0 or a negative error number, with errno set to its magnitude, because
+/// errno is often all that tinyalsa reports.
 namespace zel_format_converter_mixer_plugin {
+
+/// The card's control k is slot k + kOwnControls.
+inline constexpr unsigned int kOwnControls = 3;
 
 /// Names of the own controls by numid; the items of "FC log level" and the level of each. Never
 /// destroyed: a client's own statics may use a mixer while the process ends.
@@ -40,10 +43,12 @@ int subscribe_events(mixer_plugin* plugin, mixer_event_callback callback);
 ssize_t read_event(mixer_plugin* plugin, snd_ctl_event* event, size_t size);
 
 /// Values of every slot but TLV ones. The paths are text in the control's 128 bytes: reading gives
-/// no terminating zero, writing needs one.
+/// no terminating zero, writing needs one. -22 for a null pointer, a path or log level that cannot
+/// be, or a slot that the card no longer has; -19 without the card's mixer; or the card's error.
 int get(mixer_plugin* plugin, snd_control* control, snd_ctl_elem_value* value);
 int put(mixer_plugin* plugin, snd_control* control, snd_ctl_elem_value* value);
-/// Payload of a mirrored TLV slot, `tlv->length` bytes of it. -22 for more than the control has.
+/// Payload of a mirrored TLV slot, `tlv->length` bytes of it. -22 for more than the control has;
+/// else the same errors.
 int get_tlv(mixer_plugin* plugin, snd_control* control, snd_ctl_tlv* tlv);
 int put_tlv(mixer_plugin* plugin, snd_control* control, snd_ctl_tlv* tlv);
 

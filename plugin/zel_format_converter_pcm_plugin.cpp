@@ -13,13 +13,12 @@
 #include "zel_fc_log.h"
 #include "zel_pcm_handle.h"
 #include "zel_plugin_status.h"
+#include "zel_virtual_card.h"
 
 namespace zel_format_converter_pcm_plugin {
 
 namespace {
 
-constexpr unsigned int kCard = 70;
-constexpr unsigned int kDevice = 70;
 constexpr unsigned int kMaxChannels = 8;
 
 constexpr pcm_plugin_hw_constraints kConstraints = [] {
@@ -158,15 +157,15 @@ int open(pcm_plugin** plugin, unsigned int card, unsigned int device, unsigned i
         ZEL_FC_LOGE("invalid plugin");
     } else if ((flags & PCM_IN) == 0) {
         ZEL_FC_LOGE("invaild flag type %x!!", flags);
-    } else if (card != kCard || device != kDevice) {
+    } else if (card != kZelVirtualCard || device != kZelVirtualDevice) {
         ZEL_FC_LOGE("invaild card(%d) or device(%d)!!", static_cast<int>(card),
                     static_cast<int>(device));
     } else if (auto* record = new (std::nothrow) handle_record; record == nullptr) {
         ZEL_FC_LOGE("no memory for the plugin record");
         status = -ENOMEM;
     } else {
-        record->stPlugin.card = kCard;
-        record->stPlugin.device = kDevice;
+        record->stPlugin.card = kZelVirtualCard;
+        record->stPlugin.device = kZelVirtualDevice;
         record->stPlugin.constraints = &record->stConstraints;
         record->stPlugin.mode = static_cast<int>(flags);
         record->stPlugin.priv = &record->stHandle;

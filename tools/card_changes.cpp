@@ -5,10 +5,9 @@
 #include <utility>
 
 #include "control_text.h"
+#include "virtual_card.h"
 
 namespace {
-
-constexpr unsigned int kVirtualCard = 70;
 
 std::string at_time(double seconds) {
     char text[32];

@@ -6,10 +6,7 @@
 #include <memory>
 #include <utility>
 
-namespace {
-constexpr unsigned int kVirtualCard = 70;
-constexpr unsigned int kVirtualDevice = 70;
-}  // namespace
+#include "virtual_card.h"
 
 card_limits read_card_limits() {
     card_limits limits;

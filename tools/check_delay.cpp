@@ -12,43 +12,26 @@ namespace {
 
 const char* const kBody = top_names_of(file_kind::delay).body;
 
-class entry_check {
+class delay_entry_check : public entry_check {
   public:
-    entry_check(const coefficient_text& file, file_report* result) : text(file), report(result) {}
+    delay_entry_check(const coefficient_text& file, file_report* result)
+        : entry_check(file, result) {}
 
     void check(const cJSON* checked, int checked_index);
 
   private:
-    void add(severity level, const char* kind, text_place place, std::string what,
-             std::string device, std::string mend);
     bool is_well_formed();
     bool is_requestable();
     void check_reachable();
     void check_values();
     void check_delays(const cJSON* params);
-    const cJSON* member(const char* name) const { return cJSON_GetObjectItem(element, name); }
 
-    const coefficient_text& text;
-    file_report* report;
     zel_channel_delay stage;
     std::map<unsigned int, int> decisive;
-    const cJSON* element = nullptr;
-    int index = -1;
-    entry_report entry;
 };
 
-void entry_check::add(severity level, const char* kind, text_place place, std::string what,
-                      std::string device, std::string mend) {
-    report->findings.push_back(
-        {level, kind, place, index, std::move(what), std::move(device), std::move(mend)});
-}
-
-void entry_check::check(const cJSON* checked, int checked_index) {
-    element = checked;
-    index = checked_index;
-    entry = {};
-    entry.place = text.place(element);
-    check_duplicate_members(text, element, index, report);
+void delay_entry_check::check(const cJSON* checked, int checked_index) {
+    begin(checked, checked_index);
     entry.well_formed = is_well_formed();
     if (entry.well_formed) {
         entry.serves.channels = count_of(member(member_name::kChannels));
@@ -61,7 +44,7 @@ void entry_check::check(const cJSON* checked, int checked_index) {
 }
 
 /// False when the device's search fails at this entry, whatever is searched for.
-bool entry_check::is_well_formed() {
+bool delay_entry_check::is_well_formed() {
     const zel_json_document only = alone(element, kBody);
     cJSON* params = nullptr;
     int reached = -1;
@@ -76,7 +59,7 @@ bool entry_check::is_well_formed() {
     return false;
 }
 
-bool entry_check::is_requestable() {
+bool delay_entry_check::is_requestable() {
     const cJSON* channels = member(member_name::kChannels);
     if (entry.serves.channels == 0) {
         add(severity::warning, "never_requested", text.place(channels),
@@ -88,7 +71,7 @@ bool entry_check::is_requestable() {
     return true;
 }
 
-void entry_check::check_reachable() {
+void delay_entry_check::check_reachable() {
     const auto [found, added] = decisive.try_emplace(entry.serves.channels, -1);
     if (added) {
         cJSON* params = nullptr;
@@ -98,23 +81,17 @@ void entry_check::check_reachable() {
     if (entry.reachable) {
         return;
     }
-    const entry_report& other = report->entries[static_cast<std::size_t>(found->second)];
-    const std::string name = "entry " + std::to_string(found->second) + " (line " +
-                             std::to_string(other.place.line) + ")";
-    if (other.well_formed) {
+    if (!explain_behind_malformed(found->second)) {
+        const std::string name = name_of(found->second);
         add(severity::warning, "duplicate_entry", entry.place,
             "this entry can never be chosen: " + name + " is for " +
                 counted(entry.serves.channels, "channel") + ", too",
             "chooses " + name, "remove one of the two");
-    } else {
-        add(severity::warning, "behind_malformed", entry.place,
-            "this entry can never be chosen: " + name + " before it is malformed",
-            "gives up at " + name, "mend that entry");
     }
 }
 
 /// What remains to go wrong once the entry is chosen.
-void entry_check::check_values() {
+void delay_entry_check::check_values() {
     const cJSON* values = member(member_name::kValues);
     const zel_json_document only = alone(element, kBody);
     cJSON* params = nullptr;
@@ -136,7 +113,7 @@ void entry_check::check_values() {
     }
 }
 
-void entry_check::check_delays(const cJSON* params) {
+void delay_entry_check::check_delays(const cJSON* params) {
     std::vector<unsigned int> delays(entry.serves.channels);
     const cJSON* wrong = zel_channel_delay::fill_table(params, delays.data());
     entry.usable = wrong == nullptr;
@@ -167,7 +144,7 @@ void entry_check::check_delays(const cJSON* params) {
 }  // namespace
 
 void check_delay_entries(const coefficient_text& text, const cJSON* body, file_report* report) {
-    entry_check checker(text, report);
+    delay_entry_check checker(text, report);
     for_each_entry(body, report,
                    [&checker](const cJSON* element, int index) { checker.check(element, index); });
 }

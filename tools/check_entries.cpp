@@ -159,3 +159,33 @@ unsigned int count_of(const cJSON* number) {
 const cJSON* entry_at(const cJSON* body, int index) {
     return index < 0 ? nullptr : cJSON_GetArrayItem(body, index);
 }
+
+void entry_check::begin(const cJSON* checked, int checked_index) {
+    element = checked;
+    index = checked_index;
+    entry = {};
+    entry.place = text.place(element);
+    check_duplicate_members(text, element, index, report);
+}
+
+void entry_check::add(severity level, const char* kind, text_place place, std::string what,
+                      std::string device, std::string mend) {
+    report->findings.push_back(
+        {level, kind, place, index, std::move(what), std::move(device), std::move(mend)});
+}
+
+bool entry_check::explain_behind_malformed(int first) {
+    if (report->entries[static_cast<std::size_t>(first)].well_formed) {
+        return false;
+    }
+    const std::string name = name_of(first);
+    add(severity::warning, "behind_malformed", entry.place,
+        "this entry can never be chosen: " + name + " before it is malformed",
+        "gives up at " + name, "mend that entry");
+    return true;
+}
+
+std::string entry_check::name_of(int other) const {
+    return "entry " + std::to_string(other) + " (line " +
+           std::to_string(report->entries[static_cast<std::size_t>(other)].place.line) + ")";
+}

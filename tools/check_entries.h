@@ -55,3 +55,29 @@ void for_each_entry(const cJSON* body, file_report* report,
 unsigned int count_of(const cJSON* number);
 /// The entry `index` of the body, or null.
 const cJSON* entry_at(const cJSON* body, int index);
+
+/// One entry after the other of a file: what a check of mixing entries and one of delay entries
+/// have in common. Not to be destroyed through this class.
+class entry_check {
+  protected:
+    entry_check(const coefficient_text& file, file_report* result) : text(file), report(result) {}
+    ~entry_check() = default;
+
+    /// Turns to an entry.
+    void begin(const cJSON* checked, int checked_index);
+    /// Tells what is wrong with it.
+    void add(severity level, const char* kind, text_place place, std::string what,
+             std::string device, std::string mend);
+    /// Tells that the entry `first`, which comes before this one, decides the search for its stream
+    /// by being malformed. False when it is well-formed.
+    bool explain_behind_malformed(int first);
+    /// How findings call another entry.
+    std::string name_of(int other) const;
+    const cJSON* member(const char* name) const { return cJSON_GetObjectItem(element, name); }
+
+    const coefficient_text& text;
+    file_report* report;
+    const cJSON* element = nullptr;
+    int index = -1;
+    entry_report entry;
+};

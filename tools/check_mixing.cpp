@@ -46,15 +46,14 @@ std::string weight_count_advice(const cJSON* values, const stream_request& serve
     return "write " + row;
 }
 
-class entry_check {
+class mixing_entry_check : public entry_check {
   public:
-    entry_check(const coefficient_text& file, file_report* result) : text(file), report(result) {}
+    mixing_entry_check(const coefficient_text& file, file_report* result)
+        : entry_check(file, result) {}
 
     void check(const cJSON* checked, int checked_index);
 
   private:
-    void add(severity level, const char* kind, text_place place, std::string what,
-             std::string device, std::string mend);
     bool is_well_formed();
     bool is_requestable();
     void check_reachable();
@@ -63,29 +62,13 @@ class entry_check {
     void check_weights(const cJSON* params);
     void check_levels(const cJSON* params, const std::vector<float>& weights);
     int first_entry_for(const stream_request& stream);
-    const cJSON* member(const char* name) const { return cJSON_GetObjectItem(element, name); }
 
-    const coefficient_text& text;
-    file_report* report;
     zel_channel_mixing stage;
     std::map<std::tuple<unsigned int, std::string, unsigned int>, int> decisive;
-    const cJSON* element = nullptr;
-    int index = -1;
-    entry_report entry;
 };
 
-void entry_check::add(severity level, const char* kind, text_place place, std::string what,
-                      std::string device, std::string mend) {
-    report->findings.push_back(
-        {level, kind, place, index, std::move(what), std::move(device), std::move(mend)});
-}
-
-void entry_check::check(const cJSON* checked, int checked_index) {
-    element = checked;
-    index = checked_index;
-    entry = {};
-    entry.place = text.place(element);
-    check_duplicate_members(text, element, index, report);
+void mixing_entry_check::check(const cJSON* checked, int checked_index) {
+    begin(checked, checked_index);
     entry.well_formed = is_well_formed();
     if (entry.well_formed) {
         entry.serves.channels = count_of(member(member_name::kChannels));
@@ -100,7 +83,7 @@ void entry_check::check(const cJSON* checked, int checked_index) {
 }
 
 /// False when the device's search fails at this entry, whatever is searched for.
-bool entry_check::is_well_formed() {
+bool mixing_entry_check::is_well_formed() {
     const cJSON* channels = member(member_name::kChannels);
     const zel_json_document only = alone(element, kBody);
     cJSON* params = nullptr;
@@ -123,7 +106,7 @@ bool entry_check::is_well_formed() {
     return false;
 }
 
-bool entry_check::is_requestable() {
+bool mixing_entry_check::is_requestable() {
     const cJSON* channels = member(member_name::kChannels);
     const cJSON* outputs = member(member_name::kOutputs);
     const bool card = entry.serves.channels == 0;
@@ -143,7 +126,7 @@ bool entry_check::is_requestable() {
 }
 
 /// The index of the entry that decides the device's search for a stream.
-int entry_check::first_entry_for(const stream_request& stream) {
+int mixing_entry_check::first_entry_for(const stream_request& stream) {
     const auto [found, added] =
         decisive.try_emplace({stream.channels, stream.layout, stream.outputs}, -1);
     if (added) {
@@ -155,7 +138,7 @@ int entry_check::first_entry_for(const stream_request& stream) {
 }
 
 /// Of all streams that match this entry, the one with its very layout matches the fewest others.
-void entry_check::check_reachable() {
+void mixing_entry_check::check_reachable() {
     const int first = first_entry_for(entry.serves);
     entry.reachable = first == index;
     if (!entry.reachable) {
@@ -173,15 +156,13 @@ void entry_check::check_reachable() {
     }
 }
 
-void entry_check::explain_unreachable(int first) {
+void mixing_entry_check::explain_unreachable(int first) {
+    if (explain_behind_malformed(first)) {
+        return;
+    }
     const entry_report& other = report->entries[static_cast<std::size_t>(first)];
-    const std::string name =
-        "entry " + std::to_string(first) + " (line " + std::to_string(other.place.line) + ")";
-    if (!other.well_formed) {
-        add(severity::warning, "behind_malformed", entry.place,
-            "this entry can never be chosen: " + name + " before it is malformed",
-            "gives up at " + name, "mend that entry");
-    } else if (other.serves.layout == entry.serves.layout) {
+    const std::string name = name_of(first);
+    if (other.serves.layout == entry.serves.layout) {
         add(severity::warning, "duplicate_entry", entry.place,
             "this entry can never be chosen: " + name + " serves the same stream",
             "chooses " + name, "remove one of the two");
@@ -195,7 +176,7 @@ void entry_check::explain_unreachable(int first) {
 }
 
 /// What remains to go wrong once the entry is chosen.
-void entry_check::check_values() {
+void mixing_entry_check::check_values() {
     const stream_request& serves = entry.serves;
     const cJSON* values = member(member_name::kValues);
     const zel_json_document only = alone(element, kBody);
@@ -228,7 +209,7 @@ void entry_check::check_values() {
     }
 }
 
-void entry_check::check_weights(const cJSON* params) {
+void mixing_entry_check::check_weights(const cJSON* params) {
     const stream_request& serves = entry.serves;
     std::vector<float> weights(std::size_t{serves.channels} * serves.outputs);
     const cJSON* wrong = zel_channel_mixing::fill_matrix(params, weights.data());
@@ -251,7 +232,7 @@ void entry_check::check_weights(const cJSON* params) {
                               : "write a number without quotes; 1 is unity gain, 0 is off");
 }
 
-void entry_check::check_levels(const cJSON* params, const std::vector<float>& weights) {
+void mixing_entry_check::check_levels(const cJSON* params, const std::vector<float>& weights) {
     const stream_request& serves = entry.serves;
     const auto names = output_names(serves.outputs, channel_names(serves.layout));
     const cJSON* begin_of_row = params->child;
@@ -292,7 +273,7 @@ void entry_check::check_levels(const cJSON* params, const std::vector<float>& we
 }  // namespace
 
 void check_mixing_entries(const coefficient_text& text, const cJSON* body, file_report* report) {
-    entry_check checker(text, report);
+    mixing_entry_check checker(text, report);
     for_each_entry(body, report,
                    [&checker](const cJSON* element, int index) { checker.check(element, index); });
 }

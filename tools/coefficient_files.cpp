@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-namespace {
+#include "virtual_card.h"
 
-constexpr unsigned int kVirtualCard = 70;
+namespace {
 
 std::string use_file(mixer* handle, const char* name, const std::string& path) {
     if (path.empty()) {

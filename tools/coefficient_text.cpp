@@ -27,8 +27,8 @@ coefficient_text::coefficient_text(const std::string& path)
     document.reset(cJSON_Parse(content.data()));
     if (document != nullptr) {
         rest = locate();
-    } else if (const char* position = cJSON_GetErrorPtr(); position != nullptr) {
-        error = std::min(static_cast<std::size_t>(position - content.data()), content.size());
+    } else {
+        error = static_cast<std::size_t>(zel_json_error(content.data()) - content.data());
     }
 }
 

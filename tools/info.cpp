@@ -17,11 +17,10 @@
 #include "control_text.h"
 #include "file_coefficients.h"
 #include "library_log.h"
+#include "virtual_card.h"
 #include "zel_kernel_choice.h"
 
 namespace {
-
-constexpr unsigned int kVirtualCard = 70;
 
 struct setting {
     std::string name;

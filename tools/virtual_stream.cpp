@@ -2,10 +2,7 @@
 
 #include <unistd.h>
 
-namespace {
-constexpr unsigned int kVirtualCard = 70;
-constexpr unsigned int kVirtualDevice = 70;
-}  // namespace
+#include "virtual_card.h"
 
 bool virtual_stream::fail(const char* what) {
     message =

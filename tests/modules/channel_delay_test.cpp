@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "stream_of.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_format_converter_delay_wrapper.h"
@@ -37,14 +38,6 @@ std::string delay_file(const std::vector<int>& delays) {
     return path;
 }
 
-pcm_config stream(unsigned int channels, unsigned int rate, pcm_format format) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = rate;
-    config.format = format;
-    return config;
-}
-
 struct delay_case {
     std::vector<int> delays_ms;
     unsigned int rate;
@@ -60,7 +53,8 @@ TEST_P(channel_delay_test, shifts_each_channel_whatever_the_block_sizes) {
     const delay_case& c = GetParam();
     const std::size_t channels = c.delays_ms.size();
     const std::size_t frame = channels * c.sample_bytes;
-    const pcm_config config = stream(static_cast<unsigned int>(channels), c.rate, c.format);
+    const pcm_config config =
+        zel_test::stream_of(static_cast<unsigned int>(channels), c.rate, c.format);
     std::mt19937 random(kSeed);
     constexpr std::size_t kFrames = 12000;
     std::vector<std::uint8_t> in(kFrames * frame);
@@ -101,7 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(channel_delay, states_and_bad_calls) {
     zel_test::clear_log();
-    const pcm_config config = stream(2, 48000, PCM_FORMAT_S16_LE);
+    const pcm_config config = zel_test::stream_of(2, 48000, PCM_FORMAT_S16_LE);
     const std::string path = delay_file({1, 0});
     std::vector<std::int16_t> in(960, 3);
     std::vector<std::int16_t> out(960, -1);
@@ -128,6 +122,9 @@ TEST(channel_delay, states_and_bad_calls) {
     EXPECT_TRUE(zel_test::log_has("pcm config : (nil) is invalid"));
     EXPECT_EQ(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));
+    EXPECT_EQ(zel_channel_delay::delay_frames(10'000, 768'000), 7'680'000U);
+    const pcm_config fastest = zel_test::stream_of(1, 400'000'000, PCM_FORMAT_S32_LE);
+    EXPECT_EQ(zel_channel_delay_buffer().create(10'000, &fastest), -ENOMEM) << "16 GB";
 
     ASSERT_EQ(stage.init(delay_file({0, 0}), &config), 0);
     EXPECT_TRUE(zel_test::log_has("delay module bypass mode enable"));
@@ -138,7 +135,7 @@ TEST(channel_delay, states_and_bad_calls) {
 
 TEST(channel_delay, entry_points_refuse_a_null_path_silently) {
     zel_test::clear_log();
-    const pcm_config config = stream(2, 48000, PCM_FORMAT_S16_LE);
+    const pcm_config config = zel_test::stream_of(2, 48000, PCM_FORMAT_S16_LE);
     EXPECT_EQ(zel_fc_lib_delay_init(nullptr, &config), -EINVAL);
     EXPECT_TRUE(zel_test::take_log().empty());
     EXPECT_EQ(zel_fc_lib_delay_deinit(), 0);

@@ -14,21 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "captured_log.h"
+#include "stream_of.h"
 #include "test_folder.h"
 #include "zel_channel_mixing.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
 namespace {
-
-pcm_config stream(unsigned int channels, pcm_format format = PCM_FORMAT_S16_LE,
-                  unsigned int rate = 48000) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = rate;
-    config.format = format;
-    return config;
-}
 
 std::string matrix_file(unsigned int in, unsigned int out, const std::string& weights) {
     const std::string path = zel_test::test_folder() + "/mixing_stage.json";
@@ -41,8 +34,8 @@ std::string matrix_file(unsigned int in, unsigned int out, const std::string& we
 template <typename Sample>
 Sample mix_two(const std::string& weights, Sample first, Sample second) {
     const pcm_format format = sizeof(Sample) == 2 ? PCM_FORMAT_S16_LE : PCM_FORMAT_S32_LE;
-    const pcm_config in = stream(2, format);
-    const pcm_config out = stream(1, format);
+    const pcm_config in = zel_test::stream_of(2, 48000, format);
+    const pcm_config out = zel_test::stream_of(1, 48000, format);
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(matrix_file(2, 1, weights), "1.0", &in, &out), 0);
     const Sample block[2] = {first, second};
@@ -62,9 +55,9 @@ TEST(channel_mixing, sums_are_truncated_and_wrap_or_saturate) {
 }
 
 TEST(channel_mixing, unusable_streams_and_blocks_are_refused) {
-    const pcm_config two = stream(2);
-    const pcm_config packed = stream(2, PCM_FORMAT_S24_3LE);
-    const pcm_config slow = stream(2, PCM_FORMAT_S16_LE, 16000);
+    const pcm_config two = zel_test::stream_of(2);
+    const pcm_config packed = zel_test::stream_of(2, 48000, PCM_FORMAT_S24_3LE);
+    const pcm_config slow = zel_test::stream_of(2, 16000);
     const struct {
         const pcm_config *in, *out;
         const char* message;
@@ -121,8 +114,8 @@ TEST(channel_mixing, layout_change_takes_another_matrix_of_the_same_file) {
     std::ofstream(path) << R"({"MixingCoefficientEnable":true,"MixingWeighting":[
         {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[1,0]},
         {"InputChannel":2,"InputChannelLayout":"1.1","OutputChannel":1,"Parameters":[0,1]}]})";
-    const pcm_config in = stream(2);
-    const pcm_config out = stream(1);
+    const pcm_config in = zel_test::stream_of(2);
+    const pcm_config out = zel_test::stream_of(1);
     zel_channel_mixing stage;
     ASSERT_EQ(stage.init(path, "2.0", &in, &out), 0);
     const std::int16_t frame[2] = {11, 22};
@@ -136,6 +129,13 @@ TEST(channel_mixing, layout_change_takes_another_matrix_of_the_same_file) {
     EXPECT_EQ(mixed(), 22);
     EXPECT_EQ(stage.channel_change("7.1"), -EINVAL) << "the identity takes over";
     EXPECT_EQ(mixed(), 11);
+    // Set up again without memory: nothing is left of the earlier stream.
+    std::string same = path;
+    zel_test::fail_allocation(1);
+    EXPECT_EQ(stage.init(std::move(same), "2.0", &in, &out), -ENOMEM);
+    EXPECT_TRUE(zel_test::stop_failing_allocations());
+    EXPECT_EQ(stage.channel_change("1.1"), -EINVAL);
+    EXPECT_TRUE(stage.matrix().empty());
 }
 
 }  // namespace

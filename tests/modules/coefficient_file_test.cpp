@@ -11,15 +11,16 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "stream_of.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
+#include "zel_json.h"
 
 struct zel_channel_delay_access {
     static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
         zel_channel_delay stage;
-        pcm_config config{};
-        config.channels = channels;
+        const pcm_config config = zel_test::stream_of(channels);
         unsigned int* values = nullptr;
         EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
         std::vector<unsigned int> result(values, values + channels);
@@ -44,10 +45,8 @@ std::string mixing_text(const std::string& entries) {
 
 std::vector<float> load_mixing(const std::string& path, unsigned int in, const char* layout,
                                unsigned int out) {
-    pcm_config in_config{};
-    in_config.channels = in;
-    pcm_config out_config{};
-    out_config.channels = out;
+    const pcm_config in_config = zel_test::stream_of(in);
+    const pcm_config out_config = zel_test::stream_of(out);
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(path, layout, &in_config, &out_config), 0);
     return {stage.matrix().begin(), stage.matrix().end()};
@@ -152,6 +151,16 @@ TEST(delay_file, odd_texts_give_their_delays_and_messages) {
     EXPECT_TRUE(zel_test::log_has("input file size is empty"));
     EXPECT_EQ(zel_channel_delay_access::table("/nowhere", 2), none);
     EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere fail"));
+}
+
+TEST(json_error, is_a_place_in_the_text_whatever_has_been_parsed_since) {
+    const std::string text = "[1, x]";
+    EXPECT_EQ(cJSON_Parse(text.c_str()), nullptr);
+    EXPECT_STREQ(zel_json_error(text.c_str()), "x]");
+    EXPECT_EQ(cJSON_Parse(std::string(100, '[').c_str()), nullptr) << "gone by the next line";
+    EXPECT_STREQ(zel_json_error(text.c_str()), "");
+    cJSON_Delete(cJSON_Parse("1"));
+    EXPECT_STREQ(zel_json_error(text.c_str()), "");
 }
 
 TEST(sample_files, serve_the_layouts_they_are_made_for) {

@@ -11,6 +11,7 @@
 
 #include "allocation_faults.h"
 #include "captured_log.h"
+#include "stream_of.h"
 #include "test_folder.h"
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
@@ -28,15 +29,6 @@ std::string largest_file(const std::string& head, const std::string& element,
     }
     std::ofstream(path) << text << tail;
     return path;
-}
-
-pcm_config config_of(unsigned int channels, unsigned int rate = 48000,
-                     pcm_format format = PCM_FORMAT_S16_LE) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = rate;
-    config.format = format;
-    return config;
 }
 
 /// Of this thread: another process on the machine does not count.
@@ -80,7 +72,7 @@ struct parser_memory {
 // The client waits a second for its stream to open, and both files are read in that time.
 TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
     constexpr double kBoundSeconds = 0.4;
-    const pcm_config two = config_of(2);
+    const pcm_config two = zel_test::stream_of(2);
     const std::string delays =
         largest_file(R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)",
                      R"({"InputChannel":0},)", R"({"InputChannel":2,"Parameters":[1,1]}]})");
@@ -107,7 +99,7 @@ TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
 TEST(largest_file, is_parsed_in_33_times_its_size) {
     constexpr std::size_t kBound =
         kZelMaxTextFileBytes / 2 * sizeof(cJSON) + std::size_t{kZelMaxTextFileBytes};
-    const pcm_config two = config_of(2);
+    const pcm_config two = zel_test::stream_of(2);
     const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
     const struct {
         std::string head, element, tail;
@@ -138,7 +130,7 @@ TEST(longest_delays, take_ten_seconds_of_the_stream) {
     const std::string path = zel_test::test_folder() + "/longest.json";
     std::ofstream(path) << R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
         {"InputChannel":8,"Parameters":[10000,10000,10000,10000,10000,10000,10000,9999]}]})";
-    const pcm_config config = config_of(8, 48000, PCM_FORMAT_S32_LE);
+    const pcm_config config = zel_test::stream_of(8, 48000, PCM_FORMAT_S32_LE);
     zel_test::take_largest_allocation();
     ASSERT_EQ(zel_fc_lib_delay_init(path.c_str(), &config), 0);
     // Once as history, once as room for what comes before it is moved to the front.

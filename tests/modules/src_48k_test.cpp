@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "stream_of.h"
 #include "zel_format_converter_src_wrapper.h"
 #include "zel_src_48k.h"
 
@@ -114,6 +115,7 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
     unsigned int count = 600;
     EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("Ovra_VOC_SrcProcess48k: init failed\n"));
+    ASSERT_EQ(Ovra_VOC_SrcInit48k(2), 0);
     EXPECT_EQ(Ovra_VOC_SrcInit48k(9), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("SRC channel num 10 out of spec"));
     EXPECT_EQ(Ovra_VOC_SrcInit48k(0), -EINVAL);
@@ -147,16 +149,15 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
     count = 303;
     EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("buf size in inconsistent 600 606"));
+    for (const auto& [channels, size] : {std::pair{2, 300U}, std::pair{1, 600U}}) {
+        ASSERT_EQ(Ovra_VOC_SrcInit48k(channels), 0) << "without a release before it";
+        count = size;
+        EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
+    }
 }
 
 TEST_F(src_48k_test, entry_points_check_the_streams) {
-    const auto config = [](unsigned int channels, unsigned int rate, pcm_format format) {
-        pcm_config made{};
-        made.channels = channels;
-        made.rate = rate;
-        made.format = format;
-        return made;
-    };
+    const auto config = zel_test::stream_of;
     const pcm_config good = config(2, 48000, PCM_FORMAT_S16_LE);
     const pcm_config out = config(2, 16000, PCM_FORMAT_S16_LE);
     const struct {

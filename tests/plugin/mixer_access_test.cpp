@@ -183,6 +183,17 @@ TEST_F(mixer_access, the_card_decides_what_there_is_now) {
          {},
          {.name = "Blob", .kind = MIXER_CTL_TYPE_BYTE, .bytes = std::vector<unsigned char>(513)}});
     EXPECT_EQ(opened->get(kBlob, &value), -EINVAL);
+    // Another kind's array has longer elements than bytes.
+    const scripted_control wide{.values = {1, 2}, .bytes = {1, 2}};
+    set_controls({wide, wide, wide, wide});
+    const auto& tuning = opened->record<snd_value_tlv_bytes>(kTuning);
+    tlv_request request(kTuning, 2);
+    clear_log();
+    EXPECT_EQ(opened->get(kBlob, &value), -EINVAL);
+    EXPECT_EQ(opened->put(kBlob, &value), -EINVAL);
+    EXPECT_EQ(tuning.get(opened->plugin, &opened->slot(kTuning), request.tlv), -EINVAL);
+    EXPECT_EQ(tuning.put(opened->plugin, &opened->slot(kTuning), request.tlv), -EINVAL);
+    EXPECT_EQ(log_count("control is of kind 1 now, not of bytes"), 4U);
     fail_call(call::mixer_open, 1, 0, 2);
     EXPECT_EQ(opened->get(kGain, &value), -ENODEV);
     errno = 0;
