@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
+#include <new>
 
 #include "kernels/zel_vector_kernels.h"
 
@@ -18,6 +20,13 @@ constexpr auto kRows = std::to_array<zel_delay_row>({{"plain", nullptr, nullptr}
 
 std::span<const zel_delay_row> zel_delay_rows() {
     return kRows;
+}
+
+std::unique_ptr<unsigned char[]> zel_delay_storage(std::size_t frames, std::size_t frame_bytes) {
+    if (frames > SIZE_MAX / frame_bytes) {
+        throw std::bad_alloc();
+    }
+    return std::make_unique<unsigned char[]>(frames * frame_bytes);
 }
 
 zel_delay_history::zel_delay_history(std::span<const std::uint32_t> delays,
@@ -47,7 +56,7 @@ zel_delay_history::zel_delay_history(std::span<const std::uint32_t> delays,
             }
         }
     }
-    pu8History = std::make_unique<unsigned char[]>(szRoom * szFrameBytes);
+    pu8History = zel_delay_storage(szRoom, szFrameBytes);
 }
 
 void zel_delay_history::process(const unsigned char* in, unsigned char* out, std::size_t frames) {

@@ -16,6 +16,10 @@ struct zel_delay_row {
 };
 std::span<const zel_delay_row> zel_delay_rows();
 
+/// Storage for that many frames, silent. Throws std::bad_alloc, too, when their bytes exceed
+/// `size_t`.
+std::unique_ptr<unsigned char[]> zel_delay_storage(std::size_t frames, std::size_t frame_bytes);
+
 /// Delays the channels of an interleaved stream, all of them from one history of whole frames.
 /// Starts from silence. One thread at a time.
 class zel_delay_history {

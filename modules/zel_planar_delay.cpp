@@ -22,7 +22,7 @@ zel_planar_delay::zel_planar_delay(std::span<const std::uint32_t> delays, std::s
       szFilled(szLongest),
       pszDelays(std::make_unique<std::size_t[]>(delays.size())),
       ppu8Planes(std::make_unique<unsigned char*[]>(delays.size())),
-      pu8Planes(std::make_unique<unsigned char[]>(delays.size() * szRoom * sample_bytes)) {
+      pu8Planes(zel_delay_storage(szRoom, delays.size() * sample_bytes)) {
     std::copy(delays.begin(), delays.end(), pszDelays.get());
 }
 
