@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <limits>
 
@@ -44,7 +43,8 @@ TEST_F(capture_device, gaps_between_blocks_are_told_from_one_millisecond_on) {
         {{10, 990'000'000}, "timestamp (10,990000000) no update"},
         {{9, 1'990'000'000}, nullptr},
         {{5, 0}, nullptr},
-        {{std::numeric_limits<std::int64_t>::max(), 0}, nullptr},
+        {{std::numeric_limits<time_t>::max(), 0},
+         sizeof(time_t) < 8 ? "timestamp glitch" : nullptr},
         {{0, 0}, nullptr},
     };
     for (const auto& c : cases) {
