@@ -25,9 +25,9 @@ class zel_epoll {
     int add(int fd);
     /// Stops watching `fd`. 0 or a negated errno.
     int del(int fd);
-    /// Number of ready descriptors (0 on timeout), described by the first entries of `events()`, or
-    /// a negated errno. An interruption by a signal does not end the wait. A descriptor whose peer
-    /// has shut down its sending side is unregistered and closed here; its event is still reported.
+    /// Number of ready descriptors (0 on timeout), described by `event(0)` and on, or a negated
+    /// errno. An interruption by a signal does not end the wait. A descriptor whose peer has shut
+    /// down its sending side is unregistered and closed here; its event is still reported.
     int wait();
     /// Closes the epoll instance. Always 0.
     int deinit();

@@ -21,9 +21,10 @@
 enum property_e : std::uint32_t {
     PROP_DELAY_JSON_PATH = 0,   ///< characters of a path; get writes no terminating zero
     PROP_MIXING_JSON_PATH = 1,  ///< the same
-    PROP_TIMESTAMP = 2,         ///< timespec: capture time of the newest block; get only
-    PROP_AVAIL_FRAMES = 3,      ///< uint32_t: frames left after the last read; get only
-    PROP_LOG_LEVEL = 4,         ///< uint32_t: process-wide log level
+    // What the stream's last read found, 0 before its first; get only.
+    PROP_TIMESTAMP = 2,     ///< timespec: capture time of the newest block
+    PROP_AVAIL_FRAMES = 3,  ///< uint32_t: frames left
+    PROP_LOG_LEVEL = 4,     ///< uint32_t: process-wide log level
     PROP_COUNT = 5,
 };
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
 constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr int kGlitchToleranceMs = 1;
 /// 32 channels of 32 bits at 768 kHz take 3 MB. What takes more is no stream but a failure, say a
@@ -32,6 +32,15 @@ pcm_format format_of_alsa_code(int code) {
         default:
             return PCM_FORMAT_INVALID;
     }
+}
+
+/// Wraps instead of overflowing: a card's times may be anything.
+std::int64_t ns_between(const timespec& from, const timespec& to) {
+    const auto seconds =
+        static_cast<std::uint64_t>(to.tv_sec) - static_cast<std::uint64_t>(from.tv_sec);
+    const auto ns =
+        static_cast<std::uint64_t>(to.tv_nsec) - static_cast<std::uint64_t>(from.tv_nsec);
+    return static_cast<std::int64_t>(seconds * kNsPerSecond + ns);
 }
 
 const char* error_text(const pcm* stream) {
@@ -171,13 +180,11 @@ void zel_format_converter::check_timestamp(const timespec* ts) {
     const bool comparable = (ts->tv_sec != 0 || ts->tv_nsec != 0) &&
                             (stPrevTimestamp.tv_sec != 0 || stPrevTimestamp.tv_nsec != 0);
     if (comparable && u32LOG_LEVEL >= FC_LOG_WARN) {
-        const std::int64_t interval =
-            (std::int64_t{ts->tv_sec} - stPrevTimestamp.tv_sec) * kNsPerSecond +
-            (std::int64_t{ts->tv_nsec} - stPrevTimestamp.tv_nsec);
-        if (interval == 0) {
+        if (ts->tv_sec == stPrevTimestamp.tv_sec && ts->tv_nsec == stPrevTimestamp.tv_nsec) {
             ZEL_FC_LOGW("timestamp (%ld,%ld) no update", static_cast<long>(ts->tv_sec),
                         static_cast<long>(ts->tv_nsec));
         }
+        const std::int64_t interval = ns_between(stPrevTimestamp, *ts);
         if (interval > (kBlockMs + kGlitchToleranceMs) * kNsPerMs) {
             ZEL_FC_LOGW(
                 "timestamp glitch %lld ms more than %d ms;current (%ld,%ld), previous (%ld,%ld)",

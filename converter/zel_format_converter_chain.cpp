@@ -177,12 +177,12 @@ int zel_format_converter::process_fc() {
     std::uint8_t* out = pstOutInfo->pu8Buf.get();
     const unsigned int out_bytes = pstOutInfo->u32BufSize;
     const bool pads = fnPadding != nullptr;
-    // A padded block may be shorter than the client's, whose tail then stays silent, but not
-    // longer.
+    // A padded block may be shorter than the client's, whose tail is silent then, but not longer.
     if (pads ? bytes <= out_bytes / 2 : bytes == out_bytes) {
         if (pads) {
             fnPadding(block, &bytes, out, narrow_bits(),
                       pcm_format_to_bits(pstOutInfo->stPcmConfig.format));
+            std::memset(out + bytes, 0, out_bytes - bytes);
         } else {
             std::memcpy(out, block, out_bytes);
         }

@@ -14,7 +14,6 @@
 
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
-#include "zel_pcm_config.h"
 
 namespace {
 
@@ -302,6 +301,9 @@ int zel_format_converter::build_stream(const ctl_cmd& cmd) {
         }
         const std::lock_guard lock(mRingLock);
         pstRingBuf = std::move(ring);
+        // What the last stream's reads found is not this one's.
+        stReadTimestamp = {};
+        u32AvailFrames = 0;
     }
     return 0;
 }

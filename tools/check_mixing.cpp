@@ -199,7 +199,7 @@ void mixing_entry_check::check_values() {
             "make \"InputChannel\" " + std::to_string(layout_channels) + ", or correct the layout");
     } else if (values == nullptr) {
         report_missing_values(text, element, index, instead,
-                              "an array of " + counted(static_cast<long>(wanted), "weight"),
+                              "an array of " + counted(static_cast<std::int64_t>(wanted), "weight"),
                               report);
     } else {
         add(severity::error, "weight_count", text.place(values),

@@ -139,7 +139,7 @@ std::string value_text(const cJSON* value) {
                                    : "null";
 }
 
-std::string counted(long count, const std::string& noun) {
+std::string counted(std::int64_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,7 +18,7 @@ std::string value_text(const cJSON* value);
 /// A number as it stands in a JSON file, without needless digits.
 std::string number_text(double value);
 /// "1 weight", "2 weights".
-std::string counted(long count, const std::string& noun);
+std::string counted(std::int64_t count, const std::string& noun);
 /// The name of a member of `object` that may be meant by `name`, a slip of one or two letters;
 /// null when there is none.
 const cJSON* similar_member(const cJSON* object, const char* name);

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <string_view>
 
 namespace {
 
@@ -22,17 +23,23 @@ __attribute__((visibility("default"))) void __android_log_stderr_logger(
     static constexpr char kLetters[] = "??VDIWEFS";
     const std::int32_t prio = log_message->priority;
     const char letter = prio >= 0 && prio <= ANDROID_LOG_SILENT ? kLetters[prio] : '?';
-    char line[kLineBytes];
-    const int length = std::snprintf(line, sizeof(line) - 1, "%c/%-8s(%5d): %s", letter,
-                                     log_message->tag != nullptr ? log_message->tag : "",
-                                     static_cast<int>(getpid()), log_message->message);
-    std::size_t end = std::min(static_cast<std::size_t>(std::max(length, 0)), sizeof(line) - 2);
-    while (end > 0 && (line[end - 1] == '\n' || line[end - 1] == '\r')) {
-        --end;
-    }
-    line[end++] = '\n';
+    char lead[kLineBytes];
+    std::snprintf(lead, sizeof(lead), "%c/%-8s(%5d): ", letter,
+                  log_message->tag != nullptr ? log_message->tag : "", static_cast<int>(getpid()));
+    std::string_view rest(log_message->message);
+    rest = rest.substr(0, rest.find_last_not_of("\r\n") + 1);
+    char lines[4 * kLineBytes];
+    std::size_t end = 0;
+    do {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        const int length = std::snprintf(lines + end, sizeof(lines) - end, "%s%.*s\n", lead,
+                                         static_cast<int>(line.size()), line.data());
+        end += std::min(static_cast<std::size_t>(std::max(length, 0)), sizeof(lines) - 1 - end);
+    } while (!rest.empty());
+    lines[end - 1] = '\n';  // of what does not fit, too
     // A log that cannot be written has nobody to tell.
-    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line, end);
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, lines, end);
 }
 
 __attribute__((visibility("default"))) void __android_log_set_logger(

@@ -84,7 +84,7 @@ int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
         params->masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0];
     if (channels != static_cast<unsigned int>(card.integer(CTL_SLAVE_CHANNELS)) ||
         rate != static_cast<unsigned int>(card.integer(CTL_SLAVE_RATE)) || format > 31 ||
-        formats != 1U << format) {
+        formats != 1U << format || (stream_of(plugin)->limits.format & formats) == 0) {
         return with_errno(-EINVAL);
     }
     // tinyalsa lets requests above a maximum through.

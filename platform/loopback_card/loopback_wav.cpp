@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstddef>
 
 namespace {
 
@@ -14,6 +15,11 @@ constexpr std::uint64_t kWindowFrames = 4096;
 bool holds_floats(int format) {
     const int kind = format & SF_FORMAT_SUBMASK;
     return kind == SF_FORMAT_FLOAT || kind == SF_FORMAT_DOUBLE;
+}
+
+/// Samples in so many frames; a count below 0 stands for a failure.
+std::ptrdiff_t samples_in(sf_count_t frames, int channels) {
+    return static_cast<std::ptrdiff_t>(std::max<sf_count_t>(frames, 0)) * channels;
 }
 
 /// 1.0 is full scale; what is beyond is clipped, as by a card's converter.
@@ -55,7 +61,7 @@ void loopback_wav::load_window(std::uint64_t first) {
     const sf_count_t got =
         sf_seek(file, static_cast<sf_count_t>(first), SEEK_SET) < 0 ? 0 : read_window(wanted);
     if (got < wanted) {
-        std::fill(window.begin() + std::max<sf_count_t>(got, 0) * info.channels, window.end(), 0);
+        std::fill(window.begin() + samples_in(got, info.channels), window.end(), 0);
         if (!told) {
             __android_log_print(ANDROID_LOG_ERROR, kTag, "the played file ends early: %s",
                                 sf_strerror(file));
@@ -69,7 +75,7 @@ sf_count_t loopback_wav::read_window(sf_count_t count) {
         return sf_readf_int(file, window.data(), count);
     }
     const sf_count_t got = sf_readf_double(file, floats.data(), count);
-    std::transform(floats.begin(), floats.begin() + std::max<sf_count_t>(got, 0) * info.channels,
-                   window.begin(), to_sample);
+    std::transform(floats.begin(), floats.begin() + samples_in(got, info.channels), window.begin(),
+                   to_sample);
     return got;
 }

@@ -5,7 +5,7 @@
 #include <string>
 
 /// One plugin card's PCM device or mixer, as the card definitions in libsndcardparser.so describe
-/// it, with its plugin loaded. Movable owner of both libraries' handles and the card's node.
+/// it, with its plugin loaded. Owner of both libraries' handles and the card's node.
 class card_node {
   public:
     enum class kind { pcm, mixer };

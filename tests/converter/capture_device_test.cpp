@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "captured_log.h"
 #include "converter_access.h"
@@ -40,7 +41,10 @@ TEST_F(capture_device, gaps_between_blocks_are_told_from_one_millisecond_on) {
          "timestamp glitch 1 ms more than 1 ms;current (11,23000001), previous (10,990000000)"},
         {{13, 0}, "timestamp glitch 1978 ms more than 1 ms;current (13,0)"},
         {{10, 990'000'000}, "timestamp (10,990000000) no update"},
+        {{9, 1'990'000'000}, nullptr},
         {{5, 0}, nullptr},
+        {{std::numeric_limits<time_t>::max(), 0},
+         sizeof(time_t) < 8 ? "timestamp glitch" : nullptr},
         {{0, 0}, nullptr},
     };
     for (const auto& c : cases) {

@@ -97,4 +97,24 @@ TEST(chain, gives_silence_when_the_size_differs) {
     }
 }
 
+// 44100 Hz make 1408 frames of 8 bytes; 48000 Hz, after a restart, 512 of them.
+TEST(chain, ends_a_short_padded_block_in_silence) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    const pcm_config config = zel_test::client_config(44100, PCM_FORMAT_S32_LE);
+    ASSERT_EQ(fc_access::open_here(*fc, config, PCM_IN), 0);
+    auto* in = fc_access::in(*fc);
+    std::memset(in->pu8Buf.get(), 0x11, in->u32BufSize);
+    ASSERT_EQ(fc_access::process(*fc), 0);
+    const auto* out = fc_access::out(*fc);
+    EXPECT_EQ(out->pu8Buf[out->u32BufSize - 1], 0x11);
+    zel_test::refuse_rate(44100, "cannot set hw params");
+    ASSERT_EQ(fc_access::restart(*fc), 0);
+    ASSERT_EQ(fc_access::process(*fc), 0);
+    for (std::uint32_t i = 512 * 8; i < out->u32BufSize; ++i) {
+        ASSERT_EQ(out->pu8Buf[i], 0) << i;
+    }
+    fc_access::execute(*fc, FC_CLOSE);
+}
+
 }  // namespace

@@ -47,6 +47,7 @@ TEST(command_channel, status_machine) {
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.status << " <- " << row.code);
         zel_test::reset_script();
+        zel_test::clear_log();  // of other workers' words
         const fc_access::owner fc = fc_access::make();
         // The worker sleeps: its status may be set and its commands carried out from here.
         ASSERT_TRUE(zel_test::eventually([] { return zel_test::log_has("+"); }));

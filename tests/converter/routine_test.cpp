@@ -43,6 +43,14 @@ TEST(routine, blocks_reach_the_client_with_the_newest_time) {
     zel_test::allow_reads(-1);
     EXPECT_EQ(fc->close(), 0);
     EXPECT_EQ(fc->read(data, sizeof(data)), -EINVAL);
+    // The next stream has no time and no frames before its first read.
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_EQ(fc->get(PROP_AVAIL_FRAMES, &left), 0);
+    EXPECT_EQ(left, 0U);
+    ASSERT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
+    EXPECT_EQ(ts.tv_sec, 0);
+    EXPECT_EQ(ts.tv_nsec, 0);
+    EXPECT_EQ(fc->close(), 0);
 }
 
 TEST(routine, results_do_not_depend_on_the_first_clients_rounding) {

@@ -103,6 +103,11 @@ TEST_F(loopback_card_test, delivers_its_signal_in_every_format) {
     EXPECT_FALSE(open(2, 48000, PCM_FORMAT_S32_LE));
     EXPECT_FALSE(open(16, 44100, PCM_FORMAT_S32_LE));
     EXPECT_FALSE(open(16, 48000, PCM_FORMAT_S16_LE));
+    // Formats that the card doesn't have, even if its control names them.
+    for (const auto& [code, format] : {std::pair{0, PCM_FORMAT_S8}, {3, PCM_FORMAT_S16_BE}}) {
+        set("PCM Slave Format", code);
+        EXPECT_FALSE(open(16, 48000, format)) << code;
+    }
     EXPECT_NE(std::strstr(pcm_get_error(stream), "cannot set hw params"), nullptr);
 }
 

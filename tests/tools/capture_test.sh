@@ -32,6 +32,8 @@ expect_size() {
 expect 0 "160000 frames, 10.000 s" capture "$out" --fast --seconds 10
 expect_size $((44 + 10 * 16000 * 2 * 2))
 grep -qF "timestamp gaps: 0   overruns: 0   frames lost: 0" "$folder/said"
+# Every line of a message has the log's own beginning.
+grep -qE '^D/zel_tinyalsa_format_converter\( *[0-9]+\):         channel_mixing 1$' "$folder/said"
 expect 0 "48000 frames" capture "$out" --fast -s 1 -r 48000 -c 8 -b 32
 expect_size $((44 + 48000 * 8 * 4))
 expect 0 "8000 frames" capture "$out" -s 0.5 --card-channels 2 --card-layout 2.0
