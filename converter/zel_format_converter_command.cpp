@@ -55,6 +55,18 @@ bool create_pipe(std::int32_t (&ends)[2]) {
     return true;
 }
 
+/// The signals that the worker leaves to other threads: the host process's handlers have no
+/// business on a real-time thread. Those of a fault are its own; blocked, they would end the
+/// process without the crash handler's report.
+sigset_t foreign_signals() {
+    sigset_t set{};
+    sigfillset(&set);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGSYS, SIGABRT}) {
+        sigdelset(&set, fault);
+    }
+    return set;
+}
+
 }  // namespace
 
 int zel_format_converter::create_fc_task() {
@@ -65,11 +77,9 @@ int zel_format_converter::create_fc_task() {
         ZEL_FC_LOGE("create result pipe error");
     }
     s32OwnerPid = getpid();
-    // The host process's signal handlers have no business on the real-time thread.
-    sigset_t all{};
+    const sigset_t foreign = foreign_signals();
     sigset_t before{};
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_sigmask(SIG_BLOCK, &foreign, &before);
     try {
         mRoutine = std::thread(&zel_format_converter::routine, this);
     } catch (const std::system_error& error) {
