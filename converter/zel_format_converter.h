@@ -130,6 +130,7 @@ class zel_format_converter {
     zel_format_converter();
     ~zel_format_converter();
     void shut_down();
+    bool in_forked_child() const;
 
     std::unique_lock<std::mutex> client_lock();
 

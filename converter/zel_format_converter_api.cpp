@@ -60,7 +60,8 @@ zel_format_converter::~zel_format_converter() {
 void zel_format_converter::shut_down() {
     try {
         destroy_fc_task();
-        if (!bRoutineStuck) {
+        // A forked child's copies of a stream's handles are its parent's to close.
+        if (!bRoutineStuck && !in_forked_child()) {
             clean_fc_resource();
         }
     } catch (...) {

@@ -91,8 +91,12 @@ int zel_format_converter::create_fc_task() {
     return 0;
 }
 
+bool zel_format_converter::in_forked_child() const {
+    return s32OwnerPid != getpid();
+}
+
 int zel_format_converter::destroy_fc_task() {
-    if (s32OwnerPid != getpid() || on_worker()) {
+    if (in_forked_child() || on_worker()) {
         // A forked child has the object but not the thread, and an exit inside the event callback
         // runs on the worker itself: nothing would ever answer.
         if (mRoutine.joinable()) {
@@ -124,7 +128,7 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
         return -EDEADLK;
     }
     // A forked child has no worker; its parent's must not take its commands.
-    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || s32OwnerPid != getpid()) {
+    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || in_forked_child()) {
         ZEL_FC_LOGE("command channel is not open");
         return -EIO;
     }
