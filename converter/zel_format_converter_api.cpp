@@ -10,7 +10,6 @@
 
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
-#include "zel_pcm_config.h"
 
 std::atomic<std::uint32_t> zel_format_converter::u32LOG_LEVEL{FC_LOG_INFO};
 

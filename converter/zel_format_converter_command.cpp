@@ -14,7 +14,6 @@
 
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
-#include "zel_pcm_config.h"
 
 namespace {
 

@@ -6,7 +6,6 @@
 #include <sys/mman.h>
 
 #include <cstdint>
-#include <memory>
 #include <mutex>
 
 #include "zel_fc_log.h"
