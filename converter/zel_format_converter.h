@@ -76,14 +76,17 @@ class zel_format_converter {
     zel_format_converter(const zel_format_converter&) = delete;
     zel_format_converter& operator=(const zel_format_converter&) = delete;
 
-    /// [client, closed] Builds the stream for the client's configuration. 0, -22 when a stream is
-    /// open, -19, -12, -1 or another error of the step that failed, -5 or -62 when the worker does
-    /// not answer; afterwards nothing of the stream is left. -35 from inside the event callback, as
-    /// for the other two commands.
+    /// [client, closed] Builds the stream for the client's configuration. 0, -22 for null, for a
+    /// configuration without a sample and when a stream is open, -19, -12, -1 or another error of
+    /// the step that failed; then nothing of the stream is left. This and the other two commands:
+    /// -5 or -62 when the worker does not answer (it may still carry the command out later), the
+    /// kernel's error when there is no poller to be had (-24 without a free descriptor), -35 from
+    /// inside the event callback.
     int open(const pcm_config* config, unsigned int flags);
-    /// [client, any] Releases the stream. 0, or -5 or -62 when the worker does not answer.
+    /// [client, any] Releases the stream. 0, or as above.
     int close();
-    /// [client, open] Lets the worker capture. 0, -22 unless opened and not yet started, -5 or -62.
+    /// [client, open] Lets the worker capture. 0, -22 unless opened and not yet started, or as
+    /// above.
     int start();
     /// [client] Replaces the callback that the worker makes after the first block of a restarted
     /// stream. An empty callable leaves none. Waits for a call under way, unless called from inside
@@ -93,7 +96,7 @@ class zel_format_converter {
     /// that `arg` may be released afterwards.
     void unregister_cb(const void* arg);
     /// [client] Takes up to `bytes` bytes of interleaved frames; never waits. The number taken (0
-    /// when none is there), or -22 without a stream.
+    /// when none is there), or -22 without a stream or buffer.
     int read(void* buffer, unsigned int bytes);
     /// [client] Copies a property's value to `data`, or takes it from there. 0 or -22; -12.
     int get(property_e property, void* data);
@@ -131,6 +134,7 @@ class zel_format_converter {
     zel_format_converter();
     ~zel_format_converter();
     void shut_down();
+    bool in_forked_child() const;
 
     std::unique_lock<std::mutex> client_lock();
 

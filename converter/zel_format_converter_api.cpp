@@ -59,7 +59,8 @@ zel_format_converter::~zel_format_converter() {
 void zel_format_converter::shut_down() {
     try {
         destroy_fc_task();
-        if (!bRoutineStuck) {
+        // A forked child's copies of a stream's handles are its parent's to close.
+        if (!bRoutineStuck && !in_forked_child()) {
             clean_fc_resource();
         }
     } catch (...) {
@@ -74,9 +75,9 @@ std::unique_lock<std::mutex> zel_format_converter::client_lock() {
 
 int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
     ZEL_FC_LOGT("+");
+    const auto lock = client_lock();
     int result = -EINVAL;
     if (config != nullptr) {
-        const auto lock = client_lock();
         ZEL_FC_LOGI("open FC with %d channel %d bits %dk flags 0x%x",
                     static_cast<int>(config->channels),
                     static_cast<int>(pcm_format_to_bits(config->format)),

@@ -138,6 +138,8 @@ void zel_format_converter::notify_event() {
         }
     } catch (const std::exception& exception) {
         ZEL_FC_LOGE("event callback exception %s", exception.what());
+    } catch (...) {
+        ZEL_FC_LOGE("event callback exception %s", "of another type");
     }
     bEventPending = false;
 }

@@ -54,6 +54,18 @@ bool create_pipe(std::int32_t (&ends)[2]) {
     return true;
 }
 
+/// The signals that the worker leaves to other threads: the host process's handlers have no
+/// business on a real-time thread. Those of a fault are its own; blocked, they would end the
+/// process without the crash handler's report.
+sigset_t foreign_signals() {
+    sigset_t set{};
+    sigfillset(&set);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGSYS, SIGABRT}) {
+        sigdelset(&set, fault);
+    }
+    return set;
+}
+
 }  // namespace
 
 int zel_format_converter::create_fc_task() {
@@ -64,11 +76,9 @@ int zel_format_converter::create_fc_task() {
         ZEL_FC_LOGE("create result pipe error");
     }
     s32OwnerPid = getpid();
-    // The host process's signal handlers have no business on the real-time thread.
-    sigset_t all{};
+    const sigset_t foreign = foreign_signals();
     sigset_t before{};
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_sigmask(SIG_BLOCK, &foreign, &before);
     try {
         mRoutine = std::thread(&zel_format_converter::routine, this);
     } catch (const std::system_error& error) {
@@ -80,8 +90,12 @@ int zel_format_converter::create_fc_task() {
     return 0;
 }
 
+bool zel_format_converter::in_forked_child() const {
+    return s32OwnerPid != getpid();
+}
+
 int zel_format_converter::destroy_fc_task() {
-    if (s32OwnerPid != getpid() || on_worker()) {
+    if (in_forked_child() || on_worker()) {
         // A forked child has the object but not the thread, and an exit inside the event callback
         // runs on the worker itself: nothing would ever answer.
         if (mRoutine.joinable()) {
@@ -113,7 +127,7 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
         return -EDEADLK;
     }
     // A forked child has no worker; its parent's must not take its commands.
-    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || s32OwnerPid != getpid()) {
+    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || in_forked_child()) {
         ZEL_FC_LOGE("command channel is not open");
         return -EIO;
     }

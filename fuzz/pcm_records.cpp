@@ -73,7 +73,9 @@ std::vector<std::uint8_t> read(pcm_plugin* plugin, unsigned int frames) {
     const auto* handle = static_cast<const zel_pcm_handle*>(plugin->priv);
     const pcm_config& config = handle->stConfig;
     const std::size_t frame_bytes =
-        handle->bOpened ? std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels : 0;
+        zel_owns_stream(plugin)
+            ? std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels
+            : 0;
     std::vector<std::uint8_t> block(frames * frame_bytes);
     std::uint8_t nothing = 0;
     snd_xferi xferi{-1, block.empty() ? &nothing : block.data(), frames};

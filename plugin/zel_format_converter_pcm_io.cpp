@@ -1,5 +1,5 @@
-// What moves samples and positions between the converter and a client of the virtual capture
-// stream. Runs on client threads.
+// What starts the virtual capture stream, and what moves samples and positions between the
+// converter and a client of it. Runs on client threads.
 
 #include <unistd.h>
 
@@ -20,6 +20,8 @@ constexpr useconds_t kWaitUs = 32'000;
 constexpr std::chrono::seconds kReadTimeout{10};
 // A ring buffer is smaller by far; keeps one request within the converter's counts.
 constexpr std::uint64_t kMaxRequestBytes = 1U << 30;
+// What tinyalsa notes in the record after `prepare`; its headers have no name for it.
+constexpr unsigned int kPreparedState = 2;
 
 std::size_t frame_bytes(const pcm_config& config) {
     return std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels;
@@ -38,7 +40,6 @@ int read_all(std::uint8_t* to, std::uint64_t bytes) {
     while (bytes > 0) {
         const int got = read_converter(to, bytes);
         if (got < 0) {
-            ZEL_FC_LOGE("read error");
             return got;
         }
         if (got > 0) {
@@ -58,6 +59,36 @@ int read_all(std::uint8_t* to, std::uint64_t bytes) {
     return 0;
 }
 
+int take_frames(pcm_plugin* plugin, snd_xferi* xferi) {
+    const bool blocking = (plugin->mode & static_cast<int>(PCM_NONBLOCK)) == 0;
+    if (blocking && xferi->frames == 0) {
+        return 0;
+    }
+    const auto* handle = static_cast<const zel_pcm_handle*>(plugin->priv);
+    const std::size_t frame = frame_bytes(handle->stConfig);
+    // No buffer is larger than what pointers can tell apart.
+    if (!zel_owns_stream(plugin) || xferi->frames > std::size_t{PTRDIFF_MAX} / frame) {
+        return -EINVAL;
+    }
+    const std::uint64_t wanted = std::uint64_t{xferi->frames} * frame;
+    auto* to = static_cast<std::uint8_t*>(xferi->buf);
+    // No client of tinyalsa starts a capture stream; the kernel does it on the first read.
+    if (!handle->bStarted && wanted > 0) {
+        const int status = zel_guarded([=] { return zel_start_stream(plugin, true); });
+        if (status != 0) {
+            return status;
+        }
+    }
+    const int got = blocking ? read_all(to, wanted) : read_converter(to, wanted);
+    if (got < 0) {
+        return got;
+    }
+    xferi->result = blocking
+                        ? static_cast<snd_pcm_sframes_t>(xferi->frames)
+                        : static_cast<snd_pcm_sframes_t>(static_cast<std::size_t>(got) / frame);
+    return 0;
+}
+
 }  // namespace
 
 int start(pcm_plugin* plugin) {
@@ -66,13 +97,13 @@ int start(pcm_plugin* plugin) {
     if (plugin == nullptr || plugin->priv == nullptr) {
         ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
     } else {
-        auto* handle = static_cast<zel_pcm_handle*>(plugin->priv);
-        if (handle->bStarted) {
-            status = 0;
-        } else {
-            status = zel_guarded([] { return zel_format_converter::getInstance().start(); });
-            handle->bStarted = status == 0;
-        }
+        const auto* handle = static_cast<const zel_pcm_handle*>(plugin->priv);
+        // Behind a read that has started the stream, and when the client prepares it anew after a
+        // stop, which stops nothing here.
+        const bool runs =
+            zel_owns_stream(plugin) &&
+            (handle->bStartedByRead || (handle->bStarted && plugin->state == kPreparedState));
+        status = runs ? 0 : zel_guarded([=] { return zel_start_stream(plugin, false); });
     }
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
@@ -88,32 +119,10 @@ int readi_frames(pcm_plugin* plugin, snd_xferi* xferi) {
     } else if (xferi->buf == nullptr) {
         ZEL_FC_LOGE("invalid SndXferi buf!!");
     } else {
-        auto* handle = static_cast<zel_pcm_handle*>(plugin->priv);
-        const std::size_t frame = frame_bytes(handle->stConfig);
-        const std::uint64_t wanted = std::uint64_t{xferi->frames} * frame;
-        auto* to = static_cast<std::uint8_t*>(xferi->buf);
         xferi->result = 0;
-        // No client of tinyalsa starts a capture stream; the kernel does it on the first read.
-        status = handle->bOpened && !handle->bStarted && wanted > 0 ? start(plugin) : 0;
-        if (!handle->bOpened) {
+        status = take_frames(plugin, xferi);
+        if (status != 0) {
             ZEL_FC_LOGE("read error");
-            status = -EINVAL;
-        } else if (status != 0) {
-            ZEL_FC_LOGE("read error");
-        } else if ((plugin->mode & static_cast<int>(PCM_NONBLOCK)) != 0) {
-            const int got = read_converter(to, wanted);
-            if (got < 0) {
-                ZEL_FC_LOGE("read error");
-                status = got;
-            } else {
-                xferi->result =
-                    static_cast<snd_pcm_sframes_t>(static_cast<std::size_t>(got) / frame);
-            }
-        } else {
-            status = read_all(to, wanted);
-            if (status == 0) {
-                xferi->result = static_cast<snd_pcm_sframes_t>(xferi->frames);
-            }
         }
     }
     ZEL_FC_LOGT("-");

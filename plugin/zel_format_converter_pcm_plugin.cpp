@@ -1,13 +1,11 @@
-// Life of a handle of the virtual capture stream: open, parameters, start, close, and the
-// operations that capture does not need. Runs on client threads.
+// Life of a handle of the virtual capture stream: open, parameters, close, and the operations that
+// capture does not need. Runs on client threads.
 
 #include "zel_format_converter_pcm_plugin.h"
 
 #include <sys/mman.h>
 
-#include <atomic>
 #include <cstdint>
-#include <memory>
 #include <mutex>
 
 #include "zel_fc_log.h"
@@ -67,16 +65,6 @@ void keep(handle_record* record) {
     g_kept = record;
 }
 
-// The handle whose hw_params opened the converter's stream. tinyalsa closes handles that never got
-// that far (a refused second client, a look at the limits): those must leave the stream alone. The
-// lock makes opening or closing the stream and noting its owner one step; reads never take it.
-std::mutex g_owner_lock;
-std::atomic<pcm_plugin*> g_owner{nullptr};
-
-zel_pcm_handle* handle_of(pcm_plugin* plugin) {
-    return static_cast<zel_pcm_handle*>(plugin->priv);
-}
-
 std::uint32_t interval_min(const snd_pcm_hw_params& params, int interval) {
     return params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL].min;
 }
@@ -111,39 +99,6 @@ void take_params(const snd_pcm_hw_params& params, pcm_config* config) {
     config->period_size = interval_min(params, SNDRV_PCM_HW_PARAM_PERIOD_SIZE);
     config->period_count = interval_min(params, SNDRV_PCM_HW_PARAM_PERIODS);
     take_format(params, config);
-}
-
-/// Empty inside the event callback, where the converter refuses the command: the lock's holder may
-/// be waiting for the very thread that makes the callback.
-std::unique_lock<std::mutex> lock_owner(const zel_format_converter& converter) {
-    return converter.on_worker() ? std::unique_lock<std::mutex>() : std::unique_lock(g_owner_lock);
-}
-
-int open_converter(pcm_plugin* plugin, zel_pcm_handle* handle) {
-    zel_format_converter& converter = zel_format_converter::getInstance();
-    const auto lock = lock_owner(converter);
-    const int status = converter.open(&handle->stConfig, static_cast<unsigned int>(plugin->mode));
-    if (status == 0) {
-        handle->bOpened = true;
-        handle->bStarted = false;
-        g_owner = plugin;
-    }
-    return status;
-}
-
-int close_converter(pcm_plugin* plugin) {
-    zel_format_converter& converter = zel_format_converter::getInstance();
-    const auto lock = lock_owner(converter);
-    if (g_owner != nullptr && g_owner != plugin) {
-        return 0;
-    }
-    const int status = converter.close();
-    // Given up even if the worker doesn't answer in time: it still carries the command out later,
-    // and a handle that is opened then must be able to close.
-    if (status == 0 || status == -ETIME) {
-        g_owner = nullptr;
-    }
-    return status;
 }
 
 }  // namespace
@@ -181,7 +136,7 @@ int close(pcm_plugin* plugin) {
     int status = -EINVAL;
     if (plugin == nullptr) {
         ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
-    } else if (status = zel_guarded([=] { return close_converter(plugin); }); status != 0) {
+    } else if (status = zel_guarded([=] { return zel_close_stream(plugin); }); status != 0) {
         ZEL_FC_LOGE("format converter close fail.");
         keep(reinterpret_cast<handle_record*>(plugin));
     } else {
@@ -202,18 +157,17 @@ int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
     } else if (params == nullptr) {
         ZEL_FC_LOGE("invalid parameter!!");
     } else {
-        zel_pcm_handle* handle = handle_of(plugin);
+        auto* handle = static_cast<zel_pcm_handle*>(plugin->priv);
         const pcm_config before = handle->stConfig;
         take_params(*params, &handle->stConfig);
         const unsigned int channels = handle->stConfig.channels;
         if (channels == 0 || channels > kMaxChannels) {
             ZEL_FC_LOGE("channel num %d out of limit %d", static_cast<int>(channels),
                         static_cast<int>(kMaxChannels));
-        } else if (status = zel_guarded([=] { return open_converter(plugin, handle); });
-                   status != 0) {
+        } else if (status = zel_guarded([=] { return zel_open_stream(plugin); }); status != 0) {
             ZEL_FC_LOGE("format converter open fail.");
         }
-        if (status != 0 && handle->bOpened) {
+        if (status != 0 && zel_owns_stream(plugin)) {
             // The stream that this handle has goes on, in the format it was opened with.
             handle->stConfig = before;
         }

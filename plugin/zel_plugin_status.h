@@ -4,7 +4,8 @@
 #include <new>
 #include <utility>
 
-/// Runs a step of a plugin operation; no exception passes on to tinyalsa.
+/// Runs a step of a plugin operation. Its status, or -12 or -5 for what it throws: no exception
+/// passes on to tinyalsa. Any thread.
 template <typename Step>
 int zel_guarded(Step&& step) noexcept {
     try {

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -90,6 +91,23 @@ TEST(command_channel, works_in_a_process_without_standard_input) {
     EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
     dup2(kept, 0);
     close(kept);
+}
+
+TEST(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
+    zel_test::reset_script();
+    fc_access::owner fc = fc_access::make();
+    const pcm_config config = zel_test::client_config();
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool refused = fc->close() == -EIO;
+        fc.reset();
+        _exit(refused ? zel_test::calls_of(zel_test::call::pcm_close) : -1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(fc->close(), 0);
 }
 
 TEST(command_channel, skips_exactly_the_results_that_came_too_late) {

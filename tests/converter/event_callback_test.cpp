@@ -66,6 +66,9 @@ TEST(event_callback, may_replace_or_withdraw_itself_and_throw) {
     fc->register_cb([](void*) { throw std::runtime_error("no"); }, nullptr);
     restart_done(*fc);
     EXPECT_TRUE(zel_test::log_has("event callback exception no"));
+    fc->register_cb([](void*) { throw 1; }, nullptr);
+    restart_done(*fc);
+    EXPECT_TRUE(zel_test::log_has("event callback exception of another type"));
 }
 
 /// A started stream whose worker is inside the callback until it is released.

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -53,10 +54,15 @@ TEST(routine, blocks_reach_the_client_with_the_newest_time) {
     EXPECT_EQ(fc->close(), 0);
 }
 
-TEST(routine, results_do_not_depend_on_the_first_clients_rounding) {
+TEST(routine, takes_neither_rounding_nor_signals_from_the_first_client) {
     zel_test::reset_script();
     std::atomic<int> rounding{-1};
+    std::atomic<bool> handles_requests{true}, handles_faults{false};
     zel_test::set_source([&](void*, unsigned int frames, const pcm_config&) {
+        sigset_t blocked{};
+        pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+        handles_requests = !sigismember(&blocked, SIGTERM) || !sigismember(&blocked, SIGALRM);
+        handles_faults = !sigismember(&blocked, SIGSEGV) && !sigismember(&blocked, SIGBUS);
         rounding = std::fegetround();
         return static_cast<int>(frames);
     });
@@ -69,6 +75,8 @@ TEST(routine, results_do_not_depend_on_the_first_clients_rounding) {
     zel_test::allow_reads(-1);
     EXPECT_TRUE(zel_test::eventually([&] { return rounding != -1; }));
     EXPECT_EQ(rounding, FE_TONEAREST);
+    EXPECT_FALSE(handles_requests);
+    EXPECT_TRUE(handles_faults) << "or no crash handler tells of a crash of this thread";
     EXPECT_EQ(fc->close(), 0);
 }
 

@@ -11,37 +11,14 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "client_params.h"
 #include "zel_format_converter_pcm_plugin.h"
 
 namespace {
 
-constexpr unsigned int kS16 = 1U << SNDRV_PCM_FORMAT_S16_LE;
-constexpr unsigned int kS32 = 1U << SNDRV_PCM_FORMAT_S32_LE;
-
-struct client_params {
-    unsigned int channels = 2;
-    unsigned int rate = 16000;
-    unsigned int period_size = 512;
-    unsigned int periods = 8;
-    unsigned int sample_bits = 16;
-    unsigned int format_mask = kS16;
-
-    snd_pcm_hw_params record() const {
-        snd_pcm_hw_params params{};
-        const auto set = [&](int interval, unsigned int value) {
-            auto& slot = params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL];
-            slot.min = slot.max = value;
-        };
-        set(SNDRV_PCM_HW_PARAM_CHANNELS, channels);
-        set(SNDRV_PCM_HW_PARAM_RATE, rate);
-        set(SNDRV_PCM_HW_PARAM_PERIOD_SIZE, period_size);
-        set(SNDRV_PCM_HW_PARAM_PERIODS, periods);
-        set(SNDRV_PCM_HW_PARAM_SAMPLE_BITS, sample_bits);
-        params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0] =
-            format_mask;
-        return params;
-    }
-};
+using zel_test::client_params;
+using zel_test::kS16;
+using zel_test::kS32;
 
 class pcm_plugin_test : public testing::Test {
   protected:
@@ -200,6 +177,7 @@ TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterw
     EXPECT_EQ(read(plugin, 16, &got), -EINVAL);
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(got, 0);
+    EXPECT_EQ(read(plugin, 0, &got), 0) << "nothing to wait for";
 
     for (const unsigned int channels : {9U, 0U}) {
         zel_test::clear_log();
@@ -216,6 +194,9 @@ TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterw
     EXPECT_EQ(ops->start(plugin), 0) << "the read has started the stream";
     EXPECT_EQ(read(plugin, 0, &got), 0);
     EXPECT_EQ(got, 0);
+    snd_xferi endless{-1, &got, 1UL << (8 * sizeof(long) - 2)};  // times 4 bytes is 0
+    EXPECT_EQ(ops->readi_frames(plugin, &endless), -EINVAL);
+    EXPECT_EQ(endless.result, 0);
     EXPECT_EQ(ops->drop(plugin), 0);
     EXPECT_EQ(read(plugin, 10, &got), 0) << "drop does not stop the capture";
     EXPECT_EQ(close(plugin), 0);

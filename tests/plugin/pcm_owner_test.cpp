@@ -1,0 +1,94 @@
+// Whose the stream is: after calls that fail, and after starts by handles and reads in any order.
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "captured_log.h"
+#include "client_params.h"
+#include "converter_access.h"
+#include "zel_format_converter_pcm_plugin.h"
+
+namespace ops = zel_format_converter_pcm_plugin;
+using zel_test::fc_access;
+
+namespace {
+
+class pcm_owner : public testing::Test {
+  protected:
+    void SetUp() override {
+        zel_test::reset_script();
+        zel_test::allow_reads(-1);
+        zel_test::clear_log();
+        for (pcm_plugin*& handle : handles) {
+            ASSERT_EQ(ops::open(&handle, 70, 70, PCM_IN), 0);
+        }
+    }
+    void TearDown() override {
+        for (pcm_plugin* handle : handles) {
+            EXPECT_TRUE(handle == nullptr || ops::close(handle) == 0);
+        }
+        EXPECT_EQ(zel_test::open_handles(), 0);
+    }
+    int set_params(pcm_plugin* handle) {
+        snd_pcm_hw_params params = zel_test::client_params{.rate = 48000}.record();
+        return ops::hw_params(handle, &params);
+    }
+    int read(pcm_plugin* handle) {
+        std::uint32_t frames[100];
+        snd_xferi xferi{-1, frames, 100};
+        return ops::readi_frames(handle, &xferi);
+    }
+
+    zel_format_converter& fc = zel_format_converter::getInstance();
+    pcm_plugin* handles[3] = {};
+    pcm_plugin*& first = handles[0];
+    pcm_plugin*& second = handles[1];
+    pcm_plugin*& third = handles[2];
+};
+
+TEST_F(pcm_owner, a_stream_whose_close_failed_is_closed_with_the_next_handle) {
+    ASSERT_EQ(set_params(first), 0);
+    const int kept = fc_access::command_pipe(fc)[1];
+    fc_access::command_pipe(fc)[1] = 0;
+    EXPECT_EQ(ops::close(first), -EIO);
+    fc_access::command_pipe(fc)[1] = kept;
+
+    EXPECT_EQ(set_params(second), -EINVAL) << "nobody has closed it";
+    EXPECT_EQ(ops::close(second), 0);
+    second = nullptr;
+    EXPECT_EQ(set_params(third), 0);
+    EXPECT_EQ(read(first), -EINVAL) << "the stream is no longer its own";
+    EXPECT_EQ(ops::close(first), 0) << "the record that the failed close left";
+    first = nullptr;
+    EXPECT_EQ(read(third), 0);
+}
+
+TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
+    ASSERT_EQ(set_params(first), 0);
+    EXPECT_EQ(ops::start(second), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("the stream belongs to another handle"));
+    EXPECT_EQ(ops::start(first), 0);
+    EXPECT_EQ(read(first), 0);
+    EXPECT_EQ(ops::start(first), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("error to start fc thread before open"));
+    first->state = 2;
+    EXPECT_EQ(ops::start(first), 0) << "prepared anew after a stop";
+    EXPECT_EQ(read(first), 0);
+}
+
+TEST_F(pcm_owner, a_start_that_is_answered_too_late_is_a_start) {
+    ASSERT_EQ(set_params(first), 0);
+    int& answers = fc_access::result_pipe(fc)[1];
+    const int kept = answers;
+    answers = -1;
+    fc_access::timeout_ms(fc) = 20;
+    EXPECT_EQ(read(first), -ETIME);
+    EXPECT_TRUE(zel_test::eventually([] { return zel_test::log_has("result fail errno(9)"); }));
+    answers = kept;
+    fc_access::timeout_ms(fc) = 1000;
+    EXPECT_EQ(read(first), 0);
+    EXPECT_EQ(ops::start(first), 0) << "a read has started it";
+}
+
+}  // namespace
