@@ -6,42 +6,20 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "captured_log.h"
+#include "client_params.h"
 #include "zel_format_converter_pcm_plugin.h"
 
 namespace {
 
-constexpr unsigned int kS16 = 1U << SNDRV_PCM_FORMAT_S16_LE;
-constexpr unsigned int kS32 = 1U << SNDRV_PCM_FORMAT_S32_LE;
-
-struct client_params {
-    unsigned int channels = 2;
-    unsigned int rate = 16000;
-    unsigned int period_size = 512;
-    unsigned int periods = 8;
-    unsigned int sample_bits = 16;
-    unsigned int format_mask = kS16;
-
-    snd_pcm_hw_params record() const {
-        snd_pcm_hw_params params{};
-        const auto set = [&](int interval, unsigned int value) {
-            auto& slot = params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL];
-            slot.min = slot.max = value;
-        };
-        set(SNDRV_PCM_HW_PARAM_CHANNELS, channels);
-        set(SNDRV_PCM_HW_PARAM_RATE, rate);
-        set(SNDRV_PCM_HW_PARAM_PERIOD_SIZE, period_size);
-        set(SNDRV_PCM_HW_PARAM_PERIODS, periods);
-        set(SNDRV_PCM_HW_PARAM_SAMPLE_BITS, sample_bits);
-        params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0] =
-            format_mask;
-        return params;
-    }
-};
+using zel_test::client_params;
+using zel_test::kS16;
+using zel_test::kS32;
 
 class pcm_plugin_test : public testing::Test {
   protected:
@@ -275,9 +253,15 @@ TEST_F(pcm_plugin_test, a_card_that_stalls_through_a_close_and_an_open_locks_nob
     // Each command is given up after 1000 ms; the worker carries all of them out afterwards.
     ASSERT_EQ(mixer_ctl_set_value(mixer_get_ctl_by_name(card, "Sim Fault Stall"), 0, 2600), 0);
     usleep(50'000);
+    const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(ops->close(first), -ETIME);
+    EXPECT_TRUE(zel_test::log_has("wait command 0 result timeout"));
     pcm_plugin* second = open();
+    errno = 0;
     EXPECT_EQ(set_params(second, {}), -ETIME);
+    EXPECT_EQ(errno, ETIME);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_NEAR(taken.count(), 2.0, 0.5);
     EXPECT_EQ(close(second), 0);
 
     pcm_plugin* third = open();
