@@ -2,15 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <tinyalsa/pcm.h>
 
 #include <cerrno>
 #include <cstdint>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "captured_log.h"
+#include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
@@ -18,8 +17,7 @@
 struct zel_channel_delay_access {
     static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
         zel_channel_delay stage;
-        pcm_config config{};
-        config.channels = channels;
+        const pcm_config config = zel_test::stream_config(channels);
         unsigned int* values = nullptr;
         EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
         std::vector<unsigned int> result(values, values + channels);
@@ -33,9 +31,7 @@ struct zel_channel_delay_access {
 namespace {
 
 std::string file_with(const std::string& text) {
-    const std::string path = zel_test::test_folder() + "/coefficients.json";
-    std::ofstream(path) << text;
-    return path;
+    return zel_test::write_file("coefficients.json", text);
 }
 
 std::string mixing_text(const std::string& entries) {
@@ -44,10 +40,8 @@ std::string mixing_text(const std::string& entries) {
 
 std::vector<float> load_mixing(const std::string& path, unsigned int in, const char* layout,
                                unsigned int out) {
-    pcm_config in_config{};
-    in_config.channels = in;
-    pcm_config out_config{};
-    out_config.channels = out;
+    const pcm_config in_config = zel_test::stream_config(in);
+    const pcm_config out_config = zel_test::stream_config(out);
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(path, layout, &in_config, &out_config), 0);
     return {stage.matrix().begin(), stage.matrix().end()};
@@ -94,13 +88,12 @@ TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
 TEST(mixing_file, unreadable_files_leave_silence) {
     const std::string fifo = zel_test::test_folder() + "/fifo";
     mkfifo(fifo.c_str(), 0600);
-    std::ofstream(zel_test::test_folder() + "/huge") << std::string((1 << 20) + 1, ' ');
     const std::pair<std::string, const char*> paths[] = {
         {"", "input file size is empty"},
         {"/nowhere/at/all", "open mixing coefficient file /nowhere/at/all fail"},
         {zel_test::test_folder(), "open mixing coefficient file"},
         {fifo, "open mixing coefficient file"},
-        {zel_test::test_folder() + "/huge", "file size incorrect"},
+        {zel_test::write_file("huge", std::string((1 << 20) + 1, ' ')), "file size incorrect"},
     };
     for (const auto& [path, message] : paths) {
         zel_test::clear_log();

@@ -4,25 +4,17 @@
 #include "known_bad.h"
 
 #include <gtest/gtest.h>
-#include <tinyalsa/pcm.h>
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
 #include "captured_log.h"
+#include "stream_config.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
 
 namespace {
-
-pcm_config config_of(unsigned int channels) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = 48000;
-    config.format = PCM_FORMAT_S16_LE;
-    return config;
-}
 
 bool is_identity(std::span<const float> matrix, std::size_t inputs) {
     for (std::size_t k = 0; k < matrix.size(); ++k) {
@@ -53,8 +45,8 @@ TEST(known_bad, mixing_files_end_as_listed) {
             continue;
         }
         SCOPED_TRACE(file.name);
-        const pcm_config in = config_of(file.channels);
-        const pcm_config out = config_of(file.outputs);
+        const pcm_config in = zel_test::stream_config(file.channels);
+        const pcm_config out = zel_test::stream_config(file.outputs);
         zel_channel_mixing stage;
         zel_test::clear_log();
         ASSERT_EQ(stage.init(file.path, file.layout, &in, &out), 0);
@@ -75,7 +67,7 @@ TEST(known_bad, delay_files_end_as_listed) {
             continue;
         }
         SCOPED_TRACE(file.name);
-        const pcm_config config = config_of(file.channels);
+        const pcm_config config = zel_test::stream_config(file.channels);
         zel_channel_delay stage;
         zel_test::clear_log();
         ASSERT_EQ(stage.init(file.path, &config), 0);
