@@ -4,7 +4,6 @@
 #include "captured_log.h"
 #include "check_agreement.h"
 #include "check_print.h"
-#include "coefficient_file.h"
 #include "fuzz_input.h"
 
 namespace {
@@ -30,20 +29,19 @@ void check_print(const std::string& text) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     zel_test::clear_log();
-    static const zel_fuzz::coefficient_file file;
-    file.replace(data, size);
+    const std::string path = zel_fuzz::write_coefficients(data, size);
     for (const stream_request& stream : kMixing) {
-        check(zel_test::mixing_disagreement(file.path(), stream));
+        check(zel_test::mixing_disagreement(path, stream));
     }
     for (const stream_request& stream : kDelay) {
-        check(zel_test::delay_disagreement(file.path(), stream));
+        check(zel_test::delay_disagreement(path, stream));
     }
     for (const file_kind kind : {file_kind::mixing, file_kind::delay}) {
         check_request request;
         request.kind = kind;
         request.stream = kMixing[1];
         request.stream->rate = 48000;
-        const file_report report = check_file(file.path(), request);
+        const file_report report = check_file(path, request);
         check_print(report_text(report, true, 80));
         ZEL_FUZZ_CHECK(!reports_json({report}).empty());
     }

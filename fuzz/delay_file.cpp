@@ -2,8 +2,8 @@
 // must come out late by one constant number of frames.
 
 #include "captured_log.h"
-#include "coefficient_file.h"
 #include "fuzz_input.h"
+#include "stream_config.h"
 #include "zel_format_converter_delay_wrapper.h"
 
 namespace {
@@ -56,14 +56,10 @@ void check_delays(const std::vector<std::int32_t>& out, const pcm_config& config
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     zel_test::clear_log();
-    static const zel_fuzz::coefficient_file file;
-    file.replace(data, size);
+    const std::string path = zel_fuzz::write_coefficients(data, size);
     for (const stream& s : kStreams) {
-        pcm_config config{};
-        config.channels = s.channels;
-        config.rate = s.rate;
-        config.format = PCM_FORMAT_S32_LE;
-        ZEL_FUZZ_CHECK(zel_fc_lib_delay_init(file.path().c_str(), &config) == 0);
+        const pcm_config config = zel_test::stream_config(s.channels, s.rate, PCM_FORMAT_S32_LE);
+        ZEL_FUZZ_CHECK(zel_fc_lib_delay_init(path.c_str(), &config) == 0);
         check_delays(delayed_ramp(config), config);
         ZEL_FUZZ_CHECK(zel_fc_lib_delay_deinit() == 0);
     }

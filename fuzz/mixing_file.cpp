@@ -1,8 +1,8 @@
 // A mixing coefficient file of any content, loaded for several streams and then used.
 
 #include "captured_log.h"
-#include "coefficient_file.h"
 #include "fuzz_input.h"
+#include "stream_config.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
 namespace {
@@ -23,14 +23,6 @@ constexpr stream kStreams[] = {
     {12, "7.1.4", 8, PCM_FORMAT_S32_LE, PCM_FORMAT_S16_LE},
 };
 
-pcm_config config_of(unsigned int channels, pcm_format format) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = 48000;
-    config.format = format;
-    return config;
-}
-
 std::size_t block_bytes(const pcm_config& config) {
     return std::size_t{kFrames} * config.channels * (pcm_format_to_bits(config.format) / 8);
 }
@@ -49,12 +41,11 @@ std::vector<std::uint8_t> mix(const pcm_config& in, std::uint8_t sample_byte,
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     zel_test::clear_log();
-    static const zel_fuzz::coefficient_file file;
-    file.replace(data, size);
+    const std::string path = zel_fuzz::write_coefficients(data, size);
     for (const stream& s : kStreams) {
-        const pcm_config in = config_of(s.in, s.in_format);
-        const pcm_config out = config_of(s.out, s.out_format);
-        ZEL_FUZZ_CHECK(zel_fc_lib_mixing_init(file.path(), s.layout, &in, &out) == 0);
+        const pcm_config in = zel_test::stream_config(s.in, 48000, s.in_format);
+        const pcm_config out = zel_test::stream_config(s.out, 48000, s.out_format);
+        ZEL_FUZZ_CHECK(zel_fc_lib_mixing_init(path, s.layout, &in, &out) == 0);
         // A weight that is no finite number would make noise of silence.
         const std::vector<std::uint8_t> silence(block_bytes(out));
         ZEL_FUZZ_CHECK(mix(in, 0, out) == silence);
