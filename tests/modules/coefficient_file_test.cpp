@@ -147,32 +147,4 @@ TEST(delay_file, odd_texts_give_their_delays_and_messages) {
     EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere fail"));
 }
 
-TEST(sample_files, serve_the_layouts_they_are_made_for) {
-    const struct {
-        unsigned int in;
-        const char* layout;
-        std::vector<unsigned int> outs;
-    } layouts[] = {{1, "1.0", {1, 2}},    {2, "2.0", {1, 2}},    {4, "4.0", {1, 2, 4}},
-                   {6, "5.1", {1, 2, 6}}, {8, "7.1", {1, 2, 8}}, {12, "7.1.4", {1, 2, 8}}};
-    for (const auto& l : layouts) {
-        for (const unsigned int out : l.outs) {
-            zel_test::clear_log();
-            const std::vector<float> matrix =
-                load_mixing(ZEL_CONFIG_DIR "/voice_channel_mixing_coef.json", l.in, l.layout, out);
-            EXPECT_TRUE(zel_test::log_has("use mixing coefficient")) << l.layout << " => " << out;
-            for (unsigned int o = 0; o < out; ++o) {
-                float sum = 0;
-                for (unsigned int i = 0; i < l.in; ++i) {
-                    sum += matrix[o * l.in + i];
-                }
-                EXPECT_GT(sum, 0.0F);
-                EXPECT_LE(sum, 1.0001F) << "full scale in all channels would wrap";
-            }
-        }
-        zel_test::clear_log();
-        zel_channel_delay_access::table(ZEL_CONFIG_DIR "/voice_channel_delay_coef.json", l.in);
-        EXPECT_FALSE(zel_test::log_has("fail")) << l.in;
-    }
-}
-
 }  // namespace
