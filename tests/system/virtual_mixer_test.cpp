@@ -5,8 +5,7 @@
 
 #include <cstring>
 #include <numeric>
-#include <string>
-#include <vector>
+#include <utility>
 
 #include "footprint.h"
 #include "stream_fixture.h"
@@ -79,21 +78,6 @@ TEST_F(virtual_mixer_test, values_are_the_cards_in_both_directions) {
     }
     const long full[2] = {100, 100};
     EXPECT_EQ(mixer_ctl_set_array(theirs("Loopback Volume"), full, 2), 0);
-}
-
-TEST_F(virtual_mixer_test, own_controls_are_the_librarys) {
-    mixer_ctl* path = mixer_get_ctl(virtual_card, 0);
-    char text[129] = {};
-    ASSERT_EQ(mixer_ctl_get_array(path, text, 128), 0);
-    EXPECT_EQ(text, std::string(getenv("ZEL_VOICE_CONFIG_DIR")) + "/voice_channel_delay_coef.json");
-    EXPECT_EQ(mixer_ctl_get_num_values(path), 128U);
-    mixer_ctl* level = mixer_get_ctl(virtual_card, 2);
-    EXPECT_EQ(mixer_ctl_get_value(level, 0), 4);
-    EXPECT_NE(mixer_ctl_set_value(level, 0, 7), 0);
-    EXPECT_NE(mixer_ctl_set_enum_by_string(level, "Loud"), 0);
-    EXPECT_EQ(mixer_ctl_get_value(level, 0), 4);
-    std::memset(text, 'x', 128);  // no room for a terminating zero
-    EXPECT_NE(mixer_ctl_set_array(path, text, 128), 0);
 }
 
 TEST_F(virtual_mixer_test, thousands_of_opens_leave_nothing_behind) {
