@@ -3,6 +3,7 @@
 set -euo pipefail
 zel_fc=$1
 export ZEL_VOICE_CONFIG_DIR=$2
+# shellcheck source-path=SCRIPTDIR source=expect.sh
 . "$(dirname "$0")/expect.sh"
 out=$folder/out.wav
 

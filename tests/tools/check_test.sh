@@ -2,6 +2,7 @@
 # usage: check_test.sh ZEL_FC PROJECT. `zel-fc check` from the command line: exit codes and streams.
 set -euo pipefail
 zel_fc=$1
+# shellcheck source-path=SCRIPTDIR source=expect.sh
 . "$(dirname "$0")/expect.sh"
 cd "$2"
 mixing=config/voice_channel_mixing_coef.json
