@@ -1,9 +1,9 @@
 // A file of any content through `zel-fc check`, as both kinds of coefficient file: what it says
 // must be what the stages do.
 
+#include "captured_log.h"
 #include "check_agreement.h"
 #include "check_print.h"
-#include "coefficient_file.h"
 #include "fuzz_input.h"
 
 namespace {
@@ -28,7 +28,8 @@ void check_print(const std::string& text) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string& path = zel_fuzz::coefficient_file(data, size);
+    zel_test::clear_log();
+    const std::string path = zel_fuzz::write_coefficients(data, size);
     for (const stream_request& stream : kMixing) {
         check(zel_test::mixing_disagreement(path, stream));
     }

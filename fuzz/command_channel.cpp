@@ -49,23 +49,17 @@ class session {
     void step() {
         switch (in.below(6)) {
             case 0:
-                send({in.below(7), {}, 0});
-                break;
+                return send({in.below(7), {}, 0});
             case 1:
-                send(take_command(in));
-                break;
+                return send(take_command(in));
             case 2:
-                write_bytes();
-                break;
+                return write_bytes();
             case 3:
-                open();
-                break;
+                return open();
             case 4:
-                use();
-                break;
+                return use();
             default:
-                zel_fuzz::disturb_card(in);
-                break;
+                return zel_fuzz::disturb_card(in);
         }
     }
 

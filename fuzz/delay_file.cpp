@@ -1,9 +1,9 @@
 // A delay coefficient file of any content, loaded for several streams and then used: every channel
 // must come out late by one constant number of frames.
 
-#include "coefficient_file.h"
+#include "captured_log.h"
 #include "fuzz_input.h"
-#include "stream_of.h"
+#include "stream_config.h"
 #include "zel_format_converter_delay_wrapper.h"
 
 namespace {
@@ -55,9 +55,10 @@ void check_delays(const std::vector<std::int32_t>& out, const pcm_config& config
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string& path = zel_fuzz::coefficient_file(data, size);
+    zel_test::clear_log();
+    const std::string path = zel_fuzz::write_coefficients(data, size);
     for (const stream& s : kStreams) {
-        const pcm_config config = zel_test::stream_of(s.channels, s.rate, PCM_FORMAT_S32_LE);
+        const pcm_config config = zel_test::stream_config(s.channels, s.rate, PCM_FORMAT_S32_LE);
         ZEL_FUZZ_CHECK(zel_fc_lib_delay_init(path.c_str(), &config) == 0);
         check_delays(delayed_ramp(config), config);
         ZEL_FUZZ_CHECK(zel_fc_lib_delay_deinit() == 0);

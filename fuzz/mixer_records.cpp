@@ -62,45 +62,39 @@ class session {
     session& operator=(const session&) = delete;
 
     void step() {
-        switch (in.below(10)) {
-            case 0:
-                open();
-                break;
-            case 1:
-                zel_test::mixer_ops::close(&record());
-                break;
-            case 2:
-                element(zel_test::mixer_ops::get);
-                break;
-            case 3:
-                element(zel_test::mixer_ops::put);
-                break;
-            case 4:
-                tlv(zel_test::mixer_ops::get_tlv);
-                break;
-            case 5:
-                tlv(zel_test::mixer_ops::put_tlv);
-                break;
-            case 6:
-                subscribe();
-                break;
-            case 7:
-                read_event();
-                break;
-            case 8:
-                zel_test::set_controls(take_card(in));
-                break;
-            default:
-                zel_test::fail_call(in.one_of(kFailing), static_cast<int>(1 + in.below(4)),
-                                    -static_cast<int>(1 + in.below(120)));
-                break;
-        }
+        act();
         const std::uint32_t level = zel_format_converter::u32LOG_LEVEL;
         const auto& levels = zel_test::mixer_ops::vu32LOG_LEVEL_ITEMS;
         ZEL_FUZZ_CHECK(std::find(levels.begin(), levels.end(), level) != levels.end());
     }
 
   private:
+    void act() {
+        switch (in.below(10)) {
+            case 0:
+                return open();
+            case 1:
+                return zel_test::mixer_ops::close(&record());
+            case 2:
+                return element(zel_test::mixer_ops::get);
+            case 3:
+                return element(zel_test::mixer_ops::put);
+            case 4:
+                return tlv(zel_test::mixer_ops::get_tlv);
+            case 5:
+                return tlv(zel_test::mixer_ops::put_tlv);
+            case 6:
+                return subscribe();
+            case 7:
+                return read_event();
+            case 8:
+                return zel_test::set_controls(take_card(in));
+            default:
+                return zel_test::fail_call(in.one_of(kFailing), static_cast<int>(1 + in.below(4)),
+                                           -static_cast<int>(1 + in.below(120)));
+        }
+    }
+
     mixer_plugin*& record() { return records[in.below(kRecords)]; }
 
     void open() {

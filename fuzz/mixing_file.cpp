@@ -1,8 +1,8 @@
 // A mixing coefficient file of any content, loaded for several streams and then used.
 
-#include "coefficient_file.h"
+#include "captured_log.h"
 #include "fuzz_input.h"
-#include "stream_of.h"
+#include "stream_config.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
 namespace {
@@ -40,10 +40,11 @@ std::vector<std::uint8_t> mix(const pcm_config& in, std::uint8_t sample_byte,
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string& path = zel_fuzz::coefficient_file(data, size);
+    zel_test::clear_log();
+    const std::string path = zel_fuzz::write_coefficients(data, size);
     for (const stream& s : kStreams) {
-        const pcm_config in = zel_test::stream_of(s.in, 48000, s.in_format);
-        const pcm_config out = zel_test::stream_of(s.out, 48000, s.out_format);
+        const pcm_config in = zel_test::stream_config(s.in, 48000, s.in_format);
+        const pcm_config out = zel_test::stream_config(s.out, 48000, s.out_format);
         ZEL_FUZZ_CHECK(zel_fc_lib_mixing_init(path, s.layout, &in, &out) == 0);
         // A weight that is no finite number would make noise of silence.
         const std::vector<std::uint8_t> silence(block_bytes(out));

@@ -5,6 +5,7 @@
 
 #include "captured_log.h"
 #include "card_script.h"
+#include "client_params.h"
 #include "scripted_tinyalsa.h"
 #include "sleepless.h"
 #include "zel_format_converter.h"
@@ -15,15 +16,12 @@ namespace {
 
 namespace ops = zel_format_converter_pcm_plugin;
 using zel_fuzz::input;
+using zel_test::client_params;
+using zel_test::kS16;
+using zel_test::kS32;
 
 constexpr std::size_t kClients = 2;
 constexpr unsigned int kHuge = 0xFFFFFFFF;
-constexpr unsigned int kS16 = 1U << SNDRV_PCM_FORMAT_S16_LE;
-constexpr unsigned int kS32 = 1U << SNDRV_PCM_FORMAT_S32_LE;
-
-struct client_params {
-    unsigned int channels, rate, period_size, periods, sample_bits, format_mask;
-};
 
 constexpr client_params kCleanParams{2, 48000, 1536, 4, 16, kS16};
 
@@ -46,17 +44,7 @@ client_params take_params(input& in) {
 }
 
 int set_params(pcm_plugin* plugin, const client_params& wanted) {
-    snd_pcm_hw_params params{};
-    const auto set = [&](int interval, unsigned int value) {
-        params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL].min = value;
-    };
-    set(SNDRV_PCM_HW_PARAM_CHANNELS, wanted.channels);
-    set(SNDRV_PCM_HW_PARAM_RATE, wanted.rate);
-    set(SNDRV_PCM_HW_PARAM_PERIOD_SIZE, wanted.period_size);
-    set(SNDRV_PCM_HW_PARAM_PERIODS, wanted.periods);
-    set(SNDRV_PCM_HW_PARAM_SAMPLE_BITS, wanted.sample_bits);
-    params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0] =
-        wanted.format_mask;
+    snd_pcm_hw_params params = wanted.record();
     return ops::hw_params(plugin, &params);
 }
 

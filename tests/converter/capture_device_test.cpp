@@ -90,24 +90,4 @@ TEST_F(capture_device, an_input_record_that_is_still_there_fails_the_open) {
     EXPECT_EQ(fc_access::in(*fc), nullptr) << "that record is released";
 }
 
-TEST_F(capture_device, a_restart_takes_the_cards_new_settings_or_leaves_the_stream_closed) {
-    open();
-    zel_test::set_control("PCM Slave Channels", 6);
-    zel_test::set_control("PCM Slave Format", 10);
-    EXPECT_EQ(fc_access::restart(*fc), 0);
-    EXPECT_EQ(fc_access::in(*fc)->stPcmConfig.channels, 6U);
-    EXPECT_EQ(fc_access::in(*fc)->u32BufSize, 1536U * 6 * 4);
-    EXPECT_NE(fc_access::out(*fc), nullptr);
-
-    zel_test::set_control("PCM Slave Format", 3);
-    EXPECT_EQ(fc_access::restart(*fc), -EINVAL);
-    EXPECT_TRUE(zel_test::log_has("open pcm device fail"));
-    timespec ts{};
-    EXPECT_EQ(fc_access::read_device(*fc, &ts), -EINVAL);
-    EXPECT_EQ(zel_test::open_handles(), 1) << "the mixer stays";
-    zel_test::set_control("PCM Slave Format", 2);
-    EXPECT_EQ(fc_access::restart(*fc), 0);
-    EXPECT_EQ(fc_access::read_device(*fc, &ts), 0);
-}
-
 }  // namespace

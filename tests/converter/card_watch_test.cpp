@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <string>
 #include <thread>
 
@@ -36,11 +35,10 @@ class card_watch : public testing::Test {
 
     /// Layout 2.0 passes both channels through, 1.0 swaps them.
     static std::string two_layouts() {
-        const std::string path = zel_test::test_folder() + "/two_layouts.json";
-        std::ofstream(path) << R"({"MixingCoefficientEnable":true,"MixingWeighting":[
+        return zel_test::write_file("two_layouts.json",
+                                    R"({"MixingCoefficientEnable":true,"MixingWeighting":[
             {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,"Parameters":[1,0,0,1]},
-            {"InputChannel":2,"InputChannelLayout":"1.0","OutputChannel":2,"Parameters":[0,1,1,0]}]})";
-        return path;
+            {"InputChannel":2,"InputChannelLayout":"1.0","OutputChannel":2,"Parameters":[0,1,1,0]}]})");
     }
     /// Left and right of the first output frame for an input of 100 and 200.
     std::pair<int, int> mixed() {
@@ -251,15 +249,13 @@ TEST_F(card_watch, a_chain_that_cannot_be_rebuilt_leaves_nothing_open) {
 TEST(card_watch_running, a_restart_is_reported_once_after_its_first_block) {
     zel_test::reset_script();
     const fc_access::owner fc = fc_access::make();
-    const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     std::atomic<int> told{0};
     fc->register_cb([](void* arg) { *static_cast<std::atomic<int>*>(arg) += 1; }, &told);
     const auto reads = [](int wanted) {
         return zel_test::eventually(
             [wanted] { return zel_test::calls_of(call::pcm_readi) == wanted; });
     };
-    ASSERT_EQ(fc->start(), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc), 0);
     ASSERT_TRUE(reads(1));
     zel_test::push_event(kActive);
     zel_test::allow_reads(1);

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "scripted_tinyalsa.h"
+#include "stream_config.h"
 #include "zel_format_converter.h"
 
 /// Reaches what the converter keeps to itself; a converter of its own for each test.
@@ -51,10 +52,6 @@ struct zel_format_converter_access {
     static block* in(zel_format_converter& fc) { return fc.pmInPcmInfo.get(); }
     static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }
     static timespec previous(zel_format_converter& fc) { return fc.stPrevTimestamp; }
-    static int stages(zel_format_converter& fc) {
-        return (fc.fnTruncate ? 16 : 0) + (fc.fnDelay ? 8 : 0) + (fc.fnMixing ? 4 : 0) +
-               (fc.fnSrc ? 2 : 0) + (fc.fnPadding ? 1 : 0);
-    }
     static bool holds_nothing(zel_format_converter& fc) {
         return !fc.pstPcm && !fc.pstMixer && !fc.pmInPcmInfo && !fc.pstOutInfo && !fc.pstRingBuf &&
                !fc.pu8DelayBuf && !fc.pu8MixingBuf;
@@ -71,13 +68,16 @@ using fc_access = zel_format_converter_access;
 
 /// A client's stream of two channels, four periods of one block at 48 kHz.
 inline pcm_config client_config(unsigned int rate = 48000, pcm_format format = PCM_FORMAT_S16_LE) {
-    pcm_config config{};
-    config.channels = 2;
-    config.rate = rate;
+    pcm_config config = stream_config(2, rate, format);
     config.period_size = rate / 1000 * 32;
     config.period_count = 4;
-    config.format = format;
     return config;
+}
+
+/// Opens and starts a stream; the status of what failed first.
+inline int start_stream(zel_format_converter& fc, const pcm_config& config = client_config()) {
+    const int opened = fc.open(&config, PCM_IN);
+    return opened != 0 ? opened : fc.start();
 }
 
 /// Waits until `condition` holds, at most 2 s. What it found last.

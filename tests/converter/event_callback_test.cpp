@@ -77,12 +77,10 @@ class inside_callback : public testing::Test {
     void SetUp() override {
         zel_test::reset_script();
         fc = fc_access::make();
-        const pcm_config config = zel_test::client_config();
-        ASSERT_EQ(fc->open(&config, PCM_IN), 0);
         fc->register_cb([this](void*) { run(); }, this);
         zel_test::push_event(1);
         zel_test::allow_reads(-1);
-        ASSERT_EQ(fc->start(), 0);
+        ASSERT_EQ(zel_test::start_stream(*fc), 0);
         entered.get_future().wait();
     }
     void TearDown() override {

@@ -26,9 +26,7 @@ TEST(routine, blocks_reach_the_client_with_the_newest_time) {
         return static_cast<int>(frames);
     });
     const fc_access::owner fc = fc_access::make();
-    const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
-    ASSERT_EQ(fc->start(), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc), 0);
     zel_test::allow_reads(2);
     std::uint8_t data[6144] = {};
     std::uint32_t left = 0;
@@ -45,6 +43,7 @@ TEST(routine, blocks_reach_the_client_with_the_newest_time) {
     EXPECT_EQ(fc->close(), 0);
     EXPECT_EQ(fc->read(data, sizeof(data)), -EINVAL);
     // The next stream has no time and no frames before its first read.
+    const pcm_config config = zel_test::client_config();
     ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     ASSERT_EQ(fc->get(PROP_AVAIL_FRAMES, &left), 0);
     EXPECT_EQ(left, 0U);
@@ -69,9 +68,7 @@ TEST(routine, takes_neither_rounding_nor_signals_from_the_first_client) {
     std::fesetround(FE_UPWARD);
     const fc_access::owner fc = fc_access::make();
     std::fesetround(FE_TONEAREST);
-    const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
-    ASSERT_EQ(fc->start(), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc), 0);
     zel_test::allow_reads(-1);
     EXPECT_TRUE(zel_test::eventually([&] { return rounding != -1; }));
     EXPECT_EQ(rounding, FE_TONEAREST);
@@ -90,9 +87,7 @@ TEST(routine, steady_state_allocates_nothing_and_says_nothing) {
         return static_cast<int>(frames);
     });
     const fc_access::owner fc = fc_access::make();
-    const pcm_config config = zel_test::client_config(48000, PCM_FORMAT_S32_LE);
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
-    ASSERT_EQ(fc->start(), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc, zel_test::client_config(48000, PCM_FORMAT_S32_LE)), 0);
     zel_test::allow_reads(5);
     ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 6; }));
     zel_test::clear_log();
@@ -127,10 +122,8 @@ TEST(routine, any_number_of_blocks_leaves_heap_stack_and_descriptors_as_they_are
         return static_cast<int>(frames);
     });
     const fc_access::owner fc = fc_access::make();
-    pcm_config config = zel_test::client_config(16000, PCM_FORMAT_S32_LE);
     zel_test::refuse_rate(16000, "cannot set hw params: Invalid argument");
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
-    ASSERT_EQ(fc->start(), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc, zel_test::client_config(16000, PCM_FORMAT_S32_LE)), 0);
     std::uint8_t data[4096];
     zel_test::allow_reads(blocks);
     while (done < blocks) {
@@ -147,10 +140,8 @@ TEST(routine, any_number_of_blocks_leaves_heap_stack_and_descriptors_as_they_are
 TEST(routine, a_dead_card_is_tried_once_a_block_and_commands_are_answered_at_once) {
     zel_test::reset_script();
     const fc_access::owner fc = fc_access::make();
-    const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     zel_test::fail_call(call::pcm_readi, 1, -1, 1'000'000);
-    ASSERT_EQ(fc->start(), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(320));
     const int tries = zel_test::calls_of(call::pcm_readi);
     EXPECT_GE(tries, 3);
@@ -163,11 +154,9 @@ TEST(routine, a_dead_card_is_tried_once_a_block_and_commands_are_answered_at_onc
 TEST(routine, a_card_whose_events_fail_is_tried_once_a_block) {
     zel_test::reset_script();
     const fc_access::owner fc = fc_access::make();
-    const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     zel_test::allow_reads(-1);
     zel_test::fail_call(call::mixer_wait_event, 1, -ENODEV, 1'000'000);
-    ASSERT_EQ(fc->start(), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(320));
     EXPECT_LE(zel_test::calls_of(call::mixer_wait_event), 13);
     EXPECT_EQ(zel_test::calls_of(call::pcm_readi), 0) << "the cycle ends where it failed";

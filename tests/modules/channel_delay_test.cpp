@@ -1,17 +1,15 @@
 // The delay stage against a shift of the whole stream.
 
 #include <gtest/gtest.h>
-#include <tinyalsa/pcm.h>
 
 #include <cerrno>
 #include <cstdint>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "captured_log.h"
-#include "stream_of.h"
+#include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_format_converter_delay_wrapper.h"
@@ -27,15 +25,14 @@ struct zel_channel_delay_access {
 namespace {
 
 std::string delay_file(const std::vector<int>& delays) {
-    const std::string path = zel_test::test_folder() + "/delay_stage.json";
-    std::ofstream file(path);
-    file << "{\"DelayCoefficientEnable\":true,\"ChannelDelayMilliseconds\":[{\"InputChannel\":"
-         << delays.size() << ",\"Parameters\":[";
-    for (std::size_t c = 0; c < delays.size(); ++c) {
-        file << (c > 0 ? "," : "") << delays[c];
+    std::string list;
+    for (const int ms : delays) {
+        list += (list.empty() ? "" : ",") + std::to_string(ms);
     }
-    file << "]}]}";
-    return path;
+    return zel_test::write_file(
+        "delay_stage.json",
+        "{\"DelayCoefficientEnable\":true,\"ChannelDelayMilliseconds\":[{\"InputChannel\":" +
+            std::to_string(delays.size()) + ",\"Parameters\":[" + list + "]}]}");
 }
 
 struct delay_case {
@@ -54,7 +51,7 @@ TEST_P(channel_delay_test, shifts_each_channel_whatever_the_block_sizes) {
     const std::size_t channels = c.delays_ms.size();
     const std::size_t frame = channels * c.sample_bytes;
     const pcm_config config =
-        zel_test::stream_of(static_cast<unsigned int>(channels), c.rate, c.format);
+        zel_test::stream_config(static_cast<unsigned int>(channels), c.rate, c.format);
     std::mt19937 random(kSeed);
     constexpr std::size_t kFrames = 12000;
     std::vector<std::uint8_t> in(kFrames * frame);
@@ -95,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(channel_delay, states_and_bad_calls) {
     zel_test::clear_log();
-    const pcm_config config = zel_test::stream_of(2, 48000, PCM_FORMAT_S16_LE);
+    const pcm_config config = zel_test::stream_config(2, 48000, PCM_FORMAT_S16_LE);
     const std::string path = delay_file({1, 0});
     std::vector<std::int16_t> in(960, 3);
     std::vector<std::int16_t> out(960, -1);
@@ -123,7 +120,7 @@ TEST(channel_delay, states_and_bad_calls) {
     EXPECT_EQ(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));
     EXPECT_EQ(zel_channel_delay::delay_frames(10'000, 768'000), 7'680'000U);
-    const pcm_config fastest = zel_test::stream_of(1, 400'000'000, PCM_FORMAT_S32_LE);
+    const pcm_config fastest = zel_test::stream_config(1, 400'000'000, PCM_FORMAT_S32_LE);
     EXPECT_EQ(zel_channel_delay_buffer().create(10'000, &fastest), -ENOMEM) << "16 GB";
 
     ASSERT_EQ(stage.init(delay_file({0, 0}), &config), 0);
@@ -135,7 +132,7 @@ TEST(channel_delay, states_and_bad_calls) {
 
 TEST(channel_delay, entry_points_refuse_a_null_path_silently) {
     zel_test::clear_log();
-    const pcm_config config = zel_test::stream_of(2, 48000, PCM_FORMAT_S16_LE);
+    const pcm_config config = zel_test::stream_config(2, 48000, PCM_FORMAT_S16_LE);
     EXPECT_EQ(zel_fc_lib_delay_init(nullptr, &config), -EINVAL);
     EXPECT_TRUE(zel_test::take_log().empty());
     EXPECT_EQ(zel_fc_lib_delay_deinit(), 0);

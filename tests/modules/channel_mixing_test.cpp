@@ -1,14 +1,12 @@
 // The mixing stage: its arithmetic, by hand and against every kernel's plain definition.
 
 #include <gtest/gtest.h>
-#include <tinyalsa/pcm.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <random>
 #include <string>
@@ -16,26 +14,28 @@
 
 #include "allocation_faults.h"
 #include "captured_log.h"
-#include "stream_of.h"
+#include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_mixing.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
 namespace {
 
+using zel_test::stream_config;
+
 std::string matrix_file(unsigned int in, unsigned int out, const std::string& weights) {
-    const std::string path = zel_test::test_folder() + "/mixing_stage.json";
-    std::ofstream(path) << "{\"MixingCoefficientEnable\":true,\"MixingWeighting\":[{"
-                        << "\"InputChannel\":" << in << ",\"InputChannelLayout\":\"1.0\","
-                        << "\"OutputChannel\":" << out << ",\"Parameters\":[" << weights << "]}]}";
-    return path;
+    return zel_test::write_file(
+        "mixing_stage.json",
+        "{\"MixingCoefficientEnable\":true,\"MixingWeighting\":[{\"InputChannel\":" +
+            std::to_string(in) + ",\"InputChannelLayout\":\"1.0\",\"OutputChannel\":" +
+            std::to_string(out) + ",\"Parameters\":[" + weights + "]}]}");
 }
 
 template <typename Sample>
 Sample mix_two(const std::string& weights, Sample first, Sample second) {
     const pcm_format format = sizeof(Sample) == 2 ? PCM_FORMAT_S16_LE : PCM_FORMAT_S32_LE;
-    const pcm_config in = zel_test::stream_of(2, 48000, format);
-    const pcm_config out = zel_test::stream_of(1, 48000, format);
+    const pcm_config in = stream_config(2, 48000, format);
+    const pcm_config out = stream_config(1, 48000, format);
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(matrix_file(2, 1, weights), "1.0", &in, &out), 0);
     const Sample block[2] = {first, second};
@@ -55,9 +55,9 @@ TEST(channel_mixing, sums_are_truncated_and_wrap_or_saturate) {
 }
 
 TEST(channel_mixing, unusable_streams_and_blocks_are_refused) {
-    const pcm_config two = zel_test::stream_of(2);
-    const pcm_config packed = zel_test::stream_of(2, 48000, PCM_FORMAT_S24_3LE);
-    const pcm_config slow = zel_test::stream_of(2, 16000);
+    const pcm_config two = stream_config(2);
+    const pcm_config packed = stream_config(2, 48000, PCM_FORMAT_S24_3LE);
+    const pcm_config slow = stream_config(2, 16000);
     const struct {
         const pcm_config *in, *out;
         const char* message;
@@ -110,12 +110,12 @@ TEST(channel_mixing, unusable_streams_and_blocks_are_refused) {
 }
 
 TEST(channel_mixing, layout_change_takes_another_matrix_of_the_same_file) {
-    const std::string path = zel_test::test_folder() + "/two_layouts.json";
-    std::ofstream(path) << R"({"MixingCoefficientEnable":true,"MixingWeighting":[
+    const std::string path = zel_test::write_file(
+        "two_layouts.json", R"({"MixingCoefficientEnable":true,"MixingWeighting":[
         {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[1,0]},
-        {"InputChannel":2,"InputChannelLayout":"1.1","OutputChannel":1,"Parameters":[0,1]}]})";
-    const pcm_config in = zel_test::stream_of(2);
-    const pcm_config out = zel_test::stream_of(1);
+        {"InputChannel":2,"InputChannelLayout":"1.1","OutputChannel":1,"Parameters":[0,1]}]})");
+    const pcm_config in = stream_config(2);
+    const pcm_config out = stream_config(1);
     zel_channel_mixing stage;
     ASSERT_EQ(stage.init(path, "2.0", &in, &out), 0);
     const std::int16_t frame[2] = {11, 22};

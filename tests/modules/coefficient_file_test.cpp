@@ -2,16 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <tinyalsa/pcm.h>
 
 #include <cerrno>
 #include <cstdint>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "captured_log.h"
-#include "stream_of.h"
+#include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
@@ -20,7 +18,7 @@
 struct zel_channel_delay_access {
     static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
         zel_channel_delay stage;
-        const pcm_config config = zel_test::stream_of(channels);
+        const pcm_config config = zel_test::stream_config(channels);
         unsigned int* values = nullptr;
         EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
         std::vector<unsigned int> result(values, values + channels);
@@ -34,9 +32,7 @@ struct zel_channel_delay_access {
 namespace {
 
 std::string file_with(const std::string& text) {
-    const std::string path = zel_test::test_folder() + "/coefficients.json";
-    std::ofstream(path) << text;
-    return path;
+    return zel_test::write_file("coefficients.json", text);
 }
 
 std::string mixing_text(const std::string& entries) {
@@ -45,8 +41,8 @@ std::string mixing_text(const std::string& entries) {
 
 std::vector<float> load_mixing(const std::string& path, unsigned int in, const char* layout,
                                unsigned int out) {
-    const pcm_config in_config = zel_test::stream_of(in);
-    const pcm_config out_config = zel_test::stream_of(out);
+    const pcm_config in_config = zel_test::stream_config(in);
+    const pcm_config out_config = zel_test::stream_config(out);
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(path, layout, &in_config, &out_config), 0);
     return {stage.matrix().begin(), stage.matrix().end()};
@@ -93,13 +89,12 @@ TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
 TEST(mixing_file, unreadable_files_leave_silence) {
     const std::string fifo = zel_test::test_folder() + "/fifo";
     mkfifo(fifo.c_str(), 0600);
-    std::ofstream(zel_test::test_folder() + "/huge") << std::string((1 << 20) + 1, ' ');
     const std::pair<std::string, const char*> paths[] = {
         {"", "input file size is empty"},
         {"/nowhere/at/all", "open mixing coefficient file /nowhere/at/all fail"},
         {zel_test::test_folder(), "open mixing coefficient file"},
         {fifo, "open mixing coefficient file"},
-        {zel_test::test_folder() + "/huge", "file size incorrect"},
+        {zel_test::write_file("huge", std::string((1 << 20) + 1, ' ')), "file size incorrect"},
     };
     for (const auto& [path, message] : paths) {
         zel_test::clear_log();
@@ -161,34 +156,6 @@ TEST(json_error, is_a_place_in_the_text_whatever_has_been_parsed_since) {
     EXPECT_STREQ(zel_json_error(text.c_str()), "");
     cJSON_Delete(cJSON_Parse("1"));
     EXPECT_STREQ(zel_json_error(text.c_str()), "");
-}
-
-TEST(sample_files, serve_the_layouts_they_are_made_for) {
-    const struct {
-        unsigned int in;
-        const char* layout;
-        std::vector<unsigned int> outs;
-    } layouts[] = {{1, "1.0", {1, 2}},    {2, "2.0", {1, 2}},    {4, "4.0", {1, 2, 4}},
-                   {6, "5.1", {1, 2, 6}}, {8, "7.1", {1, 2, 8}}, {12, "7.1.4", {1, 2, 8}}};
-    for (const auto& l : layouts) {
-        for (const unsigned int out : l.outs) {
-            zel_test::clear_log();
-            const std::vector<float> matrix =
-                load_mixing(ZEL_CONFIG_DIR "/voice_channel_mixing_coef.json", l.in, l.layout, out);
-            EXPECT_TRUE(zel_test::log_has("use mixing coefficient")) << l.layout << " => " << out;
-            for (unsigned int o = 0; o < out; ++o) {
-                float sum = 0;
-                for (unsigned int i = 0; i < l.in; ++i) {
-                    sum += matrix[o * l.in + i];
-                }
-                EXPECT_GT(sum, 0.0F);
-                EXPECT_LE(sum, 1.0001F) << "full scale in all channels would wrap";
-            }
-        }
-        zel_test::clear_log();
-        zel_channel_delay_access::table(ZEL_CONFIG_DIR "/voice_channel_delay_coef.json", l.in);
-        EXPECT_FALSE(zel_test::log_has("fail")) << l.in;
-    }
 }
 
 }  // namespace

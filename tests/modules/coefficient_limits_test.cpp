@@ -6,12 +6,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <string>
 
 #include "allocation_faults.h"
 #include "captured_log.h"
-#include "stream_of.h"
+#include "stream_config.h"
 #include "test_folder.h"
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
@@ -22,13 +21,11 @@ namespace {
 /// `head`, then `element` again and again up to the largest size that is read, then `tail`.
 std::string largest_file(const std::string& head, const std::string& element,
                          const std::string& tail) {
-    const std::string path = zel_test::test_folder() + "/largest.json";
     std::string text = head;
     while (text.size() + element.size() + tail.size() <= kZelMaxTextFileBytes) {
         text += element;
     }
-    std::ofstream(path) << text << tail;
-    return path;
+    return zel_test::write_file("largest.json", text + tail);
 }
 
 /// Of this thread: another process on the machine does not count.
@@ -72,7 +69,7 @@ struct parser_memory {
 // The client waits a second for its stream to open, and both files are read in that time.
 TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
     constexpr double kBoundSeconds = 0.4;
-    const pcm_config two = zel_test::stream_of(2);
+    const pcm_config two = zel_test::stream_config(2);
     const std::string delays =
         largest_file(R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)",
                      R"({"InputChannel":0},)", R"({"InputChannel":2,"Parameters":[1,1]}]})");
@@ -99,7 +96,7 @@ TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
 TEST(largest_file, is_parsed_in_33_times_its_size) {
     constexpr std::size_t kBound =
         kZelMaxTextFileBytes / 2 * sizeof(cJSON) + std::size_t{kZelMaxTextFileBytes};
-    const pcm_config two = zel_test::stream_of(2);
+    const pcm_config two = zel_test::stream_config(2);
     const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
     const struct {
         std::string head, element, tail;
@@ -127,10 +124,10 @@ TEST(largest_file, is_parsed_in_33_times_its_size) {
 }
 
 TEST(longest_delays, take_ten_seconds_of_the_stream) {
-    const std::string path = zel_test::test_folder() + "/longest.json";
-    std::ofstream(path) << R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
-        {"InputChannel":8,"Parameters":[10000,10000,10000,10000,10000,10000,10000,9999]}]})";
-    const pcm_config config = zel_test::stream_of(8, 48000, PCM_FORMAT_S32_LE);
+    const std::string path = zel_test::write_file(
+        "longest.json", R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
+        {"InputChannel":8,"Parameters":[10000,10000,10000,10000,10000,10000,10000,9999]}]})");
+    const pcm_config config = zel_test::stream_config(8, 48000, PCM_FORMAT_S32_LE);
     zel_test::take_largest_allocation();
     ASSERT_EQ(zel_fc_lib_delay_init(path.c_str(), &config), 0);
     // Once as history, once as room for what comes before it is moved to the front.

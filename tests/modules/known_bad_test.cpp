@@ -4,14 +4,13 @@
 #include "known_bad.h"
 
 #include <gtest/gtest.h>
-#include <tinyalsa/pcm.h>
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
 #include "captured_log.h"
-#include "stream_of.h"
+#include "stream_config.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
 
@@ -46,8 +45,8 @@ TEST(known_bad, mixing_files_end_as_listed) {
             continue;
         }
         SCOPED_TRACE(file.name);
-        const pcm_config in = zel_test::stream_of(file.channels);
-        const pcm_config out = zel_test::stream_of(file.outputs);
+        const pcm_config in = zel_test::stream_config(file.channels);
+        const pcm_config out = zel_test::stream_config(file.outputs);
         zel_channel_mixing stage;
         zel_test::clear_log();
         ASSERT_EQ(stage.init(file.path, file.layout, &in, &out), 0);
@@ -68,7 +67,7 @@ TEST(known_bad, delay_files_end_as_listed) {
             continue;
         }
         SCOPED_TRACE(file.name);
-        const pcm_config config = zel_test::stream_of(file.channels);
+        const pcm_config config = zel_test::stream_config(file.channels);
         zel_channel_delay stage;
         zel_test::clear_log();
         ASSERT_EQ(stage.init(file.path, &config), 0);

@@ -37,6 +37,17 @@ class loopback_card_test : public testing::Test {
     int choose(const char* name, const char* item) {
         return mixer_ctl_set_enum_by_string(control(name), item);
     }
+    void set_card(int format, unsigned int channels, unsigned int rate) {
+        set("PCM Slave Format", format);
+        set("PCM Slave Channels", static_cast<int>(channels));
+        set("PCM Slave Rate", static_cast<int>(rate));
+    }
+    void play(const char* signal, const std::string& path) {
+        std::vector<char> name(256);
+        path.copy(name.data(), path.size());
+        EXPECT_EQ(mixer_ctl_set_array(control("Sim WAV File"), name.data(), name.size()), 0);
+        choose("Loopback Signal", signal);
+    }
     void close() {
         if (stream != nullptr) {
             pcm_close(stream);
@@ -72,9 +83,7 @@ TEST_F(loopback_card_test, delivers_its_signal_in_every_format) {
         for (const auto& f : formats) {
             for (const unsigned int channels : {1U, 8U, 16U}) {
                 for (const unsigned int rate : {8000U, 48000U}) {
-                    set("PCM Slave Format", f.code);
-                    set("PCM Slave Channels", static_cast<int>(channels));
-                    set("PCM Slave Rate", static_cast<int>(rate));
+                    set_card(f.code, channels, rate);
                     ASSERT_TRUE(open(channels, rate, f.format)) << pcm_get_error(stream);
                     std::vector<std::uint8_t> block(pcm_frames_to_bytes(stream, 5000));
                     ASSERT_EQ(pcm_readi(stream, block.data(), 3000), 3000);
@@ -112,9 +121,7 @@ TEST_F(loopback_card_test, delivers_its_signal_in_every_format) {
 }
 
 TEST_F(loopback_card_test, a_buffer_beyond_its_memory_is_refused) {
-    set("PCM Slave Format", 10);
-    set("PCM Slave Channels", 8);
-    set("PCM Slave Rate", 48000);
+    set_card(10, 8, 48000);
     const struct {
         unsigned int period_size, period_count;
         bool opens;
@@ -130,9 +137,7 @@ TEST_F(loopback_card_test, a_buffer_beyond_its_memory_is_refused) {
 TEST_F(loopback_card_test, the_clock_paces_and_stamps) {
     using clock = std::chrono::steady_clock;
     choose("Sim Pacing", "Clock");
-    set("PCM Slave Format", 2);
-    set("PCM Slave Channels", 2);
-    set("PCM Slave Rate", 48000);
+    set_card(2, 2, 48000);
     ASSERT_TRUE(open(2, 48000, PCM_FORMAT_S16_LE));
     std::vector<std::int16_t> block(480 * 2 * 10);
     const auto begin = clock::now();
@@ -155,9 +160,7 @@ TEST_F(loopback_card_test, the_clock_paces_and_stamps) {
 
 TEST_F(loopback_card_test, faults_come_as_ordered) {
     choose("Sim Pacing", "Fast");
-    set("PCM Slave Format", 2);
-    set("PCM Slave Channels", 2);
-    set("PCM Slave Rate", 48000);
+    set_card(2, 2, 48000);
     set("Sim Fault Open", 1);
     EXPECT_FALSE(open(2, 48000, PCM_FORMAT_S16_LE));
     ASSERT_TRUE(open(2, 48000, PCM_FORMAT_S16_LE));
@@ -190,14 +193,9 @@ TEST_F(loopback_card_test, plays_wav_files_over_and_over) {
     sf_writef_short(file, frames, 3);
     sf_close(file);
 
-    std::vector<char> name(256);
-    path.copy(name.data(), path.size());
-    ASSERT_EQ(mixer_ctl_set_array(control("Sim WAV File"), name.data(), name.size()), 0);
-    choose("Loopback Signal", "WAV file");
+    play("WAV file", path);
     choose("Sim Pacing", "Fast");
-    set("PCM Slave Format", 2);
-    set("PCM Slave Channels", 3);
-    set("PCM Slave Rate", 48000);
+    set_card(2, 3, 48000);
     ASSERT_TRUE(open(3, 48000, PCM_FORMAT_S16_LE)) << pcm_get_error(stream);
     std::vector<std::int16_t> got(8 * 3);
     ASSERT_EQ(pcm_readi(stream, got.data(), 8), 8);
@@ -213,8 +211,7 @@ TEST_F(loopback_card_test, plays_wav_files_over_and_over) {
     for (std::size_t f = 0; f < 8; ++f) {
         EXPECT_NEAR(got[3 * f], f < 5 ? left[f] : f == 5 ? 250 : 0, 1) << f;
     }
-    name[0] = 'x';
-    mixer_ctl_set_array(control("Sim WAV File"), name.data(), name.size());
+    play("WAV file once", "/nowhere.wav");
     EXPECT_FALSE(open(3, 48000, PCM_FORMAT_S16_LE));
     choose("Loopback Signal", "Tones");
 }
@@ -232,14 +229,9 @@ TEST_F(loopback_card_test, long_files_of_floats_play_whole_and_clip) {
     }
     sf_writef_float(file, written.data(), 10000);
     sf_close(file);
-    std::vector<char> name(256);
-    path.copy(name.data(), path.size());
-    mixer_ctl_set_array(control("Sim WAV File"), name.data(), name.size());
-    choose("Loopback Signal", "WAV file once");
+    play("WAV file once", path);
     choose("Sim Pacing", "Fast");
-    set("PCM Slave Format", 2);
-    set("PCM Slave Channels", 1);
-    set("PCM Slave Rate", 48000);
+    set_card(2, 1, 48000);
     ASSERT_TRUE(open(1, 48000, PCM_FORMAT_S16_LE)) << pcm_get_error(stream);
     std::vector<std::int16_t> got(10500);
     ASSERT_EQ(pcm_readi(stream, got.data(), 10500), 10500);

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 
 #include "search_lists.h"
@@ -58,11 +57,12 @@ TEST(vad_utility, capture_devices_are_found_by_name) {
     EXPECT_EQ(card, 70U);
     EXPECT_EQ(device, 70U);
 
-    const std::string list = zel_test::test_folder() + "/pcm";
-    std::ofstream(list) << "garbage\n"
-                           "00-00: HDA : Loopback Capture_I2S : playback 1\n"
-                           "01-03: Loopback Capture_I2S x : other : capture 1\n"
-                           "02-17: id : Loopback Capture_I2S : playback 1 : capture 1\n";
+    const std::string list =
+        zel_test::write_file("pcm",
+                             "garbage\n"
+                             "00-00: HDA : Loopback Capture_I2S : playback 1\n"
+                             "01-03: Loopback Capture_I2S x : other : capture 1\n"
+                             "02-17: id : Loopback Capture_I2S : playback 1 : capture 1\n");
     EXPECT_TRUE(search_pcm_list(list.c_str(), "Loopback Capture_I2S", &card, &device));
     EXPECT_EQ(card, 2U);
     EXPECT_EQ(device, 17U);

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <sound/asound.h>
+#include <tinyalsa/plugin.h>
 
 namespace zel_test {
 
-inline constexpr unsigned int kS16 = 1U << SNDRV_PCM_FORMAT_S16_LE;
-inline constexpr unsigned int kS32 = 1U << SNDRV_PCM_FORMAT_S32_LE;
+constexpr unsigned int kS16 = 1U << SNDRV_PCM_FORMAT_S16_LE;
+constexpr unsigned int kS32 = 1U << SNDRV_PCM_FORMAT_S32_LE;
 
-/// What a client asks for, as tinyalsa passes it on.
+/// What a client asks for.
 struct client_params {
     unsigned int channels = 2;
     unsigned int rate = 16000;
@@ -16,11 +16,11 @@ struct client_params {
     unsigned int sample_bits = 16;
     unsigned int format_mask = kS16;
 
+    /// As tinyalsa hands it on: of some it sets the lower limit only.
     snd_pcm_hw_params record() const {
         snd_pcm_hw_params params{};
         const auto set = [&](int interval, unsigned int value) {
-            auto& slot = params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL];
-            slot.min = slot.max = value;
+            params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL].min = value;
         };
         set(SNDRV_PCM_HW_PARAM_CHANNELS, channels);
         set(SNDRV_PCM_HW_PARAM_RATE, rate);

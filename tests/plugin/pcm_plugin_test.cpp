@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -256,9 +257,15 @@ TEST_F(pcm_plugin_test, a_card_that_stalls_through_a_close_and_an_open_locks_nob
     // Each command is given up after 1000 ms; the worker carries all of them out afterwards.
     ASSERT_EQ(mixer_ctl_set_value(mixer_get_ctl_by_name(card, "Sim Fault Stall"), 0, 2600), 0);
     usleep(50'000);
+    const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(ops->close(first), -ETIME);
+    EXPECT_TRUE(zel_test::log_has("wait command 0 result timeout"));
     pcm_plugin* second = open();
+    errno = 0;
     EXPECT_EQ(set_params(second, {}), -ETIME);
+    EXPECT_EQ(errno, ETIME);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_NEAR(taken.count(), 2.0, 0.5);
     EXPECT_EQ(close(second), 0);
 
     pcm_plugin* third = open();

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 namespace {
@@ -26,4 +27,10 @@ struct folder {
 const std::string& zel_test::test_folder() {
     static const folder own;
     return own.path;
+}
+
+std::string zel_test::write_file(const std::string& name, const std::string& text) {
+    std::string path = test_folder() + "/" + name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
 }

@@ -8,4 +8,7 @@ namespace zel_test {
 /// executable run side by side, each in a process, and several checkouts share a machine.
 const std::string& test_folder();
 
+/// Writes a file there, which replaces one of that name; its path.
+std::string write_file(const std::string& name, const std::string& text);
+
 }  // namespace zel_test

@@ -32,19 +32,8 @@ long from_environment(const char* name, long otherwise) {
     return text != nullptr ? std::atol(text) : otherwise;
 }
 
-class soak_test : public zel_test::stream_fixture {
+class soak_test : public zel_test::virtual_card_fixture {
   protected:
-    void SetUp() override {
-        stream_fixture::SetUp();
-        virtual_card = mixer_open(70);
-        ASSERT_NE(virtual_card, nullptr);
-        ASSERT_EQ(mixer_subscribe_events(virtual_card, 1), 0);
-    }
-    void TearDown() override {
-        mixer_close(virtual_card);
-        stream_fixture::TearDown();
-    }
-
     unsigned int below(unsigned int end) { return static_cast<unsigned int>(random() % end); }
     mixer* any_mixer() { return below(2) == 0 ? card : virtual_card; }
 
@@ -173,9 +162,7 @@ class soak_test : public zel_test::stream_fixture {
         }
         follow_worker();
         ++blocks;
-        for (mixer_ctl_event event{}; mixer_wait_event(virtual_card, 0) == 1; ++events) {
-            ASSERT_EQ(mixer_read_event(virtual_card, &event), 1);
-        }
+        events += take_events();
         ASSERT_EQ(events, events_due);
     }
     void read_some() {
@@ -194,13 +181,10 @@ class soak_test : public zel_test::stream_fixture {
     }
     /// The newest block's time moves by 32 ms a block from the stream's first block on.
     void check_time(unsigned int left) {
-        unsigned int avail = 0;
-        timespec time{};
-        ASSERT_EQ(pcm_get_htimestamp(stream, &avail, &time), 0);
-        ASSERT_EQ(avail, left);
+        const position now = newest();
+        ASSERT_EQ(now.left, left);
         if (stream_blocks > 0) {
-            const std::int64_t start =
-                time.tv_sec * 1'000'000'000LL + time.tv_nsec - stream_blocks * 32'000'000LL;
+            const std::int64_t start = now.time_ns - stream_blocks * 32'000'000LL;
             if (known_start) {
                 ASSERT_EQ(start, stream_start);
             }
@@ -224,7 +208,6 @@ class soak_test : public zel_test::stream_fixture {
     }
 
     std::mt19937 random;
-    mixer* virtual_card = nullptr;
     stream_setup card_setup{32, 8, 16, 2, 16000};  ///< the card as it is now, and the client
     unsigned int in_use_channels = 8;              ///< the card's at the last open or restart
     unsigned int layout = 0;
@@ -256,9 +239,7 @@ TEST_F(soak_test, every_sample_event_and_time_is_the_models_and_nothing_grows) {
         close();
         zel_test::clear_log();
         // A restart that nobody was told of yet is not told to the next client.
-        for (mixer_ctl_event event{}; mixer_wait_event(virtual_card, 0) == 1;) {
-            ASSERT_EQ(mixer_read_event(virtual_card, &event), 1);
-        }
+        take_events();
         events_due = events;
         if (client == 20) {
             before = zel_test::footprint::now();

@@ -40,6 +40,13 @@ void stream_fixture::choose_on(mixer* handle, const char* control, const char* i
         << control;
 }
 
+void stream_fixture::set_path_on(mixer* handle, const char* control, const std::string& path) {
+    mixer_ctl* found = mixer_get_ctl_by_name(handle, control);
+    std::vector<char> bytes(mixer_ctl_get_num_values(found));
+    path.copy(bytes.data(), bytes.size() - 1);
+    ASSERT_EQ(mixer_ctl_set_array(found, bytes.data(), bytes.size()), 0) << control;
+}
+
 void stream_fixture::set_card(const stream_setup& setup) {
     set("PCM Slave Format", setup.card_bits == 16 ? 2 : setup.card_bits == 24 ? 6 : 10);
     set("PCM Slave Channels", static_cast<int>(setup.card_channels));
@@ -131,6 +138,13 @@ std::vector<std::int32_t> stream_fixture::read_blocks(unsigned int blocks) {
     return samples;
 }
 
+stream_fixture::position stream_fixture::newest() const {
+    timespec time{};
+    unsigned int left = 0;
+    EXPECT_EQ(pcm_get_htimestamp(stream, &left, &time), 0);
+    return {time.tv_sec * 1'000'000'000LL + time.tv_nsec, left};
+}
+
 std::vector<std::int32_t> stream_fixture::expected(chain_model& model, unsigned int blocks) {
     std::vector<std::int32_t> samples;
     for (unsigned int b = 0; b < blocks; ++b) {
@@ -143,6 +157,28 @@ std::vector<std::int32_t> stream_fixture::expected(chain_model& model, unsigned 
 std::vector<std::int32_t> stream_fixture::expected(const stream_setup& setup, unsigned int blocks) {
     chain_model model(setup, matrix_for("1.0", setup.card_channels, setup.client_channels));
     return expected(model, blocks);
+}
+
+void virtual_card_fixture::SetUp() {
+    stream_fixture::SetUp();
+    virtual_card = mixer_open(70);
+    ASSERT_NE(virtual_card, nullptr);
+    ASSERT_EQ(mixer_subscribe_events(virtual_card, 1), 0);
+}
+
+void virtual_card_fixture::TearDown() {
+    mixer_close(virtual_card);
+    stream_fixture::TearDown();
+}
+
+int virtual_card_fixture::take_events() {
+    int count = 0;
+    for (mixer_ctl_event event{}; mixer_wait_event(virtual_card, 0) == 1; ++count) {
+        EXPECT_EQ(mixer_read_event(virtual_card, &event), 1);
+        EXPECT_EQ(event.data.element.id.numid, 0U);
+        EXPECT_EQ(event.data.element.id.device, 70U);
+    }
+    return count;
 }
 
 }  // namespace zel_test

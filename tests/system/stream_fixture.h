@@ -27,6 +27,7 @@ class stream_fixture : public testing::Test {
     int value(const char* control) const;
     static void set_on(mixer* handle, const char* control, int value);
     static void choose_on(mixer* handle, const char* control, const char* item);
+    static void set_path_on(mixer* handle, const char* control, const std::string& path);
 
     /// Width and channel count of the card.
     void set_card(const stream_setup& setup);
@@ -46,6 +47,12 @@ class stream_fixture : public testing::Test {
     std::vector<std::int32_t> read(unsigned int frames);
     /// One after the other: lets the card deliver a block and reads what becomes of it.
     std::vector<std::int32_t> read_blocks(unsigned int blocks);
+    /// Capture time of the newest frame that was stored, and how many are left to be read.
+    struct position {
+        std::int64_t time_ns;
+        unsigned int left;
+    };
+    position newest() const;
     static std::vector<std::int32_t> expected(chain_model& model, unsigned int blocks);
     static std::vector<std::int32_t> expected(const stream_setup& setup, unsigned int blocks);
 
@@ -54,6 +61,19 @@ class stream_fixture : public testing::Test {
     mixer* card = nullptr;
     pcm* stream = nullptr;
     stream_setup current{};
+};
+
+/// The same beside an open mixer of the virtual card that is subscribed to its events.
+class virtual_card_fixture : public stream_fixture {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    void change(const char* control, int wanted) { set_on(virtual_card, control, wanted); }
+    /// Takes the events that are there to be read; their number.
+    int take_events();
+
+    mixer* virtual_card = nullptr;
 };
 
 }  // namespace zel_test

@@ -39,10 +39,7 @@ TEST_P(stream_test, every_sample_is_the_models) {
         ASSERT_EQ(got[s], wanted[s]) << "channel " << s % GetParam().client_channels << ", frame "
                                      << s / GetParam().client_channels;
     }
-    unsigned int avail = 1;
-    timespec time{};
-    EXPECT_EQ(pcm_get_htimestamp(stream, &avail, &time), 0);
-    EXPECT_EQ(avail, 0U);
+    EXPECT_EQ(newest().left, 0U);
     EXPECT_EQ(zel_test::log_count("fail"), 0U);
 }
 
@@ -63,15 +60,6 @@ INSTANTIATE_TEST_SUITE_P(
 using stream_life_test = zel_test::stream_fixture;
 const stream_setup kUsual{32, 2, 16, 2, 16000};
 
-TEST_F(stream_life_test, a_stream_can_be_opened_again_and_starts_anew) {
-    const std::vector<std::int32_t> wanted = expected(kUsual, 5);
-    for (int round = 0; round < 20; ++round) {
-        ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
-        ASSERT_EQ(read_blocks(5), wanted) << "round " << round;
-        close();
-    }
-}
-
 TEST_F(stream_life_test, the_first_read_starts_the_stream) {
     set_card(kUsual);
     ASSERT_TRUE(open(kUsual, 512, 4));
@@ -91,102 +79,20 @@ TEST_F(stream_life_test, buffers_of_any_size_are_served) {
     }
 }
 
-TEST_F(stream_life_test, timestamps_advance_with_the_frames_read) {
-    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
-    timespec before{};
-    for (int b = 0; b < 30; ++b) {
-        read_blocks(1);
-        timespec now{};
-        unsigned int avail = 0;
-        ASSERT_EQ(pcm_get_htimestamp(stream, &avail, &now), 0);
-        EXPECT_EQ(avail, 0U);
-        if (b > 0) {
-            EXPECT_EQ((now.tv_sec - before.tv_sec) * 1'000'000'000LL + now.tv_nsec - before.tv_nsec,
-                      32'000'000);
-        }
-        before = now;
-    }
-}
-
-TEST_F(stream_life_test, unusable_clients_are_refused_and_the_next_good_one_works) {
-    const struct {
-        stream_setup client;
-        const char* message;
-    } cases[] = {
-        {{32, 2, 16, 9, 16000}, "channel num 9 out of limit 8"},
-        {{32, 2, 16, 0, 16000}, nullptr},  // raised to one channel by tinyalsa
-    };
-    for (const auto& c : cases) {
-        set_card(c.client);
-        const bool opened = open(c.client, 512, 4);
-        EXPECT_EQ(opened, c.message == nullptr);
-        if (c.message != nullptr) {
-            EXPECT_NE(std::string(pcm_get_error(stream)).find("cannot set hw params"),
-                      std::string::npos);
-            EXPECT_TRUE(zel_test::log_has(c.message));
-        }
-        close();
-    }
+TEST_F(stream_life_test, an_unusable_client_is_refused_and_the_next_good_one_works) {
+    stream_setup nine_channels = kUsual;
+    nine_channels.client_channels = 9;
+    set_card(nine_channels);
+    EXPECT_FALSE(open(nine_channels, 512, 4));
+    EXPECT_NE(std::string(pcm_get_error(stream)).find("cannot set hw params"), std::string::npos);
+    EXPECT_TRUE(zel_test::log_has("channel num 9 out of limit 8"));
+    close();
+    stream_setup no_channel = kUsual;
+    no_channel.client_channels = 0;
+    EXPECT_TRUE(open(no_channel, 512, 4)) << "tinyalsa raises it to one";
+    close();
     ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
     EXPECT_EQ(read_blocks(3), expected(kUsual, 3));
-}
-
-TEST_F(stream_life_test, rates_that_the_chain_cannot_make_come_out_silent) {
-    for (const unsigned int rate : {44100U, 96000U}) {
-        stream_setup setup = kUsual;
-        setup.client_rate = rate;
-        ASSERT_NO_FATAL_FAILURE(open_and_start(setup));
-        EXPECT_EQ(read_blocks(3), std::vector<std::int32_t>(2 * 3 * block_frames()));
-        EXPECT_TRUE(zel_test::log_has("fc process size incorrect u32DataSize 2048"));
-        close();
-    }
-}
-
-TEST_F(stream_life_test, a_card_that_fails_is_told_and_can_be_opened_later) {
-    set_card(kUsual);
-    set("Sim Fault Open", 2);  // at the client's rate and at the card's
-    EXPECT_FALSE(open(kUsual, 512, 4));
-    EXPECT_TRUE(zel_test::log_has("open pcm device fail ("));
-    close();
-    choose("Sim Pacing", "Step");
-    set("PCM Slave Format", 3);
-    EXPECT_FALSE(open(kUsual, 512, 4));
-    EXPECT_TRUE(zel_test::log_has("unknown format 3\n"));
-    close();
-    choose("Sim Pacing", "Step");
-    set("PCM Slave Rate", 44100);
-    set_card(kUsual);
-    EXPECT_FALSE(open(kUsual, 512, 4));
-    EXPECT_TRUE(zel_test::log_has("sample rate is not 16 48Khz"));
-    EXPECT_TRUE(zel_test::log_has("SRC module init fail"));
-    close();
-    set("PCM Slave Rate", 48000);
-    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
-    EXPECT_EQ(read_blocks(3), expected(kUsual, 3));
-}
-
-TEST_F(stream_life_test, short_and_failed_reads_cost_their_block_only) {
-    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
-    read_blocks(2);
-    set("Sim Fault Read Error", 3);
-    set("Sim Fault Short Read", 1);
-    // The worker is in a read already; the short one that follows takes 768 frames of the grant.
-    set("Sim Granted Frames", 1536 + 768);
-    std::vector<std::int16_t> buffer(1024);
-    EXPECT_EQ(pcm_readi(stream, buffer.data(), 512), 512);
-    set("Sim Granted Frames", 1536);
-    EXPECT_EQ(pcm_readi(stream, buffer.data(), 512), 512);
-    EXPECT_EQ(zel_test::log_count("read size incorrect u32ReadFrame 768 request 1536"), 1U);
-    EXPECT_EQ(zel_test::log_count("read size incorrect u32ReadFrame -1 request 1536"), 3U);
-}
-
-TEST_F(stream_life_test, a_late_client_gets_the_newest_audio) {
-    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
-    for (int b = 0; b < 10; ++b) {
-        grant_block();
-    }
-    const std::vector<std::int32_t> wanted = expected(kUsual, 10);
-    EXPECT_EQ(read(4 * 512), std::vector<std::int32_t>(wanted.begin() + 6 * 512 * 2, wanted.end()));
 }
 
 TEST_F(stream_life_test, a_blocking_read_ends_when_the_card_delivers_nothing) {

@@ -1,53 +1,25 @@
 // The virtual card's mixer as a client sees it through tinyalsa, beside the card's own.
 
-#include <dirent.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <tinyalsa/mixer.h>
 
 #include <cstring>
 #include <numeric>
-#include <string>
-#include <vector>
+#include <utility>
 
+#include "footprint.h"
 #include "stream_fixture.h"
 
 namespace {
 
+using zel_test::footprint;
+
 constexpr unsigned int kOwn = 3;
 
-std::size_t open_descriptors() {
-    std::size_t count = 0;
-    DIR* folder = opendir("/proc/self/fd");
-    while (readdir(folder) != nullptr) {
-        ++count;
-    }
-    closedir(folder);
-    return count;
-}
-
-class virtual_mixer_test : public testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        setenv("ZEL_VOICE_CONFIG_DIR", zel_test::write_coefficients(), 1);
-    }
-    void SetUp() override {
-        real = mixer_open(0);
-        virtual_card = mixer_open(70);
-        ASSERT_NE(real, nullptr);
-        ASSERT_NE(virtual_card, nullptr);
-    }
-    void TearDown() override {
-        mixer_close(virtual_card);
-        mixer_close(real);
-    }
-
-    mixer* real = nullptr;
-    mixer* virtual_card = nullptr;
-};
+using virtual_mixer_test = zel_test::virtual_card_fixture;
 
 TEST_F(virtual_mixer_test, lists_the_cards_controls_after_its_own) {
-    const unsigned int controls = mixer_get_num_ctls(real);
+    const unsigned int controls = mixer_get_num_ctls(card);
     ASSERT_EQ(mixer_get_num_ctls(virtual_card), controls + kOwn);
     const char* const own[] = {"FC delay coef file", "FC mixing coef file", "FC log level"};
     for (unsigned int i = 0; i < kOwn; ++i) {
@@ -55,7 +27,7 @@ TEST_F(virtual_mixer_test, lists_the_cards_controls_after_its_own) {
     }
     for (unsigned int k = 0; k < controls; ++k) {
         mixer_ctl* ours = mixer_get_ctl(virtual_card, k + kOwn);
-        mixer_ctl* theirs = mixer_get_ctl(real, k);
+        mixer_ctl* theirs = mixer_get_ctl(card, k);
         SCOPED_TRACE(mixer_ctl_get_name(theirs));
         EXPECT_STREQ(mixer_ctl_get_name(ours), mixer_ctl_get_name(theirs));
         EXPECT_EQ(mixer_ctl_get_type(ours), mixer_ctl_get_type(theirs));
@@ -77,7 +49,7 @@ TEST_F(virtual_mixer_test, values_are_the_cards_in_both_directions) {
     const auto ours = [this](const char* name) {
         return mixer_get_ctl_by_name(virtual_card, name);
     };
-    const auto theirs = [this](const char* name) { return mixer_get_ctl_by_name(real, name); };
+    const auto theirs = [this](const char* name) { return mixer_get_ctl_by_name(card, name); };
 
     const long gains[2] = {30, 40};
     EXPECT_EQ(mixer_ctl_set_array(ours("Loopback Volume"), gains, 2), 0);
@@ -108,40 +80,25 @@ TEST_F(virtual_mixer_test, values_are_the_cards_in_both_directions) {
     EXPECT_EQ(mixer_ctl_set_array(theirs("Loopback Volume"), full, 2), 0);
 }
 
-TEST_F(virtual_mixer_test, own_controls_are_the_librarys) {
-    mixer_ctl* path = mixer_get_ctl(virtual_card, 0);
-    char text[129] = {};
-    ASSERT_EQ(mixer_ctl_get_array(path, text, 128), 0);
-    EXPECT_EQ(text, std::string(getenv("ZEL_VOICE_CONFIG_DIR")) + "/voice_channel_delay_coef.json");
-    EXPECT_EQ(mixer_ctl_get_num_values(path), 128U);
-    mixer_ctl* level = mixer_get_ctl(virtual_card, 2);
-    EXPECT_EQ(mixer_ctl_get_value(level, 0), 4);
-    EXPECT_NE(mixer_ctl_set_value(level, 0, 7), 0);
-    EXPECT_NE(mixer_ctl_set_enum_by_string(level, "Loud"), 0);
-    EXPECT_EQ(mixer_ctl_get_value(level, 0), 4);
-    std::memset(text, 'x', 128);  // no room for a terminating zero
-    EXPECT_NE(mixer_ctl_set_array(path, text, 128), 0);
-}
-
 TEST_F(virtual_mixer_test, thousands_of_opens_leave_nothing_behind) {
-    const auto grown_bytes = [](unsigned int card, int rounds) {
-        const std::size_t before = mallinfo2().uordblks;
+    const auto grown_bytes = [](unsigned int number, int rounds) {
+        const std::size_t before = footprint::now().heap_bytes;
         for (int i = 0; i < rounds; ++i) {
-            mixer* opened = mixer_open(card);
+            mixer* opened = mixer_open(number);
             EXPECT_NE(opened, nullptr);
             if (i % 2 == 0) {
                 EXPECT_EQ(mixer_subscribe_events(opened, 1), 0);
             }
             mixer_close(opened);
         }
-        return static_cast<long>(mallinfo2().uordblks - before);
+        return static_cast<long>(footprint::now().heap_bytes - before);
     };
     grown_bytes(70, 100);
-    const std::size_t descriptors = open_descriptors();
+    const long descriptors = footprint::now().descriptors;
     const long tinyalsas_own = grown_bytes(0, 2000);  // some versions keep a little of each open
     // Every open of the virtual card opens the real one, too.
     EXPECT_LT(grown_bytes(70, 2000), 2 * tinyalsas_own + 4096) << "less than two bytes a round";
-    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_EQ(footprint::now().descriptors, descriptors);
     EXPECT_NE(mixer_ctl_get_value(mixer_get_ctl(virtual_card, kOwn), 0), -EINVAL);
 }
 

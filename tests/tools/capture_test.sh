@@ -3,21 +3,9 @@
 set -euo pipefail
 zel_fc=$1
 export ZEL_VOICE_CONFIG_DIR=$2
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+# shellcheck source-path=SCRIPTDIR source=expect.sh
+. "$(dirname "$0")/expect.sh"
 out=$folder/out.wav
-
-# expect CODE TEXT ARGUMENT...: the exit code and a text in what is printed.
-expect() {
-    local code=$1 text=$2 got=0
-    shift 2
-    "$zel_fc" "$@" >"$folder/said" 2>&1 || got=$?
-    if [ "$got" -ne "$code" ] || ! grep -qF -- "$text" "$folder/said"; then
-        echo "zel-fc $*: exit code $got instead of $code, or without \"$text\":"
-        cat "$folder/said"
-        exit 1
-    fi
-}
 
 # bytes of a WAV file with SECONDS x RATE x CHANNELS x BYTES of audio and a header of 44 bytes
 expect_size() {

@@ -1,12 +1,11 @@
 #include "check_agreement.h"
 
-#include <tinyalsa/pcm.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <vector>
 
+#include "stream_config.h"
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
@@ -15,22 +14,14 @@ namespace {
 constexpr std::int32_t kImpulse = 1 << 20;
 constexpr unsigned int kLongestDelay = 10'000;  // ms
 
-pcm_config config_of(unsigned int channels, unsigned int rate) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = rate;
-    config.format = PCM_FORMAT_S32_LE;
-    return config;
-}
-
 unsigned int bytes(const std::vector<std::int32_t>& samples) {
     return static_cast<unsigned int>(samples.size() * sizeof(samples[0]));
 }
 
 /// What the mixing stage makes of an impulse in each input: a row for each output.
 std::vector<std::int32_t> mixed_impulses(const std::string& path, const stream_request& stream) {
-    const pcm_config in = config_of(stream.channels, 48000);
-    const pcm_config out = config_of(stream.outputs, 48000);
+    const pcm_config in = zel_test::stream_config(stream.channels, 48000, PCM_FORMAT_S32_LE);
+    const pcm_config out = zel_test::stream_config(stream.outputs, 48000, PCM_FORMAT_S32_LE);
     std::vector<std::int32_t> impulses(std::size_t{stream.channels} * stream.channels);
     for (std::size_t i = 0; i < stream.channels; ++i) {
         impulses[i * stream.channels + i] = kImpulse;
@@ -50,7 +41,7 @@ std::vector<std::int32_t> mixed_impulses(const std::string& path, const stream_r
 
 /// At 1000 Hz a frame is a millisecond: when an impulse in every channel comes out of the stage.
 std::vector<unsigned int> measured_delays(const std::string& path, unsigned int channels) {
-    const pcm_config config = config_of(channels, 1000);
+    const pcm_config config = zel_test::stream_config(channels, 1000, PCM_FORMAT_S32_LE);
     std::vector<std::int32_t> in(std::size_t{kLongestDelay + 1} * channels);
     std::fill_n(in.begin(), channels, kImpulse);
     std::vector<std::int32_t> out(in.size());

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -16,15 +15,14 @@
 #include "coefficient_text.h"
 #include "known_bad.h"
 #include "mixing_weights.h"
+#include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_mixing.h"
 
 namespace {
 
 std::string file_with(const std::string& text) {
-    const std::string path = zel_test::test_folder() + "/checked.json";
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
+    return zel_test::write_file("checked.json", text);
 }
 
 std::vector<std::string> findings_of(const file_report& report) {
@@ -88,8 +86,7 @@ TEST(check_file, says_what_the_device_does) {
 }
 
 TEST(check_file, says_what_cannot_be_read) {
-    const std::string large = zel_test::test_folder() + "/large.json";
-    std::ofstream(large) << std::string((1 << 20) + 1, ' ');
+    const std::string large = zel_test::write_file("large.json", std::string((1 << 20) + 1, ' '));
     const struct {
         std::string path;
         file_kind kind;
@@ -174,11 +171,8 @@ bool wraps_in_the_stage(const std::vector<float>& row) {
         R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":)" +
         std::to_string(count) + R"(,"InputChannelLayout":"1","OutputChannel":1,"Parameters":[)" +
         weights + "]}]}");
-    pcm_config in{};
-    in.channels = count;
-    in.format = PCM_FORMAT_S16_LE;
-    pcm_config out = in;
-    out.channels = 1;
+    const pcm_config in = zel_test::stream_config(count);
+    const pcm_config out = zel_test::stream_config(1);
     zel_channel_mixing stage;
     EXPECT_EQ(stage.init(path, "1", &in, &out), 0);
     bool wraps = false;

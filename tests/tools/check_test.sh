@@ -2,47 +2,35 @@
 # usage: check_test.sh ZEL_FC PROJECT. `zel-fc check` from the command line: exit codes and streams.
 set -euo pipefail
 zel_fc=$1
+# shellcheck source-path=SCRIPTDIR source=expect.sh
+. "$(dirname "$0")/expect.sh"
 cd "$2"
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
 mixing=config/voice_channel_mixing_coef.json
 delay=config/voice_channel_delay_coef.json
 bad=config/known-bad
 
-# expect CODE TEXT ARGUMENT...: the exit code and a text in what is printed.
-expect() {
-    local code=$1 text=$2 got=0
-    shift 2
-    "$zel_fc" check "$@" >"$folder/said" 2>&1 || got=$?
-    if [ "$got" -ne "$code" ] || ! grep -qF -- "$text" "$folder/said"; then
-        echo "zel-fc check $*: exit code $got instead of $code, or without \"$text\":"
-        cat "$folder/said"
-        exit 1
-    fi
-}
+expect 0 "16 entries, no problems" check "$mixing" "$delay"
+expect 0 '2 channels ("2.0") to 1: entry 2,' check "$mixing" -c 2 -o 1
+expect 0 '8 channels ("7.1") to 2: entry' check "$mixing" -l 7.1
+expect 0 "6 channels at 16000 Hz: entry 3" check "$delay" -c 6 -r 16000
+expect 0 " 5 BR           5       80" check "$delay" -c 6 -r 16000
+expect 0 "1 note" check "$bad/mixing/silent_output.json"
+expect 5 "overflow.json:9:9: warning: " check "$bad/mixing/overflow.json"
+expect 5 "syntax_comment.json:4:9: error: " check "$mixing" "$bad/mixing/syntax_comment.json" "$delay"
+expect 5 "no entry for 3 channels (\"3.0\") to 2" check "$mixing" -c 3
+expect 5 "no usable entry" check "$mixing" -c 6 -l 5.1.2
+expect 3 "client hears silence" check /nowhere/mixing.json -c 6
+expect 3 "no delay (bypass)" check "$bad/delay/disabled.json" /nowhere/delay.json -c 6
+expect 3 "cannot be read as a file" check .
+expect 0 "no problems" check --as mixing "$mixing"
+expect 5 "body_missing" check --as delay "$mixing"
 
-expect 0 "16 entries, no problems" "$mixing" "$delay"
-expect 0 '2 channels ("2.0") to 1: entry 2,' "$mixing" -c 2 -o 1
-expect 0 '8 channels ("7.1") to 2: entry' "$mixing" -l 7.1
-expect 0 "6 channels at 16000 Hz: entry 3" "$delay" -c 6 -r 16000
-expect 0 " 5 BR           5       80" "$delay" -c 6 -r 16000
-expect 0 "1 note" "$bad/mixing/silent_output.json"
-expect 5 "overflow.json:9:9: warning: " "$bad/mixing/overflow.json"
-expect 5 "syntax_comment.json:4:9: error: " "$mixing" "$bad/mixing/syntax_comment.json" "$delay"
-expect 5 "no entry for 3 channels (\"3.0\") to 2" "$mixing" -c 3
-expect 5 "no usable entry" "$mixing" -c 6 -l 5.1.2
-expect 3 "client hears silence" /nowhere/mixing.json -c 6
-expect 3 "no delay (bypass)" "$bad/delay/disabled.json" /nowhere/delay.json -c 6
-expect 3 "cannot be read as a file" .
-expect 0 "no problems" --as mixing "$mixing"
-expect 5 "body_missing" --as delay "$mixing"
-
-expect 1 "file" # none
-expect 1 "--outputs" "$mixing" -o 1
-expect 1 "--outputs" "$mixing" -c 6 -o 9
-expect 1 "--channels" "$mixing" -c 0
-expect 1 "no channel count" "$mixing" -l stereo
-expect 1 "--as" "$mixing" --as matrix
+expect 1 "file" check # no file
+expect 1 "--outputs" check "$mixing" -o 1
+expect 1 "--outputs" check "$mixing" -c 6 -o 9
+expect 1 "--channels" check "$mixing" -c 0
+expect 1 "no channel count" check "$mixing" -l stereo
+expect 1 "--as" check "$mixing" --as matrix
 
 # The log is held back, and nothing is printed but the report.
 "$zel_fc" check "$bad/mixing/weight_count.json" -l 5.1 >"$folder/out" 2>"$folder/error" || true

@@ -166,12 +166,10 @@ TEST_F(convert_test, coefficient_files_can_be_named_and_what_becomes_of_them_is_
     const stream_setup setup{16, 2, 16, 1, 48000};
     convert_options options = options_for(setup, write_ramp("two.wav", 2, 16, kBlock));
     options.tail_seconds = 0;
-    options.coefficients.mixing = in_folder("swap.json");
-    options.coefficients.delay = in_folder("broken.json");
-    std::ofstream(options.coefficients.mixing)
-        << R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,)"
-        << R"("InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[0,1]}]})";
-    std::ofstream(options.coefficients.delay) << "{";
+    options.coefficients.mixing = zel_test::write_file(
+        "swap.json", R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,
+            "InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[0,1]}]})");
+    options.coefficients.delay = zel_test::write_file("broken.json", "{");
     options.card.layout = "";  // the usual one for two channels: 2.0
     testing::internal::CaptureStderr();
     ASSERT_EQ(run_convert(options), EXIT_OK);
@@ -208,8 +206,7 @@ TEST_F(convert_test, refuses_without_touching_the_output) {
     options.coefficients.mixing = std::string(128, 'x');
     EXPECT_EQ(run_convert(options), EXIT_OPEN);
     options.coefficients.mixing = "";
-    options.in_file = in_folder("text.wav");
-    std::ofstream(options.in_file) << "no audio";
+    options.in_file = zel_test::write_file("text.wav", "no audio");
     EXPECT_EQ(run_convert(options), EXIT_OPEN);
     options.in_file = in;
     options.client.channels = 9;
@@ -232,9 +229,9 @@ TEST(file_coefficients, finds_what_the_files_say) {
               (std::vector<std::uint32_t>{0, 1920, 3840, 0}));
     EXPECT_EQ(matrix_of_file(folder + "/voice_channel_mixing_coef.json", "1.0", 3, 2),
               (std::vector<double>{0.5, 0.25, 0, 0, 0.5, 0.25}));
-    const std::string longest = in_folder("longest.json");
-    std::ofstream(longest) << R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":)"
-                           << R"([{"InputChannel":2,"Parameters":[10000,1000]}]})";
+    const std::string longest = zel_test::write_file(
+        "longest.json", R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
+            {"InputChannel":2,"Parameters":[10000,1000]}]})");
     EXPECT_EQ(delays_of_file(longest, 2, 16000), (std::vector<std::uint32_t>{160000, 16000}));
 }
 

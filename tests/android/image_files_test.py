@@ -1,0 +1,39 @@
+#!/usr/bin/env python3
+"""usage: image_files_test.py PROJECT. The files for the image against each other and against what the
+library looks for."""
+
+import pathlib
+import re
+import sys
+import unittest
+
+root = pathlib.Path(sys.argv[1])
+
+
+def content(path):
+    return (root / path).read_text()
+
+
+# The paths that the library falls back to, as its source names them.
+default_paths = set(re.findall(r'"(/vendor/[^"]*)"',
+                               content("converter/zel_format_converter_api.cpp")))
+
+
+class ImageFiles(unittest.TestCase):
+    def test_product_copies_files_that_are_there_to_where_they_are_looked_for(self):
+        copies = re.findall(r"\$\(ZEL_FC_PATH\)(\S+):\$\(TARGET_COPY_OUT_VENDOR\)(\S+)",
+                            content("android/zel_format_converter.mk"))
+        for source, _ in copies:
+            self.assertTrue((root / source.lstrip("/")).exists(), source)
+        self.assertEqual(len(default_paths), 2)
+        self.assertLessEqual(default_paths, {"/vendor" + target for _, target in copies})
+
+    def test_policy_labels_the_coefficient_files_with_a_type_that_it_has(self):
+        label = re.search(r"(\S+) +u:object_r:(\w+):s0", content("android/sepolicy/file_contexts"))
+        for path in default_paths:
+            self.assertTrue(re.fullmatch(label[1], path), path)
+        self.assertIn(f"type {label[2]},", content("android/sepolicy/file.te"))
+        self.assertIn(f"{label[2]}:file", content("android/sepolicy/zel_format_converter.te"))
+
+
+unittest.main(argv=sys.argv[:1])
