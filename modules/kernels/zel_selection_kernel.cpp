@@ -126,12 +126,14 @@ void select_frames(const zel_mixing_selection& selection, const unsigned char* i
         frames -= lead / selection.out_frame;
     }
     if (in_step == kStep && out_step == kStep) {  // without a gap
-        constexpr std::size_t kSteps = 2 * kVector / kStep;
-        for (; frames >= kSteps * at_once; frames -= kSteps * at_once) {
-            move_vector(shuffle_frames, in, out);
-            move_vector(shuffle_frames, in + kVector, out + kVector);
-            in += 2 * kVector;
-            out += 2 * kVector;
+        constexpr std::size_t kUnrolled = 4;
+        const std::size_t together = kUnrolled * kVector / kStep * at_once;
+        for (; frames >= together; frames -= together) {
+            for (std::size_t u = 0; u < kUnrolled; ++u) {
+                move_vector(shuffle_frames, in + u * kVector, out + u * kVector);
+            }
+            in += kUnrolled * kVector;
+            out += kUnrolled * kVector;
         }
     }
     for (; frames >= reach; frames -= at_once) {

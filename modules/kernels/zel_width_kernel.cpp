@@ -7,6 +7,7 @@
 namespace {
 
 constexpr std::size_t kAtOnce = 2 * kLanes;
+constexpr std::size_t kUnrolled = 4;
 
 /// The upper halves of the words at `from`, `kAtOnce` of them.
 ZEL_INLINE void upper_halves(const unsigned char* from, unsigned char* to) {
@@ -62,17 +63,17 @@ namespace ZEL_KERNEL_SET {
 void truncate_32_to_16(void* block, std::size_t samples) {
     auto* from = static_cast<const unsigned char*>(block);
     auto* to = static_cast<unsigned char*>(block);
-    for (; samples >= 2 * kAtOnce; samples -= 2 * kAtOnce) {
-        upper_halves(from, to);
-        upper_halves(from + kAtOnce * 4, to + kAtOnce * 2);
-        from += 2 * kAtOnce * 4;
-        to += 2 * kAtOnce * 2;
+    for (; samples >= kUnrolled * kAtOnce; samples -= kUnrolled * kAtOnce) {
+        for (std::size_t u = 0; u < kUnrolled; ++u) {
+            upper_halves(from + u * kAtOnce * 4, to + u * kAtOnce * 2);
+        }
+        from += kUnrolled * kAtOnce * 4;
+        to += kUnrolled * kAtOnce * 2;
     }
-    if (samples >= kAtOnce) {
+    for (; samples >= kAtOnce; samples -= kAtOnce) {
         upper_halves(from, to);
         from += kAtOnce * 4;
         to += kAtOnce * 2;
-        samples -= kAtOnce;
     }
     unsigned char rest[kAtOnce * 4] = {};
     __builtin_memcpy(rest, from, samples * 4);
@@ -91,6 +92,13 @@ void pad_16_to_32(const void* in, std::size_t samples, void* out) {
         from += done * 2;
         to += done * 4;
         samples -= done;
+    }
+    for (; samples >= kUnrolled * kAtOnce; samples -= kUnrolled * kAtOnce) {
+        for (std::size_t u = 0; u < kUnrolled; ++u) {
+            to_upper_halves(from + u * kAtOnce * 2, to + u * kAtOnce * 4);
+        }
+        from += kUnrolled * kAtOnce * 2;
+        to += kUnrolled * kAtOnce * 4;
     }
     for (; samples >= kAtOnce; samples -= kAtOnce) {
         to_upper_halves(from, to);
