@@ -58,6 +58,7 @@ struct shuffler<2> {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i_u*>(in));
         _mm_storeu_si128(reinterpret_cast<__m128i_u*>(out), _mm_shuffle_epi8(v, index));
     }
+    /// Two steps that follow each other without a gap.
     ZEL_INLINE void move_vector(const unsigned char* in, unsigned char* out) const {
         store_i(out, (vec_i)_mm256_shuffle_epi8((__m256i)load_i(in),
                                                 _mm256_broadcastsi128_si256(index)));
@@ -92,17 +93,6 @@ struct shuffler {
 
 #if defined(ZEL_HAS_SHUFFLE)
 
-/// Whole steps that follow each other without a gap.
-template <typename Shuffler>
-ZEL_INLINE void move_vector(const Shuffler& shuffle_frames, const unsigned char* in,
-                            unsigned char* out) {
-    if constexpr (Shuffler::kStep == sizeof(vec_i)) {
-        shuffle_frames.move(in, out);
-    } else {
-        shuffle_frames.move_vector(in, out);
-    }
-}
-
 template <std::size_t Bytes>
 void select_frames(const zel_mixing_selection& selection, const unsigned char* in,
                    unsigned char* out, std::size_t frames) {
@@ -125,15 +115,24 @@ void select_frames(const zel_mixing_selection& selection, const unsigned char* i
         out += lead;
         frames -= lead / selection.out_frame;
     }
-    if (in_step == kStep && out_step == kStep) {  // without a gap
-        constexpr std::size_t kUnrolled = 4;
-        const std::size_t together = kUnrolled * kVector / kStep * at_once;
-        for (; frames >= together; frames -= together) {
-            for (std::size_t u = 0; u < kUnrolled; ++u) {
-                move_vector(shuffle_frames, in + u * kVector, out + u * kVector);
+    constexpr std::size_t kUnrolled = 4;  // shorter loops are slow where they lie badly
+    if constexpr (kStep < kVector) {
+        if (in_step == kStep && out_step == kStep) {
+            const std::size_t together = kUnrolled * kVector / kStep * at_once;
+            for (; frames >= together; frames -= together) {
+                for (std::size_t u = 0; u < kUnrolled; ++u) {
+                    shuffle_frames.move_vector(in + u * kVector, out + u * kVector);
+                }
+                in += kUnrolled * kVector;
+                out += kUnrolled * kVector;
             }
-            in += kUnrolled * kVector;
-            out += kUnrolled * kVector;
+        }
+    }
+    for (; frames >= reach + (kUnrolled - 1) * at_once; frames -= kUnrolled * at_once) {
+        for (std::size_t u = 0; u < kUnrolled; ++u) {
+            shuffle_frames.move(in, out);
+            in += in_step;
+            out += out_step;
         }
     }
     for (; frames >= reach; frames -= at_once) {
