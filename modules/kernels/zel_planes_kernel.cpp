@@ -41,10 +41,12 @@ struct square {
     }
 };
 
-/// Up to kSize channels of the frames, which begin `step` bytes apart.
-template <std::size_t Bytes>
+/// Up to kSize channels of the frames, which begin `step` bytes apart. Channels of a frame known to
+/// the compiler, not 0, spare it half of the addresses' arithmetic.
+template <std::size_t Bytes, std::size_t Channels>
 struct column {
     static constexpr std::size_t kSize = square<Bytes>::kSize;
+    static constexpr std::size_t kFrames = square<Bytes>::kFrames;
 
     std::size_t step;
     std::size_t channels;
@@ -52,29 +54,28 @@ struct column {
     unsigned char* planes[kSize];
 
     ZEL_INLINE column(const zel_planes& all, std::size_t first)
-        : step(all.channels * Bytes),
+        : step(Channels > 0 ? Channels * Bytes : all.channels * Bytes),
           channels(all.channels - first < kSize ? all.channels - first : kSize) {
         for (std::size_t c = 0; c < kSize; ++c) {
             planes[c] = all.planes[first + (c < channels ? c : 0)];
         }
     }
 
-    ZEL_INLINE void move(const unsigned char* frames, std::size_t frame_step,
-                         std::size_t at) const {
+    ZEL_INLINE void move(const unsigned char* frames, std::size_t at) const {
         square<Bytes> s;
-        s.load_frames(frames, frame_step);
+        s.load_frames(frames, step);
         s.transpose();
         for (std::size_t c = kSize; c-- > 0;) {  // what repeats is overwritten
             store_i(planes[c] + at * Bytes, s.v[c]);
         }
     }
-    ZEL_INLINE void move(unsigned char* frames, std::size_t frame_step, std::size_t at) const {
+    ZEL_INLINE void move(unsigned char* frames, std::size_t at) const {
         square<Bytes> s;
         for (std::size_t c = 0; c < kSize; ++c) {
             s.v[c] = load_i(planes[c] + at * Bytes);
         }
         s.transpose();
-        s.store_frames(frames, frame_step);
+        s.store_frames(frames, step);
     }
     ZEL_INLINE void move_sample(const unsigned char* sample, std::size_t c, std::size_t at) const {
         __builtin_memcpy(planes[c] + at * Bytes, sample, Bytes);
@@ -88,15 +89,18 @@ struct column {
     /// touched from `frames` on, in bytes; what doesn't fit there is moved sample by sample.
     template <typename Byte>
     ZEL_INLINE void move_all(Byte* frames, std::size_t count, std::size_t room) const {
-        constexpr std::size_t kFrames = square<Bytes>::kFrames;
         const std::size_t touched = (kFrames - 1) * step + kRowBytes;
         std::size_t done = 0;
-        for (; done + kFrames <= count && done * step + touched <= room; done += kFrames) {
-            move(frames + done * step, step, done);
-        }
-        if (done > 0 && done < count && (count - kFrames) * step + touched <= room) {
-            move(frames + (count - kFrames) * step, step, count - kFrames);
-            return;
+        if (count >= kFrames && room >= touched) {
+            const std::size_t fits = (room - touched) / step;
+            const std::size_t last = fits < count - kFrames ? fits : count - kFrames;
+            for (std::size_t at = 0;; at = last - at > kFrames ? at + kFrames : last) {
+                move(frames + at * step, at);
+                if (at == last) {
+                    break;
+                }
+            }
+            done = last + kFrames;
         }
         for (std::size_t c = 0; c < channels; ++c) {
             for (std::size_t f = done; f < count; ++f) {
@@ -108,14 +112,26 @@ struct column {
 
 /// From the last column to the first: only the last may be narrower than a row, and the first
 /// overwrites what it left behind a frame.
-template <std::size_t Bytes, typename Byte>
+template <std::size_t Bytes, std::size_t Channels, typename Byte>
 void move_columns(Byte* frames, const zel_planes& planes) {
-    constexpr std::size_t kSize = column<Bytes>::kSize;
+    constexpr std::size_t kSize = square<Bytes>::kSize;
     const std::size_t room = (planes.count + planes.behind) * planes.channels * Bytes;
     for (std::size_t end = (planes.channels + kSize - 1) / kSize * kSize; end > 0; end -= kSize) {
         const std::size_t first = end - kSize;
-        column<Bytes>(planes, first)
+        column<Bytes, Channels>(planes, first)
             .move_all(frames + first * Bytes, planes.count, room - first * Bytes);
+    }
+}
+
+template <std::size_t Bytes, typename Byte>
+void move_frames(Byte* frames, const zel_planes& planes) {
+    switch (planes.channels) {
+        case 6:
+            return move_columns<Bytes, 6>(frames, planes);
+        case 8:
+            return move_columns<Bytes, 8>(frames, planes);
+        default:
+            return move_columns<Bytes, 0>(frames, planes);
     }
 }
 
@@ -124,11 +140,11 @@ void move_columns(Byte* frames, const zel_planes& planes) {
 namespace ZEL_KERNEL_SET {
 
 void deinterleave(const unsigned char* frames, const zel_planes& planes) {
-    planes.sample_bytes == 2 ? move_columns<2>(frames, planes) : move_columns<4>(frames, planes);
+    planes.sample_bytes == 2 ? move_frames<2>(frames, planes) : move_frames<4>(frames, planes);
 }
 
 void interleave(const zel_planes& planes, unsigned char* frames) {
-    planes.sample_bytes == 2 ? move_columns<2>(frames, planes) : move_columns<4>(frames, planes);
+    planes.sample_bytes == 2 ? move_frames<2>(frames, planes) : move_frames<4>(frames, planes);
 }
 
 }  // namespace ZEL_KERNEL_SET
