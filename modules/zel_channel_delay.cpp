@@ -130,7 +130,7 @@ bool zel_channel_delay::init_history(const pcm_config* config) {
             line.drop_storage();
             frames.push_back(line.delay_frames());
         }
-        if (zel_planar_delay::suits(frames, u32SampleBytes, row)) {
+        if (zel_planar_delay::suits(frames, u32SampleBytes)) {
             mHistory.emplace<zel_planar_delay>(
                 frames, u32SampleBytes, zel_kernel_row(zel_planes_rows(), zel_kernel_in_use()));
         } else {

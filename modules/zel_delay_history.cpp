@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr auto kRows = std::to_array<zel_delay_row>({{"plain", nullptr, nullptr},
-#define ZEL_ROW(set) {#set, zel_##set::delay, zel_##set::delay_most_merged},
+constexpr auto kRows = std::to_array<zel_delay_row>({{"plain", nullptr},
+#define ZEL_ROW(set) {#set, zel_##set::delay},
                                                      ZEL_EACH_KERNEL_SET(ZEL_ROW)
 #undef ZEL_ROW
 });

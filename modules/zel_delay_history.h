@@ -12,7 +12,6 @@
 struct zel_delay_row {
     const char* name;
     zel_delay_kernel_fn merge;
-    std::size_t (*most_merged)();  ///< more different delays are faster in planes than merged
 };
 std::span<const zel_delay_row> zel_delay_rows();
 

@@ -4,11 +4,10 @@
 #include <cstring>
 #include <set>
 
-bool zel_planar_delay::suits(std::span<const std::uint32_t> delays, std::size_t sample_bytes,
-                             const zel_delay_row& row) {
+bool zel_planar_delay::suits(std::span<const std::uint32_t> delays, std::size_t sample_bytes) {
     return (sample_bytes == 2 || sample_bytes == 4) &&
            delays.size() * sample_bytes <= zel_planes::kMaxFrameBytes &&
-           std::set(delays.begin(), delays.end()).size() > row.most_merged();
+           std::set(delays.begin(), delays.end()).size() > kMostMerged;
 }
 
 zel_planar_delay::zel_planar_delay(std::span<const std::uint32_t> delays, std::size_t sample_bytes,

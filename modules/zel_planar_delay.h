@@ -14,8 +14,7 @@
 class zel_planar_delay {
   public:
     /// Whether this is the faster way for such delays, and can be gone.
-    static bool suits(std::span<const std::uint32_t> delays, std::size_t sample_bytes,
-                      const zel_delay_row& row);
+    static bool suits(std::span<const std::uint32_t> delays, std::size_t sample_bytes);
 
     /// `delays` are frames, one per channel. Throws std::bad_alloc.
     zel_planar_delay(std::span<const std::uint32_t> delays, std::size_t sample_bytes,
@@ -25,6 +24,8 @@ class zel_planar_delay {
     void process(const unsigned char* in, unsigned char* out, std::size_t frames);
 
   private:
+    /// More different delays are faster in planes than merged.
+    static constexpr std::size_t kMostMerged = 4;
     /// Bytes of the planes that are gone through at a time: they stay in the first-level cache.
     static constexpr std::size_t kChunkBytes = 12 * 1024;
 

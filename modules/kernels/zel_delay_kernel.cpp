@@ -92,8 +92,4 @@ void delay(const zel_delay_piece& all) {
     }
 }
 
-std::size_t delay_most_merged() {
-    return kLanes == 16 ? 6 : 4;
-}
-
 }  // namespace ZEL_KERNEL_SET

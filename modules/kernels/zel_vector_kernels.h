@@ -28,7 +28,6 @@
                     std::size_t frames);                                                   \
         void round_trip(const void* in, void* out, std::size_t samples);                   \
         void delay(const zel_delay_piece& piece);                                          \
-        std::size_t delay_most_merged();                                                   \
         void deinterleave(const unsigned char* frames, const zel_planes& planes);          \
         void interleave(const zel_planes& planes, unsigned char* frames);                  \
         void truncate_32_to_16(void* block, std::size_t samples);                          \
