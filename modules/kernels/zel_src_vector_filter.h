@@ -19,10 +19,13 @@ constexpr std::size_t kFactor = 3;
 // taps without running out of registers.
 #if defined(__AVX512F__)
 constexpr std::size_t kDirectSums = 16;
-constexpr std::size_t kFoldedSums = 5;
-#elif defined(__AVX2__) || defined(__SSE2__) || defined(__aarch64__)
+constexpr std::size_t kFoldedSums = 6;
+#elif defined(__SSE2__)
 constexpr std::size_t kDirectSums = 8;
-constexpr std::size_t kFoldedSums = 5;
+constexpr std::size_t kFoldedSums = 6;
+#elif defined(__aarch64__)
+constexpr std::size_t kDirectSums = 8;
+constexpr std::size_t kFoldedSums = 4;
 #else
 constexpr std::size_t kDirectSums = 4;
 constexpr std::size_t kFoldedSums = 3;
