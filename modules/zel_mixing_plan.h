@@ -24,7 +24,7 @@ class zel_mixing_plan {
     enum class kind { plain, dense, selection, planes, copy, round_trip };
 
     /// Bytes of the planes that are gone through at a time: they stay in the first-level cache.
-    static constexpr std::size_t kPlaneBytes = 8 * 1024;
+    static constexpr std::size_t kPlaneBytes = std::size_t{8} * 1024;
 
     bool suits_vectors(const float* matrix) const;
     bool find_sources(const float* matrix);
@@ -46,8 +46,8 @@ class zel_mixing_plan {
     const float* pf32Matrix = nullptr;
     std::unique_ptr<float[]> pf32Packed;
     std::unique_ptr<std::size_t[]> pszSources;  ///< input channel of each output channel
-    zel_mixing_selection stSelection{};
     std::unique_ptr<unsigned char[]> pu8Planes;
     std::unique_ptr<unsigned char*[]> ppu8In;   ///< each input channel's plane
     std::unique_ptr<unsigned char*[]> ppu8Out;  ///< the plane that each output channel comes from
+    zel_mixing_selection stSelection{};
 };

@@ -27,7 +27,7 @@ class zel_planar_delay {
     /// More different delays are faster in planes than merged.
     static constexpr std::size_t kMostMerged = 4;
     /// Bytes of the planes that are gone through at a time: they stay in the first-level cache.
-    static constexpr std::size_t kChunkBytes = 12 * 1024;
+    static constexpr std::size_t kChunkBytes = std::size_t{12} * 1024;
 
     void make_room(std::size_t frames);
 

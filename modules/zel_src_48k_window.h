@@ -19,7 +19,7 @@ struct zel_src_window {
     /// dropped.
     static constexpr std::size_t kSpareFrames = 64;
     static constexpr std::size_t kFrames = kTaps + kMaxChunkFrames + kSpareFrames;
-    static constexpr std::size_t kMaxVectorFloats = 10 * 1024;
+    static constexpr std::size_t kMaxVectorFloats = std::size_t{10} * 1024;
 
     std::size_t channels = 0;
     /// Interleaved for 1, 2, 4 and 8 channels, else `kFrames` samples for each channel.
