@@ -67,7 +67,7 @@ class stream {
                                         std::size_t count, float* vectors) {
         constexpr std::size_t kFrames = 4 / S;
         for (std::size_t n = 0; n < count; n += kFrames) {
-            rows r;
+            rows r{};
             for (std::size_t k = 0; k < kFrames; ++k) {
                 r.v[k] = (vec_i) __builtin_convertvector(
                     load_quarters_16<kFrames>(units + k, n * Stride), vec_f);
