@@ -68,7 +68,8 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
     const auto count = static_cast<int>(channels);
     const std::unique_ptr<char[]> text =
         path.empty() ? nullptr : get_cofficient_content(path.c_str());
-    const zel_json_document root(text ? cJSON_Parse(text.get()) : nullptr, cJSON_Delete);
+    const char* error = nullptr;
+    const zel_json_document root = zel_parse_json(text ? text.get() : "", &error);
     const cJSON* enable = cJSON_GetObjectItem(root.get(), strEnableKey.c_str());
     cJSON* params = nullptr;
     if (path.empty()) {
@@ -78,7 +79,7 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
     } else if (!root) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient file %s parsing fail",
                       path.c_str());
-        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]", zel_json_error(text.get()));
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]", error);
     } else if (enable == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient found");
     } else if (!cJSON_IsTrue(enable)) {

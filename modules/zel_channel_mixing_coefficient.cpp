@@ -125,13 +125,14 @@ int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int i
     }
     const auto in = static_cast<int>(in_channels);
     const auto out = static_cast<int>(out_channels);
-    const zel_json_document root(cJSON_Parse(text.get()), cJSON_Delete);
+    const char* error = nullptr;
+    const zel_json_document root = zel_parse_json(text.get(), &error);
     const cJSON* enable = cJSON_GetObjectItem(root.get(), strEnableKey.c_str());
     cJSON* params = nullptr;
     if (!root) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "mixing coefficient file %s parsing fail",
                       path.c_str());
-        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]", zel_json_error(text.get()));
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "Error before: [%s]", error);
     } else if (enable == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no mixing coefficient found");
     } else if (!cJSON_IsTrue(enable)) {

@@ -4,8 +4,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <functional>
 #include <memory>
 
 /// A parsed JSON document, released with its owner.
@@ -18,11 +16,8 @@ inline bool zel_json_integer_part_is(const cJSON* number, std::uint32_t value) {
     return whole == static_cast<double>(value);
 }
 
-/// Where parsing `text` failed, or its end when that cannot be told: the parser keeps one such
-/// place for the whole process, and another thread may have parsed something since.
-inline const char* zel_json_error(const char* text) {
-    const char* at = cJSON_GetErrorPtr();
-    const char* end = text + std::strlen(text);
-    const std::less<> before;  // across objects, too
-    return before(at, text) || before(end, at) ? end : at;
+/// Parses a text; null when that fails, with `*error` at the place where. Unlike the parser's own
+/// error place, which the whole process shares, no other thread's parsing changes that.
+inline zel_json_document zel_parse_json(const char* text, const char** error) {
+    return {cJSON_ParseWithOpts(text, error, 0), cJSON_Delete};
 }

@@ -24,11 +24,12 @@ coefficient_text::coefficient_text(const std::string& path)
     }
     content = file.text.get();
     first = content.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
-    document.reset(cJSON_Parse(content.data()));
+    const char* place = nullptr;
+    document = zel_parse_json(content.data(), &place);
     if (document != nullptr) {
         rest = locate();
     } else {
-        error = static_cast<std::size_t>(zel_json_error(content.data()) - content.data());
+        error = static_cast<std::size_t>(place - content.data());
     }
 }
 

@@ -111,7 +111,7 @@ class stream {
 constexpr std::size_t kOutputRoom =
     zel_src_window::kMaxChunkFrames / kFactor + zel_src_window::kSpareFrames / kFactor;
 
-/// A chunk of interleaved frames: its outputs take its place.
+/// Converts a chunk of interleaved frames; the outputs go to `to`, which may be where it was.
 template <std::size_t S, std::size_t Channels>
 void convert_interleaved(zel_src_window* window, std::int16_t* chunk, std::size_t frames,
                          std::int16_t* to) {

@@ -56,33 +56,40 @@ ZEL_INLINE void to_upper_halves(const unsigned char* from, unsigned char* to) {
 #endif
 }
 
+/// All samples by `Convert`, which makes `kAtOnce` of InBytes ones of OutBytes.
+template <std::size_t InBytes, std::size_t OutBytes,
+          void (*Convert)(const unsigned char* from, unsigned char* to)>
+ZEL_INLINE void convert(const unsigned char* from, unsigned char* to, std::size_t samples) {
+    for (; samples >= kUnrolled * kAtOnce; samples -= kUnrolled * kAtOnce) {
+        for (std::size_t u = 0; u < kUnrolled; ++u) {
+            Convert(from + u * kAtOnce * InBytes, to + u * kAtOnce * OutBytes);
+        }
+        from += kUnrolled * kAtOnce * InBytes;
+        to += kUnrolled * kAtOnce * OutBytes;
+    }
+    for (; samples >= kAtOnce; samples -= kAtOnce) {
+        Convert(from, to);
+        from += kAtOnce * InBytes;
+        to += kAtOnce * OutBytes;
+    }
+    unsigned char in_rest[kAtOnce * InBytes] = {};
+    unsigned char out_rest[kAtOnce * OutBytes];
+    __builtin_memcpy(in_rest, from, samples * InBytes);
+    Convert(in_rest, out_rest);
+    __builtin_memcpy(to, out_rest, samples * OutBytes);
+}
+
 }  // namespace
 
 namespace ZEL_KERNEL_SET {
 
 void truncate_32_to_16(void* block, std::size_t samples) {
-    auto* from = static_cast<const unsigned char*>(block);
-    auto* to = static_cast<unsigned char*>(block);
-    for (; samples >= kUnrolled * kAtOnce; samples -= kUnrolled * kAtOnce) {
-        for (std::size_t u = 0; u < kUnrolled; ++u) {
-            upper_halves(from + u * kAtOnce * 4, to + u * kAtOnce * 2);
-        }
-        from += kUnrolled * kAtOnce * 4;
-        to += kUnrolled * kAtOnce * 2;
-    }
-    for (; samples >= kAtOnce; samples -= kAtOnce) {
-        upper_halves(from, to);
-        from += kAtOnce * 4;
-        to += kAtOnce * 2;
-    }
-    unsigned char rest[kAtOnce * 4] = {};
-    __builtin_memcpy(rest, from, samples * 4);
-    upper_halves(rest, rest);
-    __builtin_memcpy(to, rest, samples * 2);
+    auto* bytes = static_cast<unsigned char*>(block);
+    convert<4, 2, upper_halves>(bytes, bytes, samples);
 }
 
 void pad_16_to_32(const void* in, std::size_t samples, void* out) {
-    auto* from = static_cast<const unsigned char*>(in);
+    const auto* from = static_cast<const unsigned char*>(in);
     auto* to = static_cast<unsigned char*>(out);
     const std::size_t misaligned = reinterpret_cast<std::uintptr_t>(out) % sizeof(vec_i);
     if (samples >= 2 * kAtOnce && misaligned % 4 == 0) {
@@ -93,23 +100,7 @@ void pad_16_to_32(const void* in, std::size_t samples, void* out) {
         to += done * 4;
         samples -= done;
     }
-    for (; samples >= kUnrolled * kAtOnce; samples -= kUnrolled * kAtOnce) {
-        for (std::size_t u = 0; u < kUnrolled; ++u) {
-            to_upper_halves(from + u * kAtOnce * 2, to + u * kAtOnce * 4);
-        }
-        from += kUnrolled * kAtOnce * 2;
-        to += kUnrolled * kAtOnce * 4;
-    }
-    for (; samples >= kAtOnce; samples -= kAtOnce) {
-        to_upper_halves(from, to);
-        from += kAtOnce * 2;
-        to += kAtOnce * 4;
-    }
-    unsigned char narrow[kAtOnce * 2] = {};
-    unsigned char wide[kAtOnce * 4];
-    __builtin_memcpy(narrow, from, samples * 2);
-    to_upper_halves(narrow, wide);
-    __builtin_memcpy(to, wide, samples * 4);
+    convert<2, 4, to_upper_halves>(from, to, samples);
 }
 
 }  // namespace ZEL_KERNEL_SET

@@ -13,7 +13,6 @@
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
-#include "zel_json.h"
 
 struct zel_channel_delay_access {
     static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
@@ -108,6 +107,9 @@ TEST(mixing_file, identity_drops_or_adds_channels) {
     const std::string empty = file_with("{}");
     EXPECT_EQ(load_mixing(empty, 3, "", 2), (std::vector<float>{1, 0, 0, 0, 1, 0}));
     EXPECT_EQ(load_mixing(empty, 1, "", 3), (std::vector<float>{1, 0, 0}));
+    zel_test::clear_log();
+    EXPECT_EQ(load_mixing(file_with("[1, x]"), 1, "", 1), std::vector<float>{1});
+    EXPECT_TRUE(zel_test::log_has("Error before: [x]]"));
 }
 
 TEST(delay_file, odd_texts_give_their_delays_and_messages) {
@@ -131,6 +133,7 @@ TEST(delay_file, odd_texts_give_their_delays_and_messages) {
          none,
          {"2 channel delay coefficient not found", kSearch, kDefault}},
         {head + R"({"InputChannel":2,"Parameters":[1e999,1]}]})", none, {kDefault}},
+        {"[1, x]", none, {"parsing fail", "Error before: [x]]", kDefault}},
     };
     for (const auto& c : cases) {
         zel_test::clear_log();
@@ -146,16 +149,6 @@ TEST(delay_file, odd_texts_give_their_delays_and_messages) {
     EXPECT_TRUE(zel_test::log_has("input file size is empty"));
     EXPECT_EQ(zel_channel_delay_access::table("/nowhere", 2), none);
     EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere fail"));
-}
-
-TEST(json_error, is_a_place_in_the_text_whatever_has_been_parsed_since) {
-    const std::string text = "[1, x]";
-    EXPECT_EQ(cJSON_Parse(text.c_str()), nullptr);
-    EXPECT_STREQ(zel_json_error(text.c_str()), "x]");
-    EXPECT_EQ(cJSON_Parse(std::string(100, '[').c_str()), nullptr) << "gone by the next line";
-    EXPECT_STREQ(zel_json_error(text.c_str()), "");
-    cJSON_Delete(cJSON_Parse("1"));
-    EXPECT_STREQ(zel_json_error(text.c_str()), "");
 }
 
 }  // namespace
