@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <new>
 #include <random>
@@ -61,6 +62,10 @@ void add(const std::string& name, Function function) {
 
 /// Fastest CPU time of each benchmark, in nanoseconds per block.
 using block_times = std::map<std::string, double>;
+
+/// Widths that the CPU can run the filter in: lanes, 0 for frame after frame.
+std::vector<std::uint32_t> filter_widths();
+std::string width_name(std::uint32_t lanes);
 
 void register_stages();
 void register_peers();

@@ -1,5 +1,5 @@
-// Measures the stages with every kernel that this CPU has, beside well-kept peers, and prints
-// tables of ratios. Google Benchmark's options go behind it.
+// Measures the stages, the filter in every width that this CPU has, beside well-kept peers, and
+// prints tables of ratios. Google Benchmark's options go behind it.
 
 #include <cstdio>
 #include <string>

@@ -27,7 +27,8 @@ int truncate_sample_bit(void* block, unsigned int* bytes, unsigned int source_bi
         return -EINVAL;
     }
     auto* to = static_cast<unsigned char*>(block);
-    for (std::size_t i = 0; i < *bytes / sizeof(std::int32_t); ++i) {
+    const std::size_t samples = *bytes / sizeof(std::int32_t);
+    for (std::size_t i = 0; i < samples; ++i) {
         std::int32_t wide = 0;
         std::memcpy(&wide, to + i * sizeof(wide), sizeof(wide));
         const auto narrow = static_cast<std::int16_t>(wide >> 16);
@@ -45,7 +46,8 @@ int padding_sample_bit(const void* in, unsigned int* bytes, void* out, unsigned 
     }
     const auto* from = static_cast<const unsigned char*>(in);
     auto* to = static_cast<unsigned char*>(out);
-    for (std::size_t i = 0; i < *bytes / sizeof(std::int16_t); ++i) {
+    const std::size_t samples = *bytes / sizeof(std::int16_t);
+    for (std::size_t i = 0; i < samples; ++i) {
         std::int16_t narrow = 0;
         std::memcpy(&narrow, from + i * sizeof(narrow), sizeof(narrow));
         const std::int32_t wide = std::int32_t{narrow} * 65536;

@@ -61,7 +61,8 @@ std::int32_t to_int(float value) {
 
 /// The definition: each product and each sum is rounded to float.
 template <typename In, typename Out>
-void mix_plain(const mixing_job& job) {
+void mix_plain(const mixing_job& all) {
+    const mixing_job job = all;  // which no store to the output can change
     for (std::size_t f = 0; f < job.frames; ++f) {
         const float* weight = job.matrix;
         for (std::size_t o = 0; o < job.outs; ++o) {
@@ -123,7 +124,8 @@ ZEL_INLINE void mix_frames(const float* x, std::size_t ins, const floats* column
 }
 
 template <typename Sample, std::size_t V>
-void mix_vectors(const mixing_job& job) {
+void mix_vectors(const mixing_job& all) {
+    const mixing_job job = all;
     floats columns[kMostInputs * V] = {};
     for (std::size_t o = 0; o < job.outs; ++o) {
         for (std::size_t i = 0; i < job.ins; ++i) {
