@@ -81,10 +81,9 @@ void print_copying(const block_times& times) {
     constexpr const char* kChannels[] = {"/2", "/6", "/8"};
     print_head("copying stages: us, and as a multiple of memcpy's for the same bytes",
                {"2 ch", "6 ch", "8 ch", "2 ch", "6 ch", "8 ch"});
-    for (const char* stage :
-         {"truncation", "padding", "bypass_16", "identity_16", "identity_32", "permutation_16",
-          "permutation_32", "delay_equal_16", "delay_distinct_16", "delay_distinct_32",
-          "ring_buffer"}) {
+    for (const char* stage : {"truncation", "padding", "bypass_16", "identity_16", "identity_32",
+                              "permutation_16", "permutation_32", "delay_equal_16",
+                              "delay_distinct_16", "delay_distinct_32", "ring_buffer"}) {
         const std::string name(stage);
         const bool both = name == "truncation" || name == "padding";
         const std::string bytes = both ? "mean" : name.ends_with("32") ? "32" : "16";

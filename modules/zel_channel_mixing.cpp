@@ -82,24 +82,29 @@ void mix_plain(const mixing_job& all) {
 constexpr std::size_t kLanes = 4;
 constexpr std::size_t kMostInputs = 32;
 constexpr std::size_t kMostOutputs = 2 * kLanes;
-constexpr std::size_t kPiece = 64;   // frames taken at a time
-constexpr std::size_t kAtOnce = 4;   // frames under way at once: they hide the additions' latency
+constexpr std::size_t kPiece = 64;  // frames taken at a time
+constexpr std::size_t kAtOnce = 4;  // frames under way at once: they hide the additions' latency
 
 using floats = zel_vector<kLanes>::floats;
 using any_floats = zel_vector<kLanes>::any_floats;
+#if defined(__SSE2__)
 typedef std::int32_t ints __attribute__((vector_size(kLanes * 4)));
 typedef std::int32_t any_ints __attribute__((vector_size(kLanes * 4), aligned(4), may_alias));
+#endif
 
 /// As `to_int`.
 ZEL_INLINE void store_ints(const floats& v, std::int32_t* to) {
 #if defined(__ARM_NEON)
     vst1q_s32(to, vcvtq_s32_f32((float32x4_t)v));
+#elif defined(__SSE2__)
+    // The instruction gives the lowest integer for all that doesn't fit; its complement is the
+    // highest.
+    const ints whole = (ints)_mm_cvttps_epi32((__m128)v);
+    *reinterpret_cast<any_ints*>(to) = (whole ^ (v >= 2147483648.0F)) & (v == v);
 #else
-    constexpr float kEnd = 2147483648.0F;
-    const ints fits = (v >= -kEnd) & (v < kEnd);
-    const ints inside = __builtin_convertvector((floats)((ints)v & fits), ints);
-    *reinterpret_cast<any_ints*>(to) =
-        inside | ((v >= kEnd) & INT32_MAX) | ((v < -kEnd) & INT32_MIN);
+    for (std::size_t l = 0; l < kLanes; ++l) {
+        to[l] = to_int(v[l]);
+    }
 #endif
 }
 
@@ -158,9 +163,8 @@ void mix_vectors(const mixing_job& all) {
 bool suits_vectors(const mixing_job& job) {
     constexpr float kSmallest = 0x1p-80F;
     return job.ins <= kMostInputs && job.outs <= kMostOutputs &&
-           std::none_of(job.matrix, job.matrix + job.ins * job.outs, [](float weight) {
-               return weight != 0 && std::fabs(weight) < kSmallest;
-           });
+           std::none_of(job.matrix, job.matrix + job.ins * job.outs,
+                        [](float weight) { return weight != 0 && std::fabs(weight) < kSmallest; });
 }
 
 bool is_identity(const mixing_job& job) {

@@ -5,6 +5,8 @@
 
 #if defined(__ARM_NEON)
 #include <arm_neon.h>
+#elif defined(__SSE2__)
+#include <emmintrin.h>
 #endif
 
 // Vectors of floats for the stages' inner loops: four lanes everywhere, eight where the CPU has

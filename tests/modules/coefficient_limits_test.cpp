@@ -12,9 +12,9 @@
 #include "captured_log.h"
 #include "stream_config.h"
 #include "test_folder.h"
+#include "zel_coefficient_file.h"
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
-#include "zel_coefficient_file.h"
 
 namespace {
 

@@ -80,14 +80,14 @@ std::int32_t sample_at(const std::vector<std::uint8_t>& block, std::size_t bytes
 std::int32_t model(const std::vector<std::int32_t>& frame, const float* row) {
     float sum = 0;
     for (std::size_t i = 0; i < frame.size(); ++i) {
-        const auto product = static_cast<float>(
-            static_cast<double>(static_cast<float>(frame[i])) * static_cast<double>(row[i]));
+        const auto product = static_cast<float>(static_cast<double>(static_cast<float>(frame[i])) *
+                                                static_cast<double>(row[i]));
         sum = static_cast<float>(static_cast<double>(sum) + static_cast<double>(product));
     }
-    return std::isnan(sum) ? 0
-                           : static_cast<std::int32_t>(
-                                 std::clamp(std::trunc(static_cast<double>(sum)), -2147483648.0,
-                                            2147483647.0));
+    return std::isnan(sum)
+               ? 0
+               : static_cast<std::int32_t>(
+                     std::clamp(std::trunc(static_cast<double>(sum)), -2147483648.0, 2147483647.0));
 }
 
 /// Bytes of a sample on both sides.

@@ -120,10 +120,9 @@ TEST(stage_state, ring_holds_the_newest_frames_behind_the_window) {
             for (std::size_t back = 1; back <= 252; ++back) {
                 const std::size_t place = (237 + total + 252 - back) % 252;
                 for (std::size_t c = 0; c < working; ++c) {
-                    ASSERT_EQ(g_zel_src.as16History[place * working + c],
-                              back > total || c == channels
-                                  ? 0
-                                  : all[(total - back) * channels + c])
+                    ASSERT_EQ(
+                        g_zel_src.as16History[place * working + c],
+                        back > total || c == channels ? 0 : all[(total - back) * channels + c])
                         << back << " frames back";
                 }
             }
