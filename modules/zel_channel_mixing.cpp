@@ -149,7 +149,8 @@ void mix_vectors(const mixing_job& all) {
             mix_frames<V>(x + f * job.ins, job.ins, columns, y + f * job.outs, job.outs);
         }
         for (std::size_t k = 0; k < run * job.outs; k += kLanes) {
-            store_ints(*reinterpret_cast<const any_floats*>(y + k), mixed + k);
+            const floats sum = *reinterpret_cast<const any_floats*>(y + k);
+            store_ints(sum, mixed + k);
         }
         for (std::size_t k = 0; k < run * job.outs; ++k) {
             store_sample<Sample>(job.out, at * job.outs + k, mixed[k]);
