@@ -38,3 +38,12 @@ if(ZEL_SANITIZER)
   target_link_options(zel_build_flags INTERFACE -fsanitize=${ZEL_SANITIZER}
     $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-Wl,-z,undefs>)
 endif()
+
+# For the library alone. g++ makes vectors of loops of unknown length with -O3 only; every 32-bit ARM
+# device has NEON, but Debian's compiler doesn't assume it.
+if(NOT ZEL_SANITIZER AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  set(ZEL_PRODUCT_FLAGS -O3)
+endif()
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^armv")
+  list(APPEND ZEL_PRODUCT_FLAGS -mfpu=neon)
+endif()

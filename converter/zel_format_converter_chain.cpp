@@ -9,7 +9,6 @@
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
 #include "zel_format_converter_src_wrapper.h"
-#include "zel_sample_width.h"
 
 namespace {
 
@@ -26,7 +25,13 @@ int truncate_sample_bit(void* block, unsigned int* bytes, unsigned int source_bi
         ZEL_FC_LOGE("Only support 32 bit to 16 bit trunction.");
         return -EINVAL;
     }
-    zel_truncate_32_to_16(block, *bytes / 4);
+    auto* to = static_cast<unsigned char*>(block);
+    for (std::size_t i = 0; i < *bytes / sizeof(std::int32_t); ++i) {
+        std::int32_t wide = 0;
+        std::memcpy(&wide, to + i * sizeof(wide), sizeof(wide));
+        const auto narrow = static_cast<std::int16_t>(wide >> 16);
+        std::memcpy(to + i * sizeof(narrow), &narrow, sizeof(narrow));
+    }
     *bytes /= 2;
     return 0;
 }
@@ -37,7 +42,14 @@ int padding_sample_bit(const void* in, unsigned int* bytes, void* out, unsigned 
         ZEL_FC_LOGE("Only support 16 bit to 32bit padding.");
         return -EINVAL;
     }
-    zel_pad_16_to_32(in, *bytes / 2, out);
+    const auto* from = static_cast<const unsigned char*>(in);
+    auto* to = static_cast<unsigned char*>(out);
+    for (std::size_t i = 0; i < *bytes / sizeof(std::int16_t); ++i) {
+        std::int16_t narrow = 0;
+        std::memcpy(&narrow, from + i * sizeof(narrow), sizeof(narrow));
+        const std::int32_t wide = std::int32_t{narrow} * 65536;
+        std::memcpy(to + i * sizeof(wide), &wide, sizeof(wide));
+    }
     *bytes *= 2;
     return 0;
 }

@@ -6,9 +6,9 @@
 #include <limits>
 #include <new>
 #include <numeric>
-#include <vector>
+#include <type_traits>
+#include <utility>
 
-#include "zel_kernel_choice.h"
 #include "zel_log.h"
 
 namespace {
@@ -38,37 +38,6 @@ int zel_channel_delay_buffer::create(unsigned int delay_ms, const pcm_config* co
     return 0;
 }
 
-int zel_channel_delay_buffer::read(unsigned char* dst, unsigned int n) {
-    const auto to_end = static_cast<unsigned int>(pu8Buf.get() + u32BufSize - pu8Read);
-    const unsigned int first = std::min(n, to_end);
-    std::memcpy(dst, pu8Read, first);
-    pu8Read += first;
-    if (n > first) {
-        std::memcpy(dst + first, pu8Buf.get(), n - first);
-        pu8Read = pu8Buf.get() + (n - first);
-    }
-    return 0;
-}
-
-int zel_channel_delay_buffer::write(const unsigned char* src, unsigned int n) {
-    const auto to_end = static_cast<unsigned int>(pu8Buf.get() + u32BufSize - pu8Write);
-    const unsigned int first = std::min(n, to_end);
-    std::memcpy(pu8Write, src, first);
-    pu8Write += first;
-    if (n > first) {
-        std::memcpy(pu8Buf.get(), src + first, n - first);
-        pu8Write = pu8Buf.get() + (n - first);
-    }
-    return 0;
-}
-
-void zel_channel_delay_buffer::drop_storage() {
-    pu8Buf.reset();
-    u32BufSize = 0;
-    pu8Read = nullptr;
-    pu8Write = nullptr;
-}
-
 zel_channel_delay::zel_channel_delay()
     : strEnableKey("DelayCoefficientEnable"),
       strBodyKey("ChannelDelayMilliseconds"),
@@ -90,57 +59,19 @@ int zel_channel_delay::init(const std::string& path, const pcm_config* config) {
         bBypass = true;
         ZEL_LOG_PRINT(ANDROID_LOG_DEBUG, kTag, "delay module bypass mode enable");
     } else {
-        status = init_lines(delays_ms, config);
+        bBypass = false;
+        u32SampleBytes = pcm_format_to_bits(config->format) / 8;
+        u32FrameBytes = config->channels * u32SampleBytes;
+        status = create_delay_buffer(&pstDelayBuf, delays_ms, config);
+        if (status == 0) {
+            stConfig = *config;
+        } else {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
+            destroy_delay_buffer(&pstDelayBuf, config->channels);
+        }
     }
     destroy_delay_coefficient(&delays_ms);
     return status;
-}
-
-int zel_channel_delay::init_lines(const unsigned int* delays_ms, const pcm_config* config) {
-    bBypass = false;
-    u32SampleBytes = pcm_format_to_bits(config->format) / 8;
-    u32FrameBytes = config->channels * u32SampleBytes;
-    mHistory.emplace<std::monostate>();
-    int status = create_delay_buffer(&pstDelayBuf, delays_ms, config);
-    if (status == 0 && !init_history(config)) {
-        status = -ENOMEM;
-    }
-    if (status != 0) {
-        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "create delay matrix fail");
-        destroy_delay_buffer(&pstDelayBuf, config->channels);
-        return status;
-    }
-    stConfig = *config;
-    return 0;
-}
-
-/// With other than the plain kernels, one history takes the lines' place. False without memory.
-bool zel_channel_delay::init_history(const pcm_config* config) {
-    const zel_delay_row& row = zel_kernel_row(zel_delay_rows(), zel_kernel_in_use());
-    const std::span lines(pstDelayBuf, config->channels);
-    const auto delays = [](const zel_channel_delay_buffer& line) {
-        return line.delay_frames() > 0;
-    };
-    if (row.merge == nullptr || std::none_of(lines.begin(), lines.end(), delays)) {
-        return true;
-    }
-    try {
-        std::vector<std::uint32_t> frames;
-        for (zel_channel_delay_buffer& line : lines) {
-            line.drop_storage();
-            frames.push_back(line.delay_frames());
-        }
-        if (zel_planar_delay::suits(frames, u32SampleBytes)) {
-            mHistory.emplace<zel_planar_delay>(
-                frames, u32SampleBytes, zel_kernel_row(zel_planes_rows(), zel_kernel_in_use()));
-        } else {
-            mHistory.emplace<zel_delay_history>(frames, u32SampleBytes, row.merge);
-        }
-    } catch (const std::bad_alloc&) {
-        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for the delays");
-        return false;
-    }
-    return true;
 }
 
 int zel_channel_delay::create_delay_buffer(zel_channel_delay_buffer** lines,
@@ -202,39 +133,43 @@ int zel_channel_delay::process(const void* in, void* out, int size) {
     const auto* from = static_cast<const unsigned char*>(in);
     auto* to = static_cast<unsigned char*>(out);
     const std::size_t frames = bytes / u32FrameBytes;
-    if (auto* history = std::get_if<zel_delay_history>(&mHistory)) {
-        history->process(from, to, frames);
-        return 0;
-    }
-    if (auto* planes = std::get_if<zel_planar_delay>(&mHistory)) {
-        planes->process(from, to, frames);
-        return 0;
-    }
-    for (std::size_t c = 0; c < stConfig.channels; ++c) {
-        delay_channel(from + c * u32SampleBytes, to + c * u32SampleBytes, frames, &pstDelayBuf[c]);
+    switch (u32SampleBytes) {
+        case 2:
+            delay_channels(from, to, frames, std::integral_constant<unsigned int, 2>());
+            break;
+        case 4:
+            delay_channels(from, to, frames, std::integral_constant<unsigned int, 4>());
+            break;
+        default:
+            delay_channels(from, to, frames, u32SampleBytes);
     }
     return 0;
 }
 
-/// The line gives the block's first frames, the block's own beginning follows, and its end fills
-/// the line. `in` and `out` point at the channel's sample of the block's first frame.
-void zel_channel_delay::delay_channel(const unsigned char* in, unsigned char* out,
-                                      std::size_t frames, zel_channel_delay_buffer* line) {
+/// A line gives the block's first frames, the block's own beginning follows, and its end fills the
+/// line.
+template <typename Bytes>
+void zel_channel_delay::delay_channels(const unsigned char* in, unsigned char* out,
+                                       std::size_t frames, Bytes sample_bytes) {
     const std::size_t step = u32FrameBytes;
-    const std::size_t from_line = std::min<std::size_t>(frames, line->delay_frames());
-    for (std::size_t f = 0; f < from_line; ++f) {
-        line->read(out + f * step, u32SampleBytes);
-    }
-    for (std::size_t f = from_line; f < frames; ++f) {
-        std::memcpy(out + f * step, in + (f - from_line) * step, u32SampleBytes);
-    }
-    for (std::size_t f = frames - from_line; f < frames; ++f) {
-        line->write(in + f * step, u32SampleBytes);
+    for (std::size_t c = 0; c < stConfig.channels; ++c, in += sample_bytes, out += sample_bytes) {
+        // Moved here, where no store to a block can change it.
+        zel_channel_delay_buffer line = std::move(pstDelayBuf[c]);
+        const std::size_t from_line = std::min<std::size_t>(frames, line.delay_frames());
+        for (std::size_t f = 0; f < from_line; ++f) {
+            line.read(out + f * step, sample_bytes);
+        }
+        for (std::size_t f = from_line; f < frames; ++f) {
+            std::memcpy(out + f * step, in + (f - from_line) * step, sample_bytes);
+        }
+        for (std::size_t f = frames - from_line; f < frames; ++f) {
+            line.write(in + f * step, sample_bytes);
+        }
+        pstDelayBuf[c] = std::move(line);
     }
 }
 
 int zel_channel_delay::deinit() {
     destroy_delay_buffer(&pstDelayBuf, stConfig.channels);
-    mHistory.emplace<std::monostate>();
     return 0;
 }

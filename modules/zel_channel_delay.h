@@ -4,12 +4,9 @@
 #include <tinyalsa/pcm.h>
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
-#include <variant>
-
-#include "zel_delay_history.h"
-#include "zel_planar_delay.h"
 
 /// One channel's delay line: its storage holds exactly the delay's samples. Positions may rest at
 /// the storage's end and go on at its start. Moves whole samples only.
@@ -19,12 +16,11 @@ class zel_channel_delay_buffer {
     /// frames = delay_ms * rate / 1000, truncated. 0, or -12 without a configuration or memory.
     int create(unsigned int delay_ms, const pcm_config* config);
     /// Takes the oldest `n` bytes / stores `n` bytes; `n` is at most the storage's size. Always 0.
+    /// Here, so that a sample of known size costs one move.
     int read(unsigned char* dst, unsigned int n);
     int write(const unsigned char* src, unsigned int n);
 
     std::uint32_t delay_frames() const { return u32DelayFrames; }
-    /// Keeps the delay only, for those whose audio is elsewhere.
-    void drop_storage();
 
   private:
     friend struct zel_channel_delay_access;
@@ -35,6 +31,32 @@ class zel_channel_delay_buffer {
     std::uint8_t* pu8Read = nullptr;
     std::uint8_t* pu8Write = nullptr;
 };
+
+inline int zel_channel_delay_buffer::read(unsigned char* dst, unsigned int n) {
+    const auto to_end = static_cast<unsigned int>(pu8Buf.get() + u32BufSize - pu8Read);
+    if (n <= to_end) {
+        std::memcpy(dst, pu8Read, n);
+        pu8Read += n;
+    } else {
+        std::memcpy(dst, pu8Read, to_end);
+        std::memcpy(dst + to_end, pu8Buf.get(), n - to_end);
+        pu8Read = pu8Buf.get() + (n - to_end);
+    }
+    return 0;
+}
+
+inline int zel_channel_delay_buffer::write(const unsigned char* src, unsigned int n) {
+    const auto to_end = static_cast<unsigned int>(pu8Buf.get() + u32BufSize - pu8Write);
+    if (n <= to_end) {
+        std::memcpy(pu8Write, src, n);
+        pu8Write += n;
+    } else {
+        std::memcpy(pu8Write, src, to_end);
+        std::memcpy(pu8Buf.get(), src + to_end, n - to_end);
+        pu8Write = pu8Buf.get() + (n - to_end);
+    }
+    return 0;
+}
 
 /// Delays each channel of an interleaved stream by its own time, counted from the last init; frames
 /// before the first input are zero. All delays zero is bypass: a copy. No lock: one thread at a
@@ -58,8 +80,19 @@ class zel_channel_delay {
     /// Releases the delay lines. Always 0.
     int deinit();
 
-    // How a file is judged, for tools that explain it; `init` goes the same way.
+    // What `init` is made of.
 
+    /// A line for each channel. 0; -22 without a configuration, or when `*lines` holds lines, which
+    /// are released; -12.
+    int create_delay_buffer(zel_channel_delay_buffer** lines, const unsigned int* delays_ms,
+                            const pcm_config* config);
+    int destroy_delay_buffer(zel_channel_delay_buffer** lines, unsigned int count);
+    /// A table of delays in milliseconds, from the file or all 0. 0, or -22 when there is one; -12.
+    int create_delay_coefficient(const std::string& path, unsigned int** table,
+                                 const pcm_config* config);
+    int destroy_delay_coefficient(unsigned int** table);
+    /// Null when the file cannot be read.
+    std::unique_ptr<char[]> get_cofficient_content(const char* path);
     /// Finds the delays for a channel count. 0, or -22 with a message. `reached`, when not null, is
     /// the index of the entry that decided, or -1 when none did.
     int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params,
@@ -68,8 +101,11 @@ class zel_channel_delay {
     /// all delays 0.
     int load_coefficient(const std::string& path, unsigned int* const* table,
                          unsigned int channels);
+
+    // Helpers, for tools too.
+
     /// Stores the elements of `params` in milliseconds, up to the first that no delay can be: that
-    /// element, after a message, or null.
+    /// element, or null.
     static const cJSON* fill_table(const cJSON* params, unsigned int* table);
     /// The length of a delay at `rate` Hz in frames, truncated.
     static constexpr std::uint32_t delay_frames(unsigned int delay_ms, unsigned int rate) {
@@ -80,18 +116,9 @@ class zel_channel_delay {
   private:
     friend struct zel_channel_delay_access;
 
-    std::unique_ptr<char[]> get_cofficient_content(const char* path);
-    int create_delay_coefficient(const std::string& path, unsigned int** table,
-                                 const pcm_config* config);
-    int destroy_delay_coefficient(unsigned int** table);
-
-    int create_delay_buffer(zel_channel_delay_buffer** lines, const unsigned int* delays_ms,
-                            const pcm_config* config);
-    int destroy_delay_buffer(zel_channel_delay_buffer** lines, unsigned int count);
-    int init_lines(const unsigned int* delays_ms, const pcm_config* config);
-    bool init_history(const pcm_config* config);
-    void delay_channel(const unsigned char* in, unsigned char* out, std::size_t frames,
-                       zel_channel_delay_buffer* line);
+    template <typename Bytes>
+    void delay_channels(const unsigned char* in, unsigned char* out, std::size_t frames,
+                        Bytes sample_bytes);
 
     std::string strEnableKey;
     std::string strBodyKey;
@@ -102,6 +129,4 @@ class zel_channel_delay {
     std::uint32_t u32FrameBytes = 0;
     zel_channel_delay_buffer* pstDelayBuf = nullptr;  ///< owned; one line per channel
     bool bBypass = false;
-    /// Holds the audio, instead of the lines, if set.
-    std::variant<std::monostate, zel_delay_history, zel_planar_delay> mHistory;
 };

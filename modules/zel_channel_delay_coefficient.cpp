@@ -7,17 +7,15 @@
 #include <utility>
 
 #include "zel_channel_delay.h"
-#include "zel_coefficient_log.h"
-#include "zel_json.h"
+#include "zel_coefficient_file.h"
+#include "zel_log.h"
 
 namespace {
 constexpr const char* kTag = "zel_channel_delay";
 }
 
 std::unique_ptr<char[]> zel_channel_delay::get_cofficient_content(const char* path) {
-    zel_text_file file = zel_read_text_file(path);
-    ZEL_LOG_TEXT_FILE(kTag, file);
-    return std::move(file.text);
+    return std::move(::get_cofficient_content(path, kTag).text);
 }
 
 int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channels, cJSON** params,
@@ -86,8 +84,17 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient is disabled");
     } else if (search_coefficient(root.get(), channels, &params) != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "search %d channel delay coefficient fail", count);
-    } else if (fill_table(params, *table) == nullptr) {
+    } else if (const cJSON* wrong = fill_table(params, *table); wrong == nullptr) {
         return 0;
+    } else if (!cJSON_IsNumber(wrong)) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array value fail");
+    } else {
+        int channel = 0;
+        for (const cJSON* before = params->child; before != wrong; before = before->next) {
+            ++channel;
+        }
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay %g ms of channel %d is not between 0 and %d",
+                      wrong->valuedouble, channel, static_cast<int>(kMaxDelayMs));
     }
     ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag,
                   "load %d channel delay coefficient fail use default matrix", count);
@@ -98,22 +105,14 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
 }
 
 const cJSON* zel_channel_delay::fill_table(const cJSON* params, unsigned int* table) {
-    std::size_t k = 0;
     const cJSON* element = nullptr;
     cJSON_ArrayForEach(element, params) {
-        if (!cJSON_IsNumber(element)) {
-            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array value fail");
-            return element;
-        }
-        const double ms = std::trunc(element->valuedouble);
+        const double ms = cJSON_IsNumber(element) ? std::trunc(element->valuedouble) : -1;
         // Written so that a value that is not a number fails, too.
         if (!(ms >= 0 && ms <= kMaxDelayMs)) {
-            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag,
-                          "delay %g ms of channel %d is not between 0 and %d", element->valuedouble,
-                          static_cast<int>(k), static_cast<int>(kMaxDelayMs));
             return element;
         }
-        table[k++] = static_cast<unsigned int>(ms);
+        *table++ = static_cast<unsigned int>(ms);
     }
     return nullptr;
 }

@@ -4,11 +4,8 @@
 #include <tinyalsa/pcm.h>
 
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
-
-#include "zel_mixing_plan.h"
 
 /// Mixes the card's channels into the client's by a weight matrix: every output sample is the
 /// weighted sum of all input samples of its frame. Interleaved 16- or 32-bit samples; no scaling
@@ -33,26 +30,34 @@ class zel_channel_mixing {
     /// Back to idle. Always 0.
     int deinit();
 
-    // How a file is judged, for tools that explain it; `init` goes the same way.
+    // What `init` is made of.
 
-    /// The weights in use, a row by output channel; empty when idle.
-    std::span<const float> matrix() const;
+    /// 0, or -22 with a message.
+    int check_pcm_configs(const pcm_config* in, const pcm_config* out);
+    /// Null when the file cannot be read; throws std::bad_alloc.
+    std::unique_ptr<char[]> get_cofficient_content(const char* path);
     /// The sum of a layout name's fields: 12 for "7.1.4".
     static unsigned int channel_count(const std::string& layout);
     /// Finds the weights for these streams. 0, or -22 with a message. `reached`, when not null, is
     /// the index of the entry that decided, or -1 when none did.
     int search_coefficient(const cJSON* root, unsigned int in_channels, const std::string& layout,
                            unsigned int out_channels, cJSON** params, int* reached = nullptr);
+    /// Fills the matrix, which must be that large. 0, or -22 with the identity in it or, when there
+    /// is no file to read, nothing changed. Throws std::bad_alloc.
+    int load_coefficient(const std::string& path, unsigned int in_channels,
+                         const std::string& layout, unsigned int out_channels);
+
+    // Helpers, for tools too.
+
+    /// The weights in use, a row by output channel; empty when idle.
+    std::span<const float> matrix() const;
     /// Stores the elements of `params` as weights, up to the first that no weight can be: that
     /// element, or null.
     static const cJSON* fill_matrix(const cJSON* params, float* weights);
 
   private:
-    int check_pcm_configs(const pcm_config* in, const pcm_config* out);
-    /// Throws std::bad_alloc.
-    std::unique_ptr<char[]> get_cofficient_content(const char* path);
-    int load_coefficient(const std::string& path, unsigned int in_channels,
-                         const std::string& layout, unsigned int out_channels);
+    friend struct zel_channel_mixing_access;
+
     void fill_identity(unsigned int in_channels, unsigned int out_channels);
 
     std::string strEnableKey;
@@ -66,6 +71,5 @@ class zel_channel_mixing {
     std::string strCoefPath;
     pcm_config stInConfig{};
     pcm_config stOutConfig{};
-    std::unique_ptr<float[]> pf32Matrix;   ///< row by output channel
-    std::optional<zel_mixing_plan> mPlan;  ///< of the matrix as it is
+    std::unique_ptr<float[]> pf32Matrix;  ///< row by output channel
 };

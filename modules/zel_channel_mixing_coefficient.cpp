@@ -11,16 +11,15 @@
 #include <utility>
 
 #include "zel_channel_mixing.h"
-#include "zel_coefficient_log.h"
-#include "zel_json.h"
+#include "zel_coefficient_file.h"
+#include "zel_log.h"
 
 namespace {
 constexpr const char* kTag = "zel_channel_mixing";
 }
 
 std::unique_ptr<char[]> zel_channel_mixing::get_cofficient_content(const char* path) {
-    zel_text_file file = zel_read_text_file(path);
-    ZEL_LOG_TEXT_FILE(kTag, file);
+    zel_text_file file = ::get_cofficient_content(path, kTag);
     if (file.status == zel_text_status::no_memory) {
         // Not the file's fault: an unreadable file would leave the stream silent.
         throw std::bad_alloc();

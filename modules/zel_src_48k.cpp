@@ -1,14 +1,11 @@
 #include "zel_src_48k.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <iterator>
 #include <new>
 
-#include "kernels/zel_vector_kernels.h"
-#include "zel_kernel_choice.h"
 #include "zel_log.h"
 #include "zel_src_48k_state.h"
 
@@ -16,47 +13,68 @@ namespace {
 
 constexpr const char* kTag = "zel_src";
 constexpr std::uint32_t kFactor = 3;
+/// Shorter blocks are faster frame after frame.
+constexpr std::uint32_t kShortFrames = 12;
 
-/// The size of the first block with a silent sample per frame is that of all. 0, or -22.
-int fix_size(std::uint32_t samples) {
-    zel_src_state& src = g_zel_src;
-    if (src.bPadSized && src.u32PadSamples != samples) {
-        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "buf size in inconsistent %d %d",
-                      static_cast<int>(src.u32PadSamples), static_cast<int>(samples));
-        return -EINVAL;
-    }
-    return 0;
+/// Sample position of the window's `frame`-th frame in the history ring.
+inline std::uint32_t position(std::uint32_t frame, std::uint32_t channels) {
+    const std::uint32_t at = g_zel_src.u32ReadIdx + frame * channels;
+    return at < g_zel_src.u32RingLen ? at : at - g_zel_src.u32RingLen;
 }
 
-/// Spreads the caller's frames into working frames with a silent sample at their end. 0 or -12.
-int pad(const std::int16_t* block, std::uint32_t frames) {
-    zel_src_state& src = g_zel_src;
-    const std::uint32_t working = src.u32Channels;
-    const std::uint32_t samples = frames * working;
-    if (!src.ps16PadBuf) {
-        src.ps16PadBuf.reset(new (std::nothrow) std::int16_t[samples]);
-        if (!src.ps16PadBuf) {
-            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "malloc padding buf fail");
-            return -ENOMEM;
+template <std::uint32_t W>
+void finish(const float (&acc)[W], std::int16_t* out) {
+    g_zel_src.u32ReadIdx = position(kFactor, W);
+    for (std::uint32_t ch = 0; ch < W; ++ch) {
+        out[ch] = static_cast<std::int16_t>(std::clamp(acc[ch], -32768.0F, 32767.0F));
+    }
+}
+
+template <std::uint32_t W>
+void scale_folded(std::int16_t* out) {
+    const std::int16_t* history = g_zel_src.as16History;
+    const std::uint32_t half = g_zel_src.u32HalfOrder;
+    const auto last = static_cast<std::uint32_t>(res_order) - 1;
+    float acc[W] = {};
+    for (std::uint32_t k = 0; k < half; ++k) {
+        const std::int16_t* early = history + position(k, W);
+        const std::int16_t* late = history + position(last - k, W);
+        for (std::uint32_t ch = 0; ch < W; ++ch) {
+            const float pair = static_cast<float>(early[ch]) + static_cast<float>(late[ch]);
+            const float product = res_coeff[k] * pair;
+            acc[ch] += product;
         }
     }
-    std::fill_n(src.ps16PadBuf.get(), samples, std::int16_t{0});
-    for (std::size_t f = 0; f < frames; ++f) {
-        std::copy_n(block + f * (working - 1), working - 1, src.ps16PadBuf.get() + f * working);
+    if (g_zel_src.u32OddOrder == 1) {
+        const std::int16_t* centre = history + position(half, W);
+        for (std::uint32_t ch = 0; ch < W; ++ch) {
+            const float product = res_coeff[half] * static_cast<float>(centre[ch]);
+            acc[ch] += product;
+        }
     }
-    return 0;
+    finish<W>(acc, out);
+}
+
+/// Spreads the caller's frames into working frames with a silent sample at their end.
+void pad(const std::int16_t* block, std::uint32_t frames) {
+    const std::uint32_t working = g_zel_src.u32Channels;
+    std::int16_t* to = g_zel_src.ps16PadBuf.get();
+    std::fill_n(to, frames * working, std::int16_t{0});
+    for (std::size_t f = 0; f < frames; ++f) {
+        std::copy_n(block + f * (working - 1), working - 1, to + f * working);
+    }
 }
 
 void unpad(std::int16_t* block, std::uint32_t frames) {
     const std::uint32_t working = g_zel_src.u32Channels;
+    const std::int16_t* from = g_zel_src.ps16PadBuf.get();
     for (std::size_t f = 0; f < frames; ++f) {
-        std::copy_n(g_zel_src.ps16PadBuf.get() + f * working, working - 1,
-                    block + f * (working - 1));
+        std::copy_n(from + f * working, working - 1, block + f * (working - 1));
     }
 }
 
 /// Output frame g overwrites input that is in the history by then.
-void convert(std::int16_t* block, std::uint32_t samples) {
+void convert_frames(std::int16_t* block, std::uint32_t samples) {
     zel_src_state& src = g_zel_src;
     const std::uint32_t group = kFactor * src.u32Channels;
     std::uint32_t out = 0;
@@ -68,29 +86,49 @@ void convert(std::int16_t* block, std::uint32_t samples) {
     }
 }
 
-int convert_plain(std::int16_t* block, std::uint32_t frames, std::uint32_t samples) {
-    if (!g_zel_src.bPadding) {
-        convert(block, samples);
-        return 0;
+zel_src_kernel find_kernel(std::int64_t channels) {
+    switch (channels) {
+        case 2:
+            return ch2_scale48k;
+        case 4:
+            return ch4_scale48k;
+        case 6:
+            return ch6_scale48k;
+        case 8:
+            return ch8_scale48k;
+        default:
+            return nullptr;
     }
-    const int status = pad(block, frames);
-    if (status == 0) {
-        convert(g_zel_src.ps16PadBuf.get(), samples);
-        unpad(block, frames / kFactor);
-    }
-    return status;
 }
-
-constexpr auto kRows = std::to_array<zel_src_row>({{"plain", nullptr, nullptr},
-#define ZEL_ROW(set) {#set, zel_##set::src_reset, zel_##set::src_convert},
-                                                   ZEL_EACH_KERNEL_SET(ZEL_ROW)
-#undef ZEL_ROW
-});
 
 }  // namespace
 
-std::span<const zel_src_row> zel_src_rows() {
-    return kRows;
+// Stays in memory: at the process's end a worker that a card holds may still use it.
+zel_src_state& g_zel_src = *new zel_src_state;
+
+// Two channels use the direct form, more the folded form; the order of the sums is part of the
+// result.
+
+void ch2_scale48k(std::int16_t* out, unsigned int pos) {
+    float acc[2] = {};
+    for (std::uint32_t t = 0; t < static_cast<std::uint32_t>(res_order); ++t) {
+        const std::int16_t* frame = g_zel_src.as16History + position(t, 2);
+        for (std::uint32_t ch = 0; ch < 2; ++ch) {
+            const float product = res_coeff[t] * static_cast<float>(frame[ch]);
+            acc[ch] += product;
+        }
+    }
+    finish<2>(acc, out + pos);
+}
+
+void ch4_scale48k(std::int16_t* out, unsigned int pos) {
+    scale_folded<4>(out + pos);
+}
+void ch6_scale48k(std::int16_t* out, unsigned int pos) {
+    scale_folded<6>(out + pos);
+}
+void ch8_scale48k(std::int16_t* out, unsigned int pos) {
+    scale_folded<8>(out + pos);
 }
 
 int Ovra_VOC_SrcInit48k(int channels) {
@@ -105,9 +143,7 @@ int Ovra_VOC_SrcInit48k(int channels) {
     std::fill(std::begin(src.as16History), std::end(src.as16History), std::int16_t{0});
     const bool odd = channels % 2 != 0;
     const std::int64_t working = std::int64_t{channels} + (odd ? 1 : 0);
-    src.pfnScale = working > 0 && working <= kZelSrcMaxChannels
-                       ? zel_find_src_kernel(static_cast<std::uint32_t>(working))
-                       : nullptr;
+    src.pfnScale = find_kernel(working);
     if (src.pfnScale == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "SRC channel num %d out of spec",
                       static_cast<int>(working));
@@ -121,10 +157,7 @@ int Ovra_VOC_SrcInit48k(int channels) {
     src.u32OddOrder = order % 2;
     src.u32HalfOrder = order / 2;
     src.u32WriteIdx = order * src.u32Channels;
-    src.pstRow = &zel_kernel_row(zel_src_rows(), zel_kernel_in_use());
-    if (src.pstRow->reset != nullptr) {
-        src.pstRow->reset(&src.stWindow, static_cast<std::size_t>(channels));
-    }
+    src.u32Lanes = zel_src_widest_lanes();
     src.bInited = true;
     return 0;
 }
@@ -149,17 +182,31 @@ int Ovra_VOC_SrcProcess48k(std::int16_t* block, unsigned int* samples) {
         return -EINVAL;
     }
     const std::uint32_t working = frames * src.u32Channels;
-    int status = src.bPadding ? fix_size(working) : 0;
-    if (status == 0 && src.pstRow->convert != nullptr) {
-        src.pstRow->convert(&src.stWindow, block, frames);
-    } else if (status == 0) {
-        status = convert_plain(block, frames, working);
-    }
-    if (status != 0) {
-        return status;
+    if (src.ps16PadBuf && src.u32PadSamples != working) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "buf size in inconsistent %d %d",
+                      static_cast<int>(src.u32PadSamples), static_cast<int>(working));
+        return -EINVAL;
     }
     src.u32PadSamples = working;
-    src.bPadSized = src.bPadding;
+    if (src.bPadding) {
+        if (!src.ps16PadBuf) {
+            src.ps16PadBuf.reset(new (std::nothrow) std::int16_t[working]);
+        }
+        if (!src.ps16PadBuf) {
+            ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "malloc padding buf fail");
+            return -ENOMEM;
+        }
+        pad(block, frames);
+    }
+    std::int16_t* const converted = src.bPadding ? src.ps16PadBuf.get() : block;
+    if (src.u32Lanes == 0 || frames < kShortFrames) {
+        convert_frames(converted, working);
+    } else {
+        zel_src_convert_block(converted, working);
+    }
+    if (src.bPadding) {
+        unpad(block, frames / kFactor);
+    }
     *samples /= kFactor;
     return 0;
 }
@@ -167,7 +214,6 @@ int Ovra_VOC_SrcProcess48k(std::int16_t* block, unsigned int* samples) {
 int Ovra_VOC_SrcDeInit48k() {
     g_zel_src.bPadding = false;
     g_zel_src.bInited = false;
-    g_zel_src.bPadSized = false;
     g_zel_src.ps16PadBuf.reset();
     return 0;
 }

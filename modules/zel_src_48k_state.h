@@ -2,10 +2,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <span>
 
 #include "zel_src_48k.h"
-#include "zel_src_48k_window.h"
 
 /// Frames that the history holds: the filter's window and room for incoming groups of three.
 inline constexpr std::uint32_t kZelSrcHistoryFrames = 252;
@@ -15,22 +13,12 @@ inline constexpr std::uint32_t kZelSrcMaxChannels = 8;
 /// moves the window on by three frames.
 using zel_src_kernel = void (*)(std::int16_t* out, unsigned int pos);
 
-/// Kernels for whole blocks with a history of their own; the plain row, the first, has none: there
-/// `as16History` and the `chN_scale48k` do the work, and define every result.
-struct zel_src_row {
-    const char* name;
-    zel_src_reset_kernel reset;
-    zel_src_block_kernel convert;
-};
-std::span<const zel_src_row> zel_src_rows();
-
 /// The converter's state. W is the working channel count: the caller's, or one more when that is
 /// odd. Positions count samples.
 struct zel_src_state {
     bool bInited = false;
-    bool bPadding = false;   ///< each working frame has a silent sample at its end
-    bool bPadSized = false;  ///< a first block has fixed `u32PadSamples` until the release
-    std::unique_ptr<std::int16_t[]> ps16PadBuf;  ///< plain row only
+    bool bPadding = false;  ///< each working frame has a silent sample at its end
+    std::unique_ptr<std::int16_t[]> ps16PadBuf;
     std::uint32_t u32Channels = 0;
     std::uint32_t u32PadSamples = 0;
     std::uint32_t u32WriteIdx = 0;
@@ -40,16 +28,21 @@ struct zel_src_state {
     std::uint32_t u32HalfOrder = 0;
     std::uint32_t u32ReadIdx = 0;
     std::uint32_t u32OddOrder = 0;
-    const zel_src_row* pstRow = nullptr;  ///< set by init
-    zel_src_window stWindow;              ///< history of the rows other than the plain one
+    /// Floats that long blocks are converted with at once; 0 for frame after frame. Init takes what
+    /// the CPU has, all widths give the same results.
+    std::uint32_t u32Lanes = 0;
 };
 
 extern zel_src_state& g_zel_src;
 
+// They define every result.
 void ch2_scale48k(std::int16_t* out, unsigned int pos);
 void ch4_scale48k(std::int16_t* out, unsigned int pos);
 void ch6_scale48k(std::int16_t* out, unsigned int pos);
 void ch8_scale48k(std::int16_t* out, unsigned int pos);
 
-/// The plain kernel for a working channel count of 2, 4, 6 or 8, else null.
-zel_src_kernel zel_find_src_kernel(std::uint32_t channels);
+/// 8 or 4.
+std::uint32_t zel_src_widest_lanes();
+/// What frame after frame does with a block of whole groups of three frames, `u32Lanes` outputs at
+/// once: the same output at the block's start, ring and positions.
+void zel_src_convert_block(std::int16_t* block, std::uint32_t samples);

@@ -4,7 +4,7 @@
 #include "check_print.h"
 #include "check_text.h"
 #include "zel_channel_delay.h"
-#include "zel_json.h"
+#include "zel_coefficient_file.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "zel_json.h"
+#include "zel_coefficient_file.h"
 
 // Pieces of text for messages about coefficient files.
 

@@ -6,8 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "zel_json.h"
-#include "zel_text_file.h"
+#include "zel_coefficient_file.h"
 
 /// A place in a file, counted from 1; a column is a character of UTF-8. Line 0: the file as a
 /// whole.

@@ -19,7 +19,6 @@ constexpr titled_text kSections[] = {
     {"Environment",
      "ZEL_VOICE_CONFIG_DIR  folder of voice_channel_mixing_coef.json and\n"
      "                      voice_channel_delay_coef.json on a host\n"
-     "ZEL_FC_KERNEL         kernels to use: plain, sse2, avx2, avx512, neon\n"
      "ZEL_LOOPBACK_CARD     settings of the simulated card: \"PCM Slave Channels=2;...\"\n"
      "ZEL_CAPTURE_FILE      where capture writes when no file is named"},
 };

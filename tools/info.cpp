@@ -18,7 +18,6 @@
 #include "file_coefficients.h"
 #include "library_log.h"
 #include "virtual_card.h"
-#include "zel_kernel_choice.h"
 
 namespace {
 
@@ -116,14 +115,6 @@ void print_files(const findings& found) {
                chain.delay_reason);
 }
 
-void print_kernels() {
-    std::printf("\nKernels\n  in use: %s   built:", zel_kernel_in_use());
-    for (const zel_kernel_set& set : zel_kernel_sets()) {
-        std::printf(" %s%s", set.name, set.supported() ? "" : " (not on this CPU)");
-    }
-    std::printf("\n");
-}
-
 void print_matrix(const findings& found, unsigned int out) {
     const std::size_t in = found.chain.card_channels;
     std::printf("  gain in dB from card channel\n          ");
@@ -180,18 +171,6 @@ json_value array_of(const auto& values) {
     return array;
 }
 
-json_value kernels_json() {
-    json_value sets = json_value::array();
-    for (const zel_kernel_set& set : zel_kernel_sets()) {
-        json_value one = json_value::object();
-        one.set("name", set.name).set("supported", set.supported());
-        sets.append(std::move(one));
-    }
-    json_value kernels = json_value::object();
-    kernels.set("in_use", zel_kernel_in_use()).set("built", std::move(sets));
-    return kernels;
-}
-
 void print_json(const info_options& options, const findings& found) {
     json_value settings = json_value::object();
     for (const setting& one : found.settings) {
@@ -209,7 +188,6 @@ void print_json(const info_options& options, const findings& found) {
     }
     json_value all = json_value::object();
     all.set("limits", limits_json(found.limits))
-        .set("kernels", kernels_json())
         .set("mixing_file", unquoted(value_of(found, "FC mixing coef file")))
         .set("delay_file", unquoted(value_of(found, "FC delay coef file")))
         .set("controls", std::move(settings))
@@ -241,7 +219,6 @@ exit_code run_info(const info_options& options) {
         print_json(options, found);
     } else {
         print_limits(found.limits);
-        print_kernels();
         print_files(found);
         print_chain_for(options, found);
         print_settings(found);

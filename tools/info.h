@@ -14,6 +14,6 @@ struct info_options {
 };
 
 /// Opens the virtual card as a client would, closes it again and prints what is in force: limits,
-/// kernels, coefficient files, the card's settings and the chain for this client. What cannot be
-/// told is said and left out; the exit code is that of the first such thing.
+/// coefficient files, the card's settings and the chain for this client. What cannot be told is said
+/// and left out; the exit code is that of the first such thing.
 exit_code run_info(const info_options& options);

@@ -16,24 +16,21 @@ compile_commands, arch, is_release = pathlib.Path(sys.argv[2]), sys.argv[3], sys
 modules = read_blueprints(root / "Android.bp", root / "android/Android.bp")
 
 LIBRARY = "libzel_tinyalsa_format_converter_plugin"
-KERNELS = "zel_fc_kernels_"
 # Not the library's own choice: what Soong sets itself, the build type's, and g++'s own.
 LEFT_TO_SOONG = {
     "-O2", "-g", "-DNDEBUG", "-fPIC", "-U_FORTIFY_SOURCE", "-D_FORTIFY_SOURCE=2",
-    "-fstack-protector-strong", "-fno-predictive-commoning", "-fno-tree-ter", "-fno-tree-pre",
-    "-Dzel_tinyalsa_format_converter_plugin_EXPORTS"}
+    "-fstack-protector-strong", "-Dzel_tinyalsa_format_converter_plugin_EXPORTS"}
 
 
 def cmake_compilations():
-    """Of each file of the library: its path, the flags that change what is made or what is
-    accepted, and its kernel set or None."""
+    """Of each file of the library: its path, and the flags that change what is made or what is
+    accepted."""
     for entry in json.loads(compile_commands.read_text()):
         if re.search(" -o (plugin|converter|modules)/", entry["command"]):
             source = os.path.relpath(entry["file"], root)
             words = entry["command"].split()
             flags = {word for word in words if re.match("-[DUfmOgW]", word)} - LEFT_TO_SOONG
-            kernel_set = re.search(r" -DZEL_KERNEL_SET=zel_(\S+)", entry["command"])
-            yield source, flags, kernel_set and kernel_set[1]
+            yield source, flags
 
 
 def all_of(module, name, arch=""):
@@ -51,34 +48,14 @@ def sources_of(module):
 
 class AndroidBp(unittest.TestCase):
     def test_names_the_sources_that_cmake_compiles(self):
-        compilations = list(cmake_compilations())
-        library = {source for source, _, kernel_set in compilations if not kernel_set}
-        kernels = {source for source, _, kernel_set in compilations if kernel_set}
+        library = {source for source, _ in cmake_compilations()}
         self.assertGreater(len(library), 20)
         self.assertEqual(sources_of(LIBRARY), library)
-        for name in modules:
-            if name.startswith(KERNELS):
-                self.assertEqual(sources_of(name), kernels, name)
 
     @unittest.skipUnless(is_release, "this build has other flags")
     def test_compiles_with_the_flags_of_cmake(self):
-        for source, flags, kernel_set in cmake_compilations():
-            module = KERNELS + kernel_set if kernel_set else LIBRARY
-            self.assertEqual(all_of(module, "cflags", arch), flags, f"{module}, {source}")
-
-    def test_has_every_kernel_set_with_its_flags(self):
-        # CMake's list, of which one build sees one architecture's only.
-        cmake = (root / "modules/kernels/CMakeLists.txt").read_text()
-        wanted = [(name, sorted(flags.split()))
-                  for name, flags in re.findall(r"\n +add_kernel_set\((\w+) ?([^)]*)\)", cmake)]
-        got = []
-        for arch in ("arm", "arm64", "x86_64", "x86"):
-            for library in all_of(LIBRARY, "static_libs", arch):
-                self.assertEqual(modules[library]["arch"][arch]["enabled"], "true", library)
-                flags = [flag for flag in all_of(library, "cflags", arch) if flag[1] == "m"]
-                got.append((library.removeprefix(KERNELS), sorted(flags)))
-        self.assertEqual(len(wanted), 5)
-        self.assertEqual(sorted(got), sorted(wanted))
+        for source, flags in cmake_compilations():
+            self.assertEqual(all_of(LIBRARY, "cflags", arch), flags, source)
 
     def test_links_as_cmake_does(self):
         cmake = (root / "plugin/CMakeLists.txt").read_text()

@@ -9,18 +9,10 @@
 #include <vector>
 
 #include "captured_log.h"
+#include "stage_access.h"
 #include "stream_config.h"
 #include "test_folder.h"
-#include "zel_channel_delay.h"
 #include "zel_format_converter_delay_wrapper.h"
-
-struct zel_channel_delay_access {
-    static int create_buffer(zel_channel_delay& stage, const pcm_config* config) {
-        zel_channel_delay_buffer* lines = nullptr;
-        return stage.create_delay_buffer(&lines, nullptr, config);
-    }
-    static bool has_lines(const zel_channel_delay& stage) { return stage.pstDelayBuf != nullptr; }
-};
 
 namespace {
 
@@ -113,9 +105,10 @@ TEST(channel_delay, states_and_bad_calls) {
     EXPECT_EQ(stage.init(path, &config), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("delay buffer alredy exist"));
     EXPECT_TRUE(zel_test::log_has("create delay matrix fail"));
-    EXPECT_FALSE(zel_channel_delay_access::has_lines(stage));
+    EXPECT_EQ(zel_channel_delay_access::lines(stage), nullptr);
 
-    EXPECT_EQ(zel_channel_delay_access::create_buffer(stage, nullptr), -EINVAL);
+    zel_channel_delay_buffer* lines = nullptr;
+    EXPECT_EQ(stage.create_delay_buffer(&lines, nullptr, nullptr), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("pcm config : (nil) is invalid"));
     EXPECT_EQ(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));

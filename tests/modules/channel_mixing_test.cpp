@@ -1,4 +1,4 @@
-// The mixing stage: its arithmetic, by hand and against every kernel's plain definition.
+// The mixing stage: its arithmetic by hand, its states and what it refuses.
 
 #include <gtest/gtest.h>
 

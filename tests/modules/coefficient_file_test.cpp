@@ -14,21 +14,19 @@
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
 
-struct zel_channel_delay_access {
-    static std::vector<unsigned int> table(const std::string& path, unsigned int channels) {
-        zel_channel_delay stage;
-        const pcm_config config = zel_test::stream_config(channels);
-        unsigned int* values = nullptr;
-        EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
-        std::vector<unsigned int> result(values, values + channels);
-        EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), -EINVAL);
-        stage.destroy_delay_coefficient(&values);
-        EXPECT_EQ(values, nullptr);
-        return result;
-    }
-};
-
 namespace {
+
+std::vector<unsigned int> delay_table(const std::string& path, unsigned int channels) {
+    zel_channel_delay stage;
+    const pcm_config config = zel_test::stream_config(channels);
+    unsigned int* values = nullptr;
+    EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
+    std::vector<unsigned int> result(values, values + channels);
+    EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), -EINVAL);
+    stage.destroy_delay_coefficient(&values);
+    EXPECT_EQ(values, nullptr);
+    return result;
+}
 
 std::string file_with(const std::string& text) {
     return zel_test::write_file("coefficients.json", text);
@@ -137,7 +135,7 @@ TEST(delay_file, odd_texts_give_their_delays_and_messages) {
     };
     for (const auto& c : cases) {
         zel_test::clear_log();
-        EXPECT_EQ(zel_channel_delay_access::table(file_with(c.text), 2), c.delays) << c.text;
+        EXPECT_EQ(delay_table(file_with(c.text), 2), c.delays) << c.text;
         for (const char* message : c.messages) {
             EXPECT_TRUE(zel_test::log_has(message)) << c.text << "\nlacks " << message;
         }
@@ -145,9 +143,9 @@ TEST(delay_file, odd_texts_give_their_delays_and_messages) {
         EXPECT_TRUE(zel_test::log_has("delay coefficient already exist"));
     }
     zel_test::clear_log();
-    EXPECT_EQ(zel_channel_delay_access::table("", 2), none);
+    EXPECT_EQ(delay_table("", 2), none);
     EXPECT_TRUE(zel_test::log_has("input file size is empty"));
-    EXPECT_EQ(zel_channel_delay_access::table("/nowhere", 2), none);
+    EXPECT_EQ(delay_table("/nowhere", 2), none);
     EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere fail"));
 }
 

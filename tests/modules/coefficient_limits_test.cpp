@@ -14,7 +14,7 @@
 #include "test_folder.h"
 #include "zel_format_converter_delay_wrapper.h"
 #include "zel_format_converter_mixing_wrapper.h"
-#include "zel_text_file.h"
+#include "zel_coefficient_file.h"
 
 namespace {
 

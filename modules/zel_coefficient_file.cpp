@@ -1,4 +1,4 @@
-#include "zel_text_file.h"
+#include "zel_coefficient_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <new>
+
+#include "zel_log.h"
 
 namespace {
 
@@ -64,4 +66,24 @@ zel_text_file zel_read_text_file(const char* path) {
     read_content(file, &result);
     result.close_failed = std::fclose(file) != 0;
     return result;
+}
+
+zel_text_file get_cofficient_content(const char* path, const char* tag) {
+    zel_text_file file = zel_read_text_file(path);
+    if (file.status == zel_text_status::seek_end_failed) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, tag, "fseek to end fail");
+    } else if (file.status == zel_text_status::bad_size) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, tag, "file size incorrect");
+    } else if (file.status == zel_text_status::seek_set_failed) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, tag, "fseek to set fail");
+    } else if (file.status == zel_text_status::no_memory) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, tag, "mallc content fail");
+    }
+    if (file.short_read) {
+        std::fprintf(stderr, "fread size not match, errno=(%d)\n", file.error);
+    }
+    if (file.close_failed) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, tag, "fclose fail");
+    }
+    return file;
 }
