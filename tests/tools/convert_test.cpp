@@ -17,7 +17,7 @@
 
 #include "capture.h"
 #include "chain_model.h"
-#include "file_coefficients.h"
+#include "stage_coefficients.h"
 #include "test_folder.h"
 #include "zel_loopback_signal.h"
 
