@@ -4,9 +4,9 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <future>
 #include <limits>
 #include <new>
-#include <thread>
 #include <vector>
 
 #include "captured_log.h"
@@ -95,7 +95,7 @@ TEST(ring_buf, reader_beside_a_writer_sees_whole_blocks_in_order) {
     const pcm_config config = ring_config(1000, 32, 4, 1);
     zel_ring_buf ring(&config, 32);
     constexpr std::uint32_t kBlocks = 3000;
-    const std::jthread writer([&ring] {
+    const auto writer = std::async(std::launch::async, [&ring] {
         for (std::uint32_t n = 1; n <= kBlocks; ++n) {
             const std::vector<std::uint32_t> block(16, n);
             const timespec ts{static_cast<time_t>(n), 0};
