@@ -75,9 +75,10 @@ int zel_epoll::wait() {
     }
     for (int i = 0; i < ready; ++i) {
         constexpr std::uint32_t kClosing = EPOLLRDHUP | EPOLLHUP | EPOLLERR;
-        if ((event(i).events & kClosing) == EPOLLRDHUP) {
-            del(event(i).data.fd);
-            close(event(i).data.fd);
+        const epoll_event& event = astEvents[static_cast<std::size_t>(i)];
+        if ((event.events & kClosing) == EPOLLRDHUP) {
+            del(event.data.fd);
+            close(event.data.fd);
         }
     }
     return ready;

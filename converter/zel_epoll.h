@@ -25,17 +25,16 @@ class zel_epoll {
     int add(int fd);
     /// Stops watching `fd`. 0 or a negated errno.
     int del(int fd);
-    /// Number of ready descriptors (0 on timeout), described by `event(0)` and on, or a negated
-    /// errno. An interruption by a signal does not end the wait. A descriptor whose peer has shut
-    /// down its sending side is unregistered and closed here; its event is still reported.
+    /// Number of ready descriptors (0 on timeout), described by the first of `astEvents`, or a
+    /// negated errno. An interruption by a signal does not end the wait. A descriptor whose peer
+    /// has shut down its sending side is unregistered and closed here; its event is still reported.
     int wait();
     /// Closes the epoll instance. Always 0.
     int deinit();
 
-    const epoll_event& event(int index) const { return astEvents[static_cast<std::size_t>(index)]; }
+    std::array<epoll_event, kEventSlots> astEvents{};  ///< what the last `wait` found
 
   private:
     std::int32_t s32TimeoutMs = 0;
     std::int32_t s32EpollFd = -1;
-    std::array<epoll_event, kEventSlots> astEvents{};
 };

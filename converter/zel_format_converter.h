@@ -9,7 +9,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <semaphore>
 #include <string>
 #include <thread>
 
@@ -57,9 +56,9 @@ static_assert(sizeof(ctl_cmd) == 40, "the command record has no padding");
 ///
 /// Threads: [client] any thread that calls a plugin operation, serialised by mLock; [worker] the
 /// thread "FC routine", which never takes mLock. A client waits for the worker while a command is
-/// carried out, so the worker builds and releases the stream undisturbed. A client operation that
-/// is called from inside the event callback runs on the worker: it works, but for commands, which
-/// nobody could carry out then.
+/// carried out, so the worker builds and releases the stream undisturbed. The event callback runs
+/// on the worker and must call no client operation; a command, which nobody could carry out then,
+/// is refused.
 class zel_format_converter {
   public:
     /// Values of a path property lie in a 128-byte area, terminating zero included.
@@ -70,13 +69,14 @@ class zel_format_converter {
     static std::atomic<std::uint32_t> u32LOG_LEVEL;
 
     /// [any] Builds the converter on the first call; it lives until the process ends. Its end waits
-    /// for the worker, but for 13 s at most: a worker that a card holds longer is left behind.
+    /// for the worker; one that does not answer within 1 s, because a card holds it, is left
+    /// behind.
     static zel_format_converter& getInstance();
 
     zel_format_converter(const zel_format_converter&) = delete;
     zel_format_converter& operator=(const zel_format_converter&) = delete;
 
-    /// [client, closed] Builds the stream for the client's configuration. 0, -22 for null, for a
+    /// [client, closed] Builds the stream for the client's configuration. 0, -22 for a
     /// configuration without a sample and when a stream is open, -19, -12, -1 or another error of
     /// the step that failed; then nothing of the stream is left. This and the other two commands:
     /// -5 or -62 when the worker does not answer (it may still carry the command out later), the
@@ -89,8 +89,7 @@ class zel_format_converter {
     /// above.
     int start();
     /// [client] Replaces the callback that the worker makes after the first block of a restarted
-    /// stream. An empty callable leaves none. Waits for a call under way, unless called from inside
-    /// it. Always 0.
+    /// stream. An empty callable leaves none. Waits for a call under way. Always 0.
     int register_cb(std::function<void(void*)> callback, void* arg);
     /// [client] Withdraws the callback if it is registered with `arg`; waits in the same way, so
     /// that `arg` may be released afterwards.
@@ -98,7 +97,8 @@ class zel_format_converter {
     /// [client] Takes up to `bytes` bytes of interleaved frames; never waits. The number taken (0
     /// when none is there), or -22 without a stream or buffer.
     int read(void* buffer, unsigned int bytes);
-    /// [client] Copies a property's value to `data`, or takes it from there. 0 or -22; -12.
+    /// [client] Copies a property's value to `data`, or takes it from there. 0 or -22. `set` may
+    /// throw std::bad_alloc for a path.
     int get(property_e property, void* data);
     int set(property_e property, const void* data);
 
@@ -136,15 +136,12 @@ class zel_format_converter {
     void shut_down();
     bool in_forked_child() const;
 
-    std::unique_lock<std::mutex> client_lock();
+    std::unique_lock<std::mutex> lock_for_command();
 
     // Command channel [client, mLock held, unless said otherwise].
     int create_fc_task();
     int destroy_fc_task();
     int send_command(const ctl_cmd* cmd);
-    int exchange_command(zel_epoll& poller, const ctl_cmd& cmd, std::int32_t& result);
-    int await_result(zel_epoll& poller, std::uint32_t cmd, std::uint32_t number,
-                     std::int32_t& result);
     int process_command();                    // [worker]
     int execute_command(const ctl_cmd& cmd);  // [worker]
     int open_stream(const ctl_cmd& cmd);      // [worker]
@@ -153,11 +150,9 @@ class zel_format_converter {
     // All below: [worker].
     void* routine();
     void handle_commands(const zel_epoll& poller, int ready);
-    bool more_commands(std::uint32_t taken_before) const;
     void run_capture_cycle(timespec* ts);
 
     int open_pcm_device();
-    int set_device_format(pcm_config* config);
     int open_capture_stream(pcm_config* config);
     int fail_open(int status);
     int read_pcm_device(timespec* ts);
@@ -165,6 +160,7 @@ class zel_format_converter {
     int get_loopback_source();
     int close_pcm_device();
     int restart_fc();
+    int fail_restart(int status);
 
     int init_fc_submodule();
     int init_delay_stage(const pcm_config& working);
@@ -229,19 +225,13 @@ class zel_format_converter {
 
     // Calls of the card that failed in a row, in as many capture cycles.
     std::uint32_t u32CardFailures = 0;
-    // Commands by number, from 1: written by clients (with mLock held), taken by the worker, and
-    // the last one answered, its number above its result.
-    std::uint32_t u32SentCommands = 0;
-    std::uint32_t u32TakenCommands = 0;
-    std::atomic<std::uint64_t> u64LastAnswer{0};
-    std::binary_semaphore mRoutineEnded{0};  // the worker's last word
-    bool bRoutineStuck = false;              // it has been left behind and still uses the object
-    pid_t s32OwnerPid = 0;  // the process whose worker this is; a forked child has none
-    // Each guards one meeting of a client with the worker outside a command: the ring reference and
-    // what the last read found, the two path strings. Held for a copy only.
+    std::uint32_t u32OwedResults = 0;  // of commands that were sent, not yet read from the pipe
+    bool bRoutineStuck = false;        // the worker has been left behind and still uses the object
+    pid_t s32OwnerPid = 0;             // the process whose worker this is; a forked child has none
+    // Each guards one meeting of a client with the worker outside a command: the ring reference,
+    // the two path strings. Held for a copy only.
     std::mutex mRingLock;
     std::mutex mPathLock;
-    // The callback and its argument, and the call itself. Recursive: the callback may replace or
-    // withdraw itself. Never waited for under mLock.
-    std::recursive_mutex mEventCbLock;
+    // The callback and its argument, and the call itself. Never waited for under mLock.
+    std::mutex mEventCbLock;
 };

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "zel_fc_log.h"
@@ -68,31 +67,33 @@ void zel_format_converter::shut_down() {
     }
 }
 
-/// Empty on the worker: a client that holds mLock may be waiting for this very thread.
-std::unique_lock<std::mutex> zel_format_converter::client_lock() {
+/// Empty on the worker, where the command is refused: a client that holds mLock may be waiting for
+/// this very thread.
+std::unique_lock<std::mutex> zel_format_converter::lock_for_command() {
     return on_worker() ? std::unique_lock<std::mutex>() : std::unique_lock(mLock);
 }
 
 int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
     ZEL_FC_LOGT("+");
-    const auto lock = client_lock();
-    int result = -EINVAL;
-    if (config != nullptr) {
-        ZEL_FC_LOGI("open FC with %d channel %d bits %dk flags 0x%x",
-                    static_cast<int>(config->channels),
-                    static_cast<int>(pcm_format_to_bits(config->format)),
-                    static_cast<int>(config->rate), flags);
-        const ctl_cmd cmd{FC_OPEN,
-                          {config->channels, config->rate, config->period_size,
-                           config->period_count, static_cast<std::uint32_t>(config->format),
-                           static_cast<std::uint32_t>(config->start_threshold),
-                           static_cast<std::uint32_t>(config->stop_threshold),
-                           static_cast<std::uint32_t>(config->silence_threshold)},
-                          flags};
-        result = send_command(&cmd);
-    }
+    const auto lock = lock_for_command();
+    ZEL_FC_LOGI("open FC with %d channel %d bits %dk flags 0x%x",
+                static_cast<int>(config->channels),
+                static_cast<int>(pcm_format_to_bits(config->format)),
+                static_cast<int>(config->rate), flags);
+    const ctl_cmd cmd{FC_OPEN,
+                      {config->channels, config->rate, config->period_size, config->period_count,
+                       static_cast<std::uint32_t>(config->format),
+                       static_cast<std::uint32_t>(config->start_threshold),
+                       static_cast<std::uint32_t>(config->stop_threshold),
+                       static_cast<std::uint32_t>(config->silence_threshold)},
+                      flags};
+    const int result = send_command(&cmd);
     if (result != 0) {
         ZEL_FC_LOGE("open fc fail");
+    } else {
+        // What the last stream's reads found is not this one's.
+        stReadTimestamp = {};
+        u32AvailFrames = 0;
     }
     ZEL_FC_LOGT("-");
     return result;
@@ -100,7 +101,7 @@ int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
 
 int zel_format_converter::close() {
     ZEL_FC_LOGT("+");
-    const auto lock = client_lock();
+    const auto lock = lock_for_command();
     ZEL_FC_LOGI("close");
     const ctl_cmd cmd{FC_CLOSE, {}, 0};
     const int result = send_command(&cmd);
@@ -113,7 +114,7 @@ int zel_format_converter::close() {
 
 int zel_format_converter::start() {
     ZEL_FC_LOGT("+");
-    const auto lock = client_lock();
+    const auto lock = lock_for_command();
     const ctl_cmd cmd{FC_START, {}, 0};
     const int result = send_command(&cmd);
     if (result != 0) {
@@ -144,23 +145,17 @@ void zel_format_converter::unregister_cb(const void* arg) {
 
 int zel_format_converter::read(void* buffer, unsigned int bytes) {
     ZEL_FC_LOGT("+");
-    const auto lock = client_lock();
+    const std::lock_guard lock(mLock);
     std::shared_ptr<zel_ring_buf> ring;
     {
         const std::lock_guard ring_lock(mRingLock);
         ring = pstRingBuf;
     }
     const int result = ring ? ring->read_pcm(buffer, bytes) : -EINVAL;
-    timespec newest{};
-    unsigned int frames_left = 0;
     if (result < 0) {
         ZEL_FC_LOGE("read error");
-    } else if (ring->get_info(&newest, &frames_left) != 0) {
+    } else if (ring->get_info(&stReadTimestamp, &u32AvailFrames) != 0) {
         ZEL_FC_LOGE("read ring buf info fail");
-    } else {
-        const std::lock_guard ring_lock(mRingLock);
-        stReadTimestamp = newest;
-        u32AvailFrames = frames_left;
     }
     ZEL_FC_LOGT("-");
     return result;
@@ -168,13 +163,13 @@ int zel_format_converter::read(void* buffer, unsigned int bytes) {
 
 namespace {
 
-bool valid_property(property_e property, const void* data) {
+bool valid_property(const char* operation, property_e property, const void* data) {
     if (property >= PROP_COUNT) {
-        ZEL_FC_LOGE("invalid property %d", static_cast<int>(property));
+        ZEL_FC_LOGE_OF(operation, "invalid property %d", static_cast<int>(property));
         return false;
     }
     if (data == nullptr) {
-        ZEL_FC_LOGE("invalid data");
+        ZEL_FC_LOGE_OF(operation, "invalid data");
         return false;
     }
     return true;
@@ -183,7 +178,7 @@ bool valid_property(property_e property, const void* data) {
 /// Copies the path's characters, without a terminating zero, if they fit the property's area.
 int copy_path(const std::string& path, void* data) {
     if (path.size() >= zel_format_converter::kMaxPathBytes) {
-        ZEL_FC_LOGE("path of %d characters does not fit", static_cast<int>(path.size()));
+        ZEL_FC_LOGE_OF("get", "path of %d characters does not fit", static_cast<int>(path.size()));
         return -EINVAL;
     }
     std::memcpy(data, path.data(), path.size());
@@ -194,16 +189,11 @@ int assign_path(std::string& path, const void* data) {
     const auto* text = static_cast<const char*>(data);
     const std::size_t length = strnlen(text, zel_format_converter::kMaxPathBytes);
     if (length == zel_format_converter::kMaxPathBytes) {
-        ZEL_FC_LOGE("path is longer than %d characters",
-                    static_cast<int>(zel_format_converter::kMaxPathBytes) - 1);
+        ZEL_FC_LOGE_OF("set", "path is longer than %d characters",
+                       static_cast<int>(zel_format_converter::kMaxPathBytes) - 1);
         return -EINVAL;
     }
-    try {
-        path.assign(text, length);
-    } catch (const std::bad_alloc&) {
-        ZEL_FC_LOGE("no memory for a path");
-        return -ENOMEM;
-    }
+    path.assign(text, length);
     return 0;
 }
 
@@ -211,8 +201,8 @@ int assign_path(std::string& path, const void* data) {
 
 int zel_format_converter::get(property_e property, void* data) {
     ZEL_FC_LOGT("+");
-    const auto lock = client_lock();
-    int result = valid_property(property, data) ? 0 : -EINVAL;
+    const std::lock_guard lock(mLock);
+    int result = valid_property(__func__, property, data) ? 0 : -EINVAL;
     if (result == 0) {
         switch (property) {
             case PROP_DELAY_JSON_PATH: {
@@ -225,16 +215,12 @@ int zel_format_converter::get(property_e property, void* data) {
                 result = copy_path(strMixingJsonPath, data);
                 break;
             }
-            case PROP_TIMESTAMP: {
-                const std::lock_guard ring_lock(mRingLock);
+            case PROP_TIMESTAMP:
                 std::memcpy(data, &stReadTimestamp, sizeof(stReadTimestamp));
                 break;
-            }
-            case PROP_AVAIL_FRAMES: {
-                const std::lock_guard ring_lock(mRingLock);
+            case PROP_AVAIL_FRAMES:
                 std::memcpy(data, &u32AvailFrames, sizeof(u32AvailFrames));
                 break;
-            }
             case PROP_LOG_LEVEL: {
                 const std::uint32_t level = u32LOG_LEVEL;
                 std::memcpy(data, &level, sizeof(level));
@@ -250,8 +236,8 @@ int zel_format_converter::get(property_e property, void* data) {
 
 int zel_format_converter::set(property_e property, const void* data) {
     ZEL_FC_LOGT("+");
-    const auto lock = client_lock();
-    int result = valid_property(property, data) ? 0 : -EINVAL;
+    const std::lock_guard lock(mLock);
+    int result = valid_property(__func__, property, data) ? 0 : -EINVAL;
     if (result == 0) {
         switch (property) {
             case PROP_DELAY_JSON_PATH: {

@@ -117,11 +117,13 @@ int zel_format_converter::open_pcm_device() {
 }
 
 /// Opens the stream at the client's rate and, while the card refuses the parameters and its rate
-/// control names another rate than the one just tried, at that rate.
+/// control names another rate than the one just tried, at that rate. Speaks in
+/// the name of open_pcm_device.
 int zel_format_converter::open_capture_stream(pcm_config* config) {
     // The client's wish not to block is between it and the ring buffer: the worker's read of the
     // card must block, it sets the pace.
     const unsigned int flags = u32Flags & ~static_cast<unsigned int>(PCM_NONBLOCK);
+    constexpr const char* kOpen = "open_pcm_device";
     while (true) {
         if (pstPcm != nullptr) {
             pcm_close(pstPcm);
@@ -131,17 +133,17 @@ int zel_format_converter::open_capture_stream(pcm_config* config) {
             return 0;
         }
         if (std::strstr(error_text(pstPcm), "cannot set hw params") == nullptr) {
-            ZEL_FC_LOGE("open pcm device fail (%s)", error_text(pstPcm));
+            ZEL_FC_LOGE_OF(kOpen, "open pcm device fail (%s)", error_text(pstPcm));
             return -1;
         }
         mixer_ctl* control = mixer_get_ctl_by_name(pstMixer, strRateCtlName.c_str());
         if (control == nullptr) {
-            ZEL_FC_LOGE("mixer control get rate ctl fail");
+            ZEL_FC_LOGE_OF(kOpen, "mixer control get rate ctl fail");
             return -1;
         }
         const auto card_rate = static_cast<unsigned int>(mixer_ctl_get_value(control, 0));
         if (card_rate == config->rate) {
-            ZEL_FC_LOGE("open pcm device fail (%s)", error_text(pstPcm));
+            ZEL_FC_LOGE_OF(kOpen, "open pcm device fail (%s)", error_text(pstPcm));
             return -1;
         }
         config->rate = card_rate;
@@ -225,21 +227,25 @@ int zel_format_converter::restart_fc() {
     int status = deinit_fc_submodule();
     if (status != 0) {
         ZEL_FC_LOGE("fc submodule deinit fail");
-    } else {
-        close_pcm_device();
-        status = open_pcm_device();
-        if (status != 0) {
-            ZEL_FC_LOGE("open pcm device fail");
-        } else {
-            status = init_fc_submodule();
-            if (status != 0) {
-                ZEL_FC_LOGE("init format converter sub module fail");
-            }
-        }
+        return fail_restart(status);
     }
+    close_pcm_device();
+    status = open_pcm_device();
     if (status != 0) {
-        deinit_fc_submodule();
-        close_pcm_device();
+        ZEL_FC_LOGE("open pcm device fail");
+        return fail_restart(status);
     }
+    status = init_fc_submodule();
+    if (status != 0) {
+        ZEL_FC_LOGE("init format converter sub module fail");
+        return fail_restart(status);
+    }
+    return 0;
+}
+
+/// Leaves neither a stream nor a chain behind.
+int zel_format_converter::fail_restart(int status) {
+    deinit_fc_submodule();
+    close_pcm_device();
     return status;
 }

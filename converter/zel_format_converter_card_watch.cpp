@@ -2,12 +2,15 @@
 // channel layout, and the news of a restarted stream for the client. Runs on the worker.
 
 #include <cerrno>
-#include <exception>
 #include <new>
 
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
 #include "zel_format_converter_mixing_wrapper.h"
+
+namespace {
+constexpr const char* kCheck = "check_mixer_event";
+}
 
 int zel_format_converter::subscribe_mixer_device() {
     pstMixer = mixer_open(u32Card);
@@ -27,60 +30,61 @@ int zel_format_converter::subscribe_mixer_device() {
 /// between the attempts.
 int zel_format_converter::check_mixer_event() {
     constexpr int kRetryWaitMs = 32;
-    int timeout_ms = 0;
     for (std::uint32_t failures = 0;;) {
         std::uint32_t numid = 0;
-        const int taken = take_mixer_event(timeout_ms, &numid);
-        if (taken < 0) {
+        const int taken = take_mixer_event(failures == 0 ? 0 : kRetryWaitMs, &numid);
+        if (taken < 0 || (taken == 0 && failures == 0)) {
             return taken;
         }
-        if (taken == 0 && failures == 0) {
-            return 0;
-        }
-        if (taken == 1 && numid == u32LayoutCtlId) {
-            return follow_layout();
-        }
-        if (taken == 1 && numid != u32RestartCtlId) {
+        if (taken == 1 && numid != u32RestartCtlId && numid != u32LayoutCtlId) {
             ZEL_FC_LOGE("unexpected event %d", static_cast<int>(numid));
             return -EINVAL;
         }
-        if (taken == 1) {
+        if (taken == 1 && numid == u32RestartCtlId) {
             get_loopback_source();
         }
-        const int status = restart_fc();
+        const bool restarts = taken == 0 || numid == u32RestartCtlId;
+        int status = 0;
+        try {
+            status = restarts ? restart_fc() : follow_layout();
+        } catch (const std::bad_alloc&) {
+            status = restarts ? fail_restart(-ENOMEM) : -ENOMEM;
+        }
+        if (!restarts) {
+            return status;
+        }
         if (status == 0) {
             bEventPending = true;
             return 0;
         }
         ZEL_FC_LOGE("restart fc fail count %d", static_cast<int>(failures));
-        ++failures;
-        timeout_ms = kRetryWaitMs;
-        if (failures >= u32RestartLimit) {
+        if (++failures >= u32RestartLimit) {
             ZEL_FC_LOGE("fatal error can't open DD more than %d times", static_cast<int>(failures));
             return status;
         }
     }
 }
 
-/// 1 with an event's control id, 0 when none came in time, or the card's error.
+/// 1 with an event's control id, 0 when none came in time, or the card's error. Speaks in the name
+/// of check_mixer_event, as `follow_layout` does.
 int zel_format_converter::take_mixer_event(int timeout_ms, std::uint32_t* numid) {
     const int waited = mixer_wait_event(pstMixer, timeout_ms);
     if (waited < 0) {
-        ZEL_FC_LOGE("mixer wait event fail (%d)", waited);
+        ZEL_FC_LOGE_OF(kCheck, "mixer wait event fail (%d)", waited);
         ++u32CardFailures;
         return waited;
     }
     mixer_ctl_event event{};
     const int size = waited == 1 ? mixer_read_event(pstMixer, &event) : 0;
     if (size < 0) {
-        ZEL_FC_LOGE("mixer consume event fail(%d)", size);
+        ZEL_FC_LOGE_OF(kCheck, "mixer consume event fail(%d)", size);
         ++u32CardFailures;
         return size;
     }
     *numid = event.data.element.id.numid;
     // A wake-up without an event leaves the record empty.
-    if (waited != 1 || (size == 0 && *numid == 0)) {
-        ZEL_FC_LOGT("no event received");
+    if (size == 0 && *numid == 0) {
+        ZEL_FC_LOGT_OF(kCheck, "no event received");
         return 0;
     }
     return 1;
@@ -89,16 +93,12 @@ int zel_format_converter::take_mixer_event(int timeout_ms, std::uint32_t* numid)
 int zel_format_converter::follow_layout() {
     int status = get_channel_layout();
     if (status != 0) {
-        ZEL_FC_LOGE("get channel layout fail");
+        ZEL_FC_LOGE_OF(kCheck, "get channel layout fail");
         return status;
     }
-    try {
-        status = zel_fc_lib_mixing_channel_change(strChannelLayout);
-    } catch (const std::bad_alloc&) {
-        status = -ENOMEM;
-    }
+    status = zel_fc_lib_mixing_channel_change(strChannelLayout);
     if (status != 0) {
-        ZEL_FC_LOGE("change channel layout fail");
+        ZEL_FC_LOGE_OF(kCheck, "change channel layout fail");
     }
     return status;
 }
@@ -116,12 +116,7 @@ int zel_format_converter::get_channel_layout() {
         ZEL_FC_LOGE("get channel layout name fail");
         return -EINVAL;
     }
-    try {
-        strChannelLayout = text;
-    } catch (const std::bad_alloc&) {
-        ZEL_FC_LOGE("get channel layout name fail");
-        return -ENOMEM;
-    }
+    strChannelLayout = text;
     return 0;
 }
 
@@ -129,17 +124,11 @@ void zel_format_converter::notify_event() {
     if (!bEventPending) {
         return;
     }
-    try {
+    {
         const std::lock_guard lock(mEventCbLock);
         if (fnEventCb) {
-            // The callback may replace itself: it runs from a copy.
-            const std::function<void(void*)> callback = fnEventCb;
-            callback(pEventCbArg);
+            fnEventCb(pEventCbArg);
         }
-    } catch (const std::exception& exception) {
-        ZEL_FC_LOGE("event callback exception %s", exception.what());
-    } catch (...) {
-        ZEL_FC_LOGE("event callback exception %s", "of another type");
     }
     bEventPending = false;
 }

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <new>
 
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
@@ -77,15 +76,9 @@ int zel_format_converter::init_fc_submodule() {
         working.format = PCM_FORMAT_S16_LE;
         fnTruncate = truncate_sample_bit;
     }
-    int status = 0;
-    try {
-        status = init_delay_stage(working);
-        if (status == 0) {
-            status = init_mixing_stage(&working);
-        }
-    } catch (const std::bad_alloc& exception) {
-        ZEL_FC_LOGE("init format converter exception %s", exception.what());
-        status = -ENOMEM;
+    int status = init_delay_stage(working);
+    if (status == 0) {
+        status = init_mixing_stage(&working);
     }
     if (status == 0 && convert_rate) {
         pcm_config converted = working;
@@ -112,6 +105,11 @@ int zel_format_converter::init_fc_submodule() {
     return 0;
 }
 
+// The steps of init_fc_submodule speak in its name.
+namespace {
+constexpr const char* kInit = "init_fc_submodule";
+}
+
 int zel_format_converter::init_delay_stage(const pcm_config& working) {
     std::string path;
     {
@@ -120,12 +118,12 @@ int zel_format_converter::init_delay_stage(const pcm_config& working) {
     }
     const int status = zel_fc_lib_delay_init(path.c_str(), &working);
     if (status != 0) {
-        ZEL_FC_LOGE("delay module init fail");
+        ZEL_FC_LOGE_OF(kInit, "delay module init fail");
         return status;
     }
     fnDelay = zel_fc_lib_delay_process;
     if (pu8DelayBuf) {
-        ZEL_FC_LOGE("pstZelFC->pu8DelayBuf already exist");
+        ZEL_FC_LOGE_OF(kInit, "pstZelFC->pu8DelayBuf already exist");
         return 0;
     }
     pu8DelayBuf = std::make_unique<std::uint8_t[]>(pmInPcmInfo->u32BufSize);
@@ -143,13 +141,13 @@ int zel_format_converter::init_mixing_stage(pcm_config* working) {
     mixed.channels = pstOutInfo->stPcmConfig.channels;
     const int status = zel_fc_lib_mixing_init(path, strChannelLayout, working, &mixed);
     if (status != 0) {
-        ZEL_FC_LOGE("mixing module init fail");
+        ZEL_FC_LOGE_OF(kInit, "mixing module init fail");
         return status;
     }
     fnMixing = zel_fc_lib_mixing_process;
     *working = mixed;
     if (pu8MixingBuf) {
-        ZEL_FC_LOGE("pstZelFC->pu8MixingBuf already exist");
+        ZEL_FC_LOGE_OF(kInit, "pstZelFC->pu8MixingBuf already exist");
         return 0;
     }
     const unsigned int bytes =

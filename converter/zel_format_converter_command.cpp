@@ -1,7 +1,6 @@
 // The command channel: clients write 40-byte records into one pipe, the worker carries each out and
-// writes a 4-byte result into the other. Results carry no name, and one can come late, twice or
-// never when a call fails; so commands are numbered on both sides, and the number of the last one
-// answered stands beside its result in memory. The pipe's result only wakes the sender.
+// writes a 4-byte result into the other. Results carry no name but come in the order of the
+// commands; so a sender skips as many as earlier senders, who had given up, are still owed.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -16,9 +15,6 @@
 #include "zel_format_converter.h"
 
 namespace {
-
-/// Longer than the 10 s after which the kernel ends a read of a card that delivers nothing.
-constexpr std::chrono::seconds kExitTimeout{12};
 
 /// Makes `*fd` close on exec and different from 0, which stands for "not open" here and is free to
 /// be handed out in a process without standard input.
@@ -74,6 +70,7 @@ int zel_format_converter::create_fc_task() {
     }
     if (!create_pipe(s32ResultPipe)) {
         ZEL_FC_LOGE("create result pipe error");
+        close_pipe(s32CmdPipe);  // the worker ends without it
     }
     s32OwnerPid = getpid();
     const sigset_t foreign = foreign_signals();
@@ -103,12 +100,7 @@ int zel_format_converter::destroy_fc_task() {
         }
     } else if (mRoutine.joinable()) {
         const ctl_cmd cmd{FC_EXIT, {}, 0};
-        if (send_command(&cmd) != 0 && s32CmdPipe[1] > 0) {
-            // The hang-up ends the worker, too.
-            ::close(s32CmdPipe[1]);
-            s32CmdPipe[1] = 0;
-        }
-        if (!mRoutineEnded.try_acquire_for(kExitTimeout)) {
+        if (send_command(&cmd) != 0) {
             ZEL_FC_LOGE("fc routine does not end");
             mRoutine.detach();
             bRoutineStuck = true;
@@ -122,13 +114,18 @@ int zel_format_converter::destroy_fc_task() {
 }
 
 int zel_format_converter::send_command(const ctl_cmd* cmd) {
+    const int code = static_cast<int>(cmd->u32Cmd);
     if (on_worker()) {
-        ZEL_FC_LOGE("command %d from inside the event callback", static_cast<int>(cmd->u32Cmd));
+        ZEL_FC_LOGE("command %d from inside the event callback", code);
         return -EDEADLK;
     }
-    // A forked child has no worker; its parent's must not take its commands.
-    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || in_forked_child()) {
+    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0) {
         ZEL_FC_LOGE("command channel is not open");
+        return -EIO;
+    }
+    if (in_forked_child()) {
+        // Its parent's worker must not take its commands.
+        ZEL_FC_LOGE("command %d from a forked child, which has no worker", code);
         return -EIO;
     }
     zel_epoll poller;
@@ -147,24 +144,11 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
         ZEL_FC_LOGE("epoll add fd(%d) fail", s32ResultPipe[0]);
         return status;
     }
-    std::int32_t result = 0;
-    status = exchange_command(poller, *cmd, result);
-    return status < 0 ? status : result;
-}
-
-int zel_format_converter::exchange_command(zel_epoll& poller, const ctl_cmd& cmd,
-                                           std::int32_t& result) {
-    if (::write(s32CmdPipe[1], &cmd, sizeof(cmd)) != static_cast<ssize_t>(sizeof(cmd))) {
+    if (::write(s32CmdPipe[1], cmd, sizeof(*cmd)) != static_cast<ssize_t>(sizeof(*cmd))) {
         ZEL_FC_LOGE("write fc control command fail");
         return -EIO;
     }
-    return await_result(poller, cmd.u32Cmd, ++u32SentCommands, result);
-}
-
-/// Waits for the answer to the command that was sent as the `number`-th. Results of earlier senders
-/// that had given up are passed over.
-int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std::uint32_t number,
-                                       std::int32_t& result) {
+    ++u32OwedResults;
     using clock = std::chrono::steady_clock;
     const auto end = clock::now() + std::chrono::milliseconds(s32CmdTimeoutMs);
     while (true) {
@@ -174,26 +158,21 @@ int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std
             return -EIO;
         }
         if (ready == 0) {
-            ZEL_FC_LOGE("wait command %d result timeout", static_cast<int>(cmd));
+            ZEL_FC_LOGE("wait command %d result timeout", code);
             return -ETIME;
         }
-        if (poller.event(0).data.fd != s32ResultPipe[0]) {
-            return 0;
-        }
+        std::int32_t result = 0;
         constexpr auto kSize = static_cast<ssize_t>(sizeof(result));
-        ssize_t size = kSize;
+        ssize_t size = 0;
         // The poller tells of an arrival once, so all that has arrived is taken.
         while ((size = ::read(s32ResultPipe[0], &result, sizeof(result))) == kSize) {
-            const std::uint64_t answer = u64LastAnswer.load(std::memory_order_acquire);
-            if (static_cast<std::uint32_t>(answer >> 32) == number) {
-                result = static_cast<std::int32_t>(answer & 0xFFFFFFFF);
-                return 0;
+            if (--u32OwedResults == 0) {
+                return result;
             }
         }
         if (size >= 0 || errno != EAGAIN) {
-            ZEL_FC_LOGE("read command %d result size %d incorrect %d errno %d",
-                        static_cast<int>(cmd), static_cast<int>(size), static_cast<int>(kSize),
-                        errno);
+            ZEL_FC_LOGE("read command %d result size %d incorrect %d errno %d", code,
+                        static_cast<int>(size), static_cast<int>(kSize), errno);
             return -EIO;
         }
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock::now()).count();
@@ -204,60 +183,59 @@ int zel_format_converter::await_result(zel_epoll& poller, std::uint32_t cmd, std
 int zel_format_converter::process_command() {
     ctl_cmd cmd{};
     std::int32_t result = -EIO;
-    std::uint32_t number = u32TakenCommands + 1;
     if (::read(s32CmdPipe[0], &cmd, sizeof(cmd)) != static_cast<ssize_t>(sizeof(cmd))) {
         ZEL_FC_LOGE("read command size fail errno(%d)", errno);
     } else {
-        u32TakenCommands = number;
         ZEL_FC_LOGI("process %d", static_cast<int>(cmd.u32Cmd));
         result = execute_command(cmd);
     }
-    u64LastAnswer.store(std::uint64_t{number} << 32 | static_cast<std::uint32_t>(result),
-                        std::memory_order_release);
     if (::write(s32ResultPipe[1], &result, sizeof(result)) < static_cast<ssize_t>(sizeof(result))) {
         ZEL_FC_LOGE("write fc control fd(%d) result fail errno(%d)", s32ResultPipe[1], errno);
     }
     return 0;
 }
 
+// The steps of process_command speak in its name.
+namespace {
+constexpr const char* kProcess = "process_command";
+}
+
 int zel_format_converter::execute_command(const ctl_cmd& cmd) {
+    const int code = static_cast<int>(cmd.u32Cmd);
     switch (cmd.u32Cmd) {
         case FC_CLOSE:
         case FC_EXIT:
             clean_fc_resource();
-            eFCStatus = static_cast<std::int32_t>(cmd.u32Cmd);
+            eFCStatus = code;
             return 0;
         case FC_OPEN:
-            return open_stream(cmd);
+            if (eFCStatus == FC_CLOSE) {
+                return open_stream(cmd);
+            }
+            break;
         case FC_START:
             if (eFCStatus != FC_OPEN) {
-                ZEL_FC_LOGE("error to start fc thread before open");
+                ZEL_FC_LOGE_OF(kProcess, "error to start fc thread before open");
                 return -EINVAL;
             }
-            ZEL_FC_LOGI("start fc thread");
+            ZEL_FC_LOGI_OF(kProcess, "start fc thread");
             eFCStatus = FC_START;
             return 0;
         case 4:
-            ZEL_FC_LOGE("unexpected behavior eFCStatuS %d received %d", eFCStatus,
-                        static_cast<int>(cmd.u32Cmd));
-            return -EINVAL;
+            break;
         default:
             return -EINVAL;
     }
+    ZEL_FC_LOGE_OF(kProcess, "unexpected behavior eFCStatuS %d received %d", eFCStatus, code);
+    return -EINVAL;
 }
 
 int zel_format_converter::open_stream(const ctl_cmd& cmd) {
-    if (eFCStatus != FC_CLOSE) {
-        ZEL_FC_LOGE("unexpected behavior eFCStatuS %d received %d", eFCStatus,
-                    static_cast<int>(cmd.u32Cmd));
-        return -EINVAL;
-    }
-    int status = 0;
+    int status = -ENOMEM;
     try {
         status = build_stream(cmd);
     } catch (const std::bad_alloc& exception) {
-        ZEL_FC_LOGE("open stream exception %s", exception.what());
-        status = -ENOMEM;
+        ZEL_FC_LOGE_OF(kProcess, "open stream exception %s", exception.what());
     }
     if (status != 0) {
         clean_fc_resource();
@@ -269,10 +247,6 @@ int zel_format_converter::open_stream(const ctl_cmd& cmd) {
 
 int zel_format_converter::build_stream(const ctl_cmd& cmd) {
     u32Flags = cmd.u32Flags;
-    if (cmd.stConfig.format >= static_cast<std::uint32_t>(PCM_FORMAT_MAX)) {
-        ZEL_FC_LOGE("unknown format %d", static_cast<int>(cmd.stConfig.format));
-        return -EINVAL;
-    }
     pcm_config config{};
     config.channels = cmd.stConfig.channels;
     config.rate = cmd.stConfig.rate;
@@ -285,39 +259,30 @@ int zel_format_converter::build_stream(const ctl_cmd& cmd) {
     try {
         pstOutInfo = std::make_unique<zel_fc_pcm_info>(kBlockMs, &config);
     } catch (const std::bad_alloc& exception) {
-        ZEL_FC_LOGE("zel_fc_pcm_info exception %s", exception.what());
+        ZEL_FC_LOGE_OF(kProcess, "zel_fc_pcm_info exception %s", exception.what());
         return -ENOMEM;
     }
     if (pstOutInfo->u32BufSize == 0) {
-        ZEL_FC_LOGE("no sample in a block of the client");
+        ZEL_FC_LOGE_OF(kProcess, "no sample in a block of the client");
         return -EINVAL;
     }
     if (subscribe_mixer_device() != 0) {
-        ZEL_FC_LOGE("subscribe mixer device fail");
+        ZEL_FC_LOGE_OF(kProcess, "subscribe mixer device fail");
         return -1;
     }
     get_loopback_source();
     int status = open_pcm_device();
     if (status != 0) {
-        ZEL_FC_LOGE("open pcm device fail");
+        ZEL_FC_LOGE_OF(kProcess, "open pcm device fail");
         return status;
     }
     status = init_fc_submodule();
     if (status != 0) {
-        ZEL_FC_LOGE("init format converter sub module fail");
+        ZEL_FC_LOGE_OF(kProcess, "init format converter sub module fail");
         return status;
     }
-    if (!pstRingBuf) {
-        auto ring = std::make_shared<zel_ring_buf>(&pstOutInfo->stPcmConfig, int{kBlockMs});
-        if (!ring->has_storage()) {
-            ZEL_FC_LOGE("allocate ring buffer fail");
-            return -ENOMEM;
-        }
-        const std::lock_guard lock(mRingLock);
-        pstRingBuf = std::move(ring);
-        // What the last stream's reads found is not this one's.
-        stReadTimestamp = {};
-        u32AvailFrames = 0;
-    }
+    auto ring = std::make_shared<zel_ring_buf>(&pstOutInfo->stPcmConfig, int{kBlockMs});
+    const std::lock_guard lock(mRingLock);
+    pstRingBuf = std::move(ring);
     return 0;
 }

@@ -74,54 +74,49 @@ void* zel_format_converter::routine() {
         ZEL_FC_LOGE("epoll deinit fail");
     }
     clean_fc_resource();
-    mRoutineEnded.release();
     return nullptr;
 }
 
 void zel_format_converter::handle_commands(const zel_epoll& poller, int ready) {
     for (int i = 0; i < ready; ++i) {
-        if (poller.event(i).data.fd != s32CmdPipe[0]) {
+        const epoll_event& event = poller.astEvents[static_cast<std::size_t>(i)];
+        if (event.data.fd != s32CmdPipe[0]) {
             continue;
         }
-        if ((poller.event(i).events & EPOLLIN) != 0) {
+        if ((event.events & EPOLLIN) != 0) {
             // The poller reports an arrival once. Commands that piled up behind a long read must
             // all be taken now, or each would be answered one command too late for ever after.
-            std::uint32_t taken = 0;
+            int bytes = 0;
             do {
-                taken = u32TakenCommands;
                 process_command();
-            } while (eFCStatus != FC_EXIT && more_commands(taken));
+            } while (eFCStatus != FC_EXIT && ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 &&
+                     bytes > 0);
         }
-        if ((poller.event(i).events & EPOLLHUP) != 0) {
+        if ((event.events & EPOLLHUP) != 0) {
             eFCStatus = FC_EXIT;  // nobody is left to send a command
         }
     }
 }
 
-/// A command that could not be read is left for the next arrival: reading it may fail for ever.
-bool zel_format_converter::more_commands(std::uint32_t taken_before) const {
-    int bytes = 0;
-    return u32TakenCommands != taken_before && ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 &&
-           bytes > 0;
-}
-
+/// Speaks in the name of `routine`.
 void zel_format_converter::run_capture_cycle(timespec* ts) {
+    constexpr const char* kRoutine = "routine";
     if (check_mixer_event() != 0) {
-        ZEL_FC_LOGE("check mixer event fail");
+        ZEL_FC_LOGE_OF(kRoutine, "check mixer event fail");
         return;
     }
     if (read_pcm_device(ts) != 0) {
-        ZEL_FC_LOGE("read pcm device fail");
+        ZEL_FC_LOGE_OF(kRoutine, "read pcm device fail");
         ++u32CardFailures;
         return;
     }
     u32CardFailures = 0;
     if (process_fc() != 0) {
-        ZEL_FC_LOGE("process_fc format converter fail");
+        ZEL_FC_LOGE_OF(kRoutine, "process_fc format converter fail");
         return;
     }
     if (pstRingBuf->write(pstOutInfo->pu8Buf.get(), pstOutInfo->u32BufSize, ts) != 0) {
-        ZEL_FC_LOGE("write to ring buffer fail");
+        ZEL_FC_LOGE_OF(kRoutine, "write to ring buffer fail");
         return;
     }
     notify_event();

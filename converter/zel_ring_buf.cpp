@@ -23,9 +23,7 @@ zel_ring_buf::zel_ring_buf(const pcm_config* config, int ms) {
     u32BlockFrames = static_cast<std::uint32_t>(ms) * (config->rate / 1000);
 
     std::uint64_t blocks = config->period_count;
-    // A period of no frames is no multiple of anything: it would leave a ring of no bytes.
-    if (u32BlockFrames != 0 && config->period_size != 0 &&
-        config->period_size % u32BlockFrames == 0) {
+    if (u32BlockFrames != 0 && config->period_size % u32BlockFrames == 0) {
         blocks *= config->period_size / u32BlockFrames;
     } else {
         ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "period size %d is not the multiple of frame %d",
@@ -34,15 +32,11 @@ zel_ring_buf::zel_ring_buf(const pcm_config* config, int ms) {
     const std::uint64_t block_bytes = std::uint64_t{u32BlockFrames} * u32FrameBytes;
     constexpr std::uint64_t kMaxBytes = std::numeric_limits<std::int32_t>::max();
     if (block_bytes != 0 && blocks > kMaxBytes / block_bytes) {
-        return;
+        throw std::bad_alloc();
     }
     stRingConfig.period_count = static_cast<unsigned int>(blocks);
-    const auto size = static_cast<std::uint32_t>(blocks * block_bytes);
-    pu8Start.reset(new (std::nothrow) std::uint8_t[size]());
-    if (!pu8Start) {
-        return;
-    }
-    u32RingSize = size;
+    u32RingSize = static_cast<std::uint32_t>(blocks * block_bytes);
+    pu8Start = std::make_unique<std::uint8_t[]>(u32RingSize);
     pu8End = pu8Start.get() + u32RingSize;
     pu8Read = pu8Start.get();
     pu8Write = pu8End;
@@ -70,9 +64,7 @@ int zel_ring_buf::write(const void* data, unsigned int bytes, const timespec* ts
     } else {
         u32Filled += bytes;
     }
-    if (ts != nullptr) {
-        stTimestamp = *ts;
-    }
+    stTimestamp = *ts;
     return 0;
 }
 
@@ -97,13 +89,13 @@ int zel_ring_buf::read_pcm(void* data, unsigned int bytes) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "pcm buffer is not create!!");
         return -EINVAL;
     }
-    const std::uint32_t wanted = std::min<std::uint32_t>(bytes, u32Filled);
-    const std::uint32_t copied = copy_out(static_cast<std::uint8_t*>(data), wanted);
-    u32Filled -= copied;
-    return static_cast<int>(copied);
+    const std::uint32_t taken = std::min<std::uint32_t>(bytes, u32Filled);
+    copy_out(static_cast<std::uint8_t*>(data), taken);
+    u32Filled -= taken;
+    return static_cast<int>(taken);
 }
 
-std::uint32_t zel_ring_buf::copy_out(std::uint8_t* data, std::uint32_t bytes) {
+void zel_ring_buf::copy_out(std::uint8_t* data, std::uint32_t bytes) {
     const auto to_end = static_cast<std::uint32_t>(pu8End - pu8Read);
     const std::uint32_t first = std::min(bytes, to_end);
     std::memcpy(data, pu8Read, first);
@@ -112,16 +104,11 @@ std::uint32_t zel_ring_buf::copy_out(std::uint8_t* data, std::uint32_t bytes) {
         std::memcpy(data + first, pu8Start.get(), rest);
         pu8Read = pu8Start.get() + rest;
     }
-    return bytes;
 }
 
 int zel_ring_buf::get_info(timespec* ts, unsigned int* frames) {
     const std::lock_guard lock(mBufLock);
-    if (ts != nullptr) {
-        *ts = stTimestamp;
-    }
-    if (frames != nullptr) {
-        *frames = u32FrameBytes == 0 ? 0 : u32Filled / u32FrameBytes;
-    }
+    *ts = stTimestamp;
+    *frames = u32FrameBytes == 0 ? 0 : u32Filled / u32FrameBytes;
     return 0;
 }

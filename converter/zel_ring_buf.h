@@ -15,14 +15,11 @@ class zel_ring_buf {
   public:
     /// `config` is the client stream's configuration, `ms` the length of one block in milliseconds.
     /// Holds the client's whole buffer when its period is a whole number of blocks, else
-    /// period_count blocks. Without a configuration or without memory the object has no storage and
-    /// refuses every read and write.
+    /// period_count blocks. Without a configuration the object has no storage and refuses every
+    /// read and write. Throws std::bad_alloc without memory, or for more than 2 GB.
     zel_ring_buf(const pcm_config* config, int ms);
     zel_ring_buf(const zel_ring_buf&) = delete;
     zel_ring_buf& operator=(const zel_ring_buf&) = delete;
-
-    bool has_storage() const { return pu8Start != nullptr; }
-    std::uint32_t size_bytes() const { return u32RingSize; }
 
     /// [worker] Stores one block with the capture time of its newest frame. 0, or -22 for null
     /// data, no storage, or more bytes than the ring holds.
@@ -34,7 +31,7 @@ class zel_ring_buf {
 
   private:
     void copy_in(const std::uint8_t* data, std::uint32_t bytes);
-    std::uint32_t copy_out(std::uint8_t* data, std::uint32_t bytes);
+    void copy_out(std::uint8_t* data, std::uint32_t bytes);
 
     pcm_config stRingConfig{};
     std::uint32_t u32FrameBytes = 0;

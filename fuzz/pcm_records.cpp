@@ -10,7 +10,7 @@
 #include "sleepless.h"
 #include "zel_format_converter.h"
 #include "zel_format_converter_pcm_plugin.h"
-#include "zel_pcm_handle.h"
+#include "zel_stream_owner.h"
 
 namespace {
 
@@ -51,15 +51,14 @@ int set_params(pcm_plugin* plugin, const client_params& wanted) {
 /// What tinyalsa does with an operation's status.
 int check_status(int status) {
     ZEL_FUZZ_CHECK(status <= 0 && status >= -4095);
-    ZEL_FUZZ_CHECK(status == 0 || errno == -status);
+    ZEL_FUZZ_CHECK(status == 0 || errno == (status == -1 ? EIO : -status));
     return status;
 }
 
 /// Reads into a block that has room for just the frames asked for, in the handle's format; for
 /// none when its parameters were refused.
 std::vector<std::uint8_t> read(pcm_plugin* plugin, unsigned int frames) {
-    const auto* handle = static_cast<const zel_pcm_handle*>(plugin->priv);
-    const pcm_config& config = handle->stConfig;
+    const auto& config = *static_cast<const pcm_config*>(plugin->priv);
     const std::size_t frame_bytes =
         zel_owns_stream(plugin)
             ? std::size_t{pcm_format_to_bits(config.format) / 8} * config.channels

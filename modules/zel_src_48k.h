@@ -13,7 +13,7 @@
 
 /// Number of taps.
 extern "C" __attribute__((visibility("default"))) const std::int32_t res_order;
-/// The taps, symmetric; made by tools/design_filter.py.
+/// The taps, symmetric; made by modules/design_filter.py.
 extern "C" __attribute__((visibility("default"))) const float res_coeff[237];
 
 /// Starts from silence for `channels` channels, releasing an earlier stream. 0, or -22 with the

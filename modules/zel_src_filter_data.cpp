@@ -1,4 +1,4 @@
-// Made by tools/design_filter.py, with the design's figures; do not edit.
+// Made by modules/design_filter.py, with the design's figures; do not edit.
 
 #include "zel_src_48k.h"
 

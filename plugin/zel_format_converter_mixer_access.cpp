@@ -14,6 +14,10 @@ namespace zel_format_converter_mixer_plugin {
 
 namespace {
 
+// The steps of these two speak in their name.
+constexpr const char* kGet = "get";
+constexpr const char* kPut = "put";
+
 enum own_control : unsigned int { DELAY_PATH, MIXING_PATH, LOG_LEVEL, NOT_OWN };
 
 own_control own_control_of(const snd_control* control) {
@@ -26,12 +30,12 @@ int get_log_level(zel_format_converter& converter, snd_ctl_elem_value* value) {
     std::uint32_t level = 0;
     const int status = converter.get(PROP_LOG_LEVEL, &level);
     if (status != 0) {
-        ZEL_FC_LOGE("get fail");
+        ZEL_FC_LOGE_OF(kGet, "get fail");
         return status;
     }
     const auto found = std::find(vu32LOG_LEVEL_ITEMS.begin(), vu32LOG_LEVEL_ITEMS.end(), level);
     if (found == vu32LOG_LEVEL_ITEMS.end()) {
-        ZEL_FC_LOGE("FC debug value %d not defined", static_cast<int>(level));
+        ZEL_FC_LOGE_OF(kGet, "FC debug value %d not defined", static_cast<int>(level));
         return -EINVAL;
     }
     value->value.enumerated.item[0] =
@@ -42,7 +46,7 @@ int get_log_level(zel_format_converter& converter, snd_ctl_elem_value* value) {
 int put_log_level(zel_format_converter& converter, const snd_ctl_elem_value* value) {
     const unsigned int item = value->value.enumerated.item[0];
     if (item >= vu32LOG_LEVEL_ITEMS.size()) {
-        ZEL_FC_LOGE("FC log level item %d not defined", static_cast<int>(item));
+        ZEL_FC_LOGE_OF(kPut, "FC log level item %d not defined", static_cast<int>(item));
         return -EINVAL;
     }
     const std::uint32_t level = vu32LOG_LEVEL_ITEMS[item];
@@ -62,7 +66,7 @@ int get_value(zel_format_converter& converter, snd_control* control, snd_ctl_ele
     }
     const int status = get_from_dd(converter, control, value);
     if (status != 0) {
-        ZEL_FC_LOGE("get from DD fail");
+        ZEL_FC_LOGE_OF(kGet, "get from DD fail");
     }
     return status;
 }
@@ -80,31 +84,34 @@ int put_value(zel_format_converter& converter, snd_control* control, snd_ctl_ele
     }
     const int status = put_to_dd(converter, control, value);
     if (status != 0) {
-        ZEL_FC_LOGE("put to DD fail");
+        ZEL_FC_LOGE_OF(kPut, "put to DD fail");
     }
     return status;
 }
 
 /// Both directions: the checks, then `step` with the converter.
 template <typename Step>
-int access(const mixer_plugin* plugin, snd_control* control, snd_ctl_elem_value* value, Step step) {
+int access(const char* operation, const mixer_plugin* plugin, snd_control* control,
+           snd_ctl_elem_value* value, Step step) {
     return zel_guarded([=] {
         zel_format_converter& converter = zel_format_converter::getInstance();
-        return valid_access(plugin, control, value) ? step(converter, control, value) : -EINVAL;
+        return valid_access(operation, plugin, control, value) ? step(converter, control, value)
+                                                               : -EINVAL;
     });
 }
 
 }  // namespace
 
-bool valid_access(const mixer_plugin* plugin, const snd_control* control, const void* value) {
+bool valid_access(const char* operation, const mixer_plugin* plugin, const snd_control* control,
+                  const void* value) {
     if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstMixerPlugin is null");
+        ZEL_FC_LOGE_OF(operation, "pstMixerPlugin is null");
     } else if (control == nullptr) {
-        ZEL_FC_LOGE("Invalid sound control");
+        ZEL_FC_LOGE_OF(operation, "Invalid sound control");
     } else if (value == nullptr) {
-        ZEL_FC_LOGE("Invalid elem value");
+        ZEL_FC_LOGE_OF(operation, "Invalid elem value");
     } else if (control->name == nullptr) {
-        ZEL_FC_LOGE("control name is nullptr");
+        ZEL_FC_LOGE_OF(operation, "control name is nullptr");
     } else {
         return true;
     }
@@ -113,14 +120,14 @@ bool valid_access(const mixer_plugin* plugin, const snd_control* control, const 
 
 int get(mixer_plugin* plugin, snd_control* control, snd_ctl_elem_value* value) {
     ZEL_FC_LOGT("+");
-    const int status = access(plugin, control, value, get_value);
+    const int status = access(kGet, plugin, control, value, get_value);
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
 }
 
 int put(mixer_plugin* plugin, snd_control* control, snd_ctl_elem_value* value) {
     ZEL_FC_LOGT("+");
-    const int status = access(plugin, control, value, put_value);
+    const int status = access(kPut, plugin, control, value, put_value);
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
 }

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <new>
 
 #include "zel_fc_log.h"
 #include "zel_format_converter_mixer_plugin.h"
@@ -20,73 +22,72 @@ struct mixer_closer {
     void operator()(mixer* opened) const { mixer_close(opened); }
 };
 
-/// One control of the freshly opened card; without one, `status` tells why.
+/// One control of the freshly opened card, for one operation, in whose name all messages are;
+/// without one, `status` tells why.
 struct card_control {
+    const char* operation;
     std::unique_ptr<mixer, mixer_closer> card;
     mixer_ctl* control = nullptr;
     int status = 0;
 };
 
-mixer_ctl* find_card_control(mixer* card, unsigned int index) {
-    mixer_ctl* control = mixer_get_ctl(card, index);
-    if (control == nullptr) {
-        ZEL_FC_LOGE("Unknown mixer ID %d in submodule", static_cast<int>(index));
-    }
-    return control;
-}
-
-card_control open_card_control(unsigned int card_number, unsigned int numid) {
-    card_control opened;
-    opened.card.reset(mixer_open(card_number));
+card_control open_card_control(const char* operation, unsigned int card_number,
+                               unsigned int numid) {
+    card_control opened{operation, {mixer_open(card_number), {}}};
     if (!opened.card) {
-        ZEL_FC_LOGE("mixer open card %d fail", static_cast<int>(card_number));
+        ZEL_FC_LOGE_OF(operation, "mixer open card %d fail", static_cast<int>(card_number));
         opened.status = -ENODEV;
         return opened;
     }
-    opened.control = find_card_control(opened.card.get(), numid - kOwnControls);
-    opened.status = opened.control != nullptr ? 0 : -EINVAL;
+    const unsigned int index = numid - kOwnControls;
+    opened.control = mixer_get_ctl(opened.card.get(), index);
+    if (opened.control == nullptr) {
+        ZEL_FC_LOGE_OF(operation, "Unknown mixer ID %d in submodule", static_cast<int>(index));
+        opened.status = -EINVAL;
+    }
     return opened;
 }
 
 /// The card decides how many elements there are; the value record has room for so many only.
-bool fits_record(const snd_control& slot, const snd_ctl_elem_value& value, unsigned int count) {
+bool fits_record(const char* operation, const snd_control& slot, const snd_ctl_elem_value& value,
+                 unsigned int count) {
     const std::size_t room = slot.type == SNDRV_CTL_ELEM_TYPE_BYTES
                                  ? std::size(value.value.bytes.data)
                                  : std::size(value.value.integer.value);
     if (count > room) {
-        ZEL_FC_LOGE("control has %d elements, more than %d", static_cast<int>(count),
-                    static_cast<int>(room));
+        ZEL_FC_LOGE_OF(operation, "control has %d elements, more than %d", static_cast<int>(count),
+                       static_cast<int>(room));
     }
     return count <= room;
 }
 
 /// The card may have other controls by now, and arrays of other kinds have longer elements.
-bool holds_bytes(mixer_ctl* control) {
-    const int kind = mixer_ctl_get_type(control);
+bool holds_bytes(const card_control& opened) {
+    const int kind = mixer_ctl_get_type(opened.control);
     if (kind != MIXER_CTL_TYPE_BYTE) {
-        ZEL_FC_LOGE("control is of kind %d now, not of bytes", kind);
+        ZEL_FC_LOGE_OF(opened.operation, "control is of kind %d now, not of bytes", kind);
     }
     return kind == MIXER_CTL_TYPE_BYTE;
 }
 
-int read_bytes(mixer_ctl* control, void* bytes, unsigned int count) {
-    if (!holds_bytes(control)) {
+int read_bytes(const card_control& opened, void* bytes, unsigned int count) {
+    if (!holds_bytes(opened)) {
         return -EINVAL;
     }
-    const int status = mixer_ctl_get_array(control, bytes, count);
+    const int status = mixer_ctl_get_array(opened.control, bytes, count);
     if (status != 0) {
-        ZEL_FC_LOGE("mixer_ctl_get_array fail %d", status);
+        ZEL_FC_LOGE_OF(opened.operation, "mixer_ctl_get_array fail %d", status);
     }
     return status;
 }
 
-int write_bytes(mixer_ctl* control, void* bytes, unsigned int count) {
-    if (!holds_bytes(control)) {
+int write_bytes(const card_control& opened, void* bytes, unsigned int count) {
+    if (!holds_bytes(opened)) {
         return -EINVAL;
     }
-    const int status = mixer_ctl_set_array(control, bytes, count);
+    const int status = mixer_ctl_set_array(opened.control, bytes, count);
     if (status != 0) {
-        ZEL_FC_LOGE("mixer_ctl_set_array fail %d", status);
+        ZEL_FC_LOGE_OF(opened.operation, "mixer_ctl_set_array fail %d", status);
     }
     return status;
 }
@@ -97,64 +98,68 @@ int clamp_to_int(long value) {
         std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
+// The mirroring of one control speaks in the name of add_dd_snd_ctl.
+constexpr const char* kAdd = "add_dd_snd_ctl";
+
 int no_memory(const char* name) {
-    ZEL_FC_LOGE("no memory to mirror \"%s\"", name);
+    ZEL_FC_LOGE_OF(kAdd, "no memory to mirror \"%s\"", name);
     return -ENOMEM;
 }
 
 int mirror_integer(snd_control* slot, mixer_ctl* control, const char* name) {
     const snd_value_int range{mixer_ctl_get_num_values(control), mixer_ctl_get_range_min(control),
                               mixer_ctl_get_range_max(control), 0};
-    ZEL_FC_LOGT("name=%s type=%d count=%d, min=%d, max=%d, step=%d\n", name, MIXER_CTL_TYPE_INT,
-                static_cast<int>(range.count), range.min, range.max, range.step);
+    ZEL_FC_LOGT_OF(kAdd, "name=%s type=%d count=%d, min=%d, max=%d, step=%d\n", name,
+                   MIXER_CTL_TYPE_INT, static_cast<int>(range.count), range.min, range.max,
+                   range.step);
     return zel_fill_integer_slot(slot, name, range) ? 0 : no_memory(name);
 }
 
 int mirror_enumerated(snd_control* slot, mixer_ctl* control, const char* name) {
     const unsigned int items = mixer_ctl_get_num_enums(control);
-    zel_enum_record record = zel_new_enum_record(items);
-    if (!record) {
+    const std::unique_ptr<const char*[]> texts(new (std::nothrow) const char*[items]);
+    if (!texts) {
         return no_memory(name);
     }
-    ZEL_FC_LOGT("name=%s type=%d items=%d", name, MIXER_CTL_TYPE_ENUM, static_cast<int>(items));
+    ZEL_FC_LOGT_OF(kAdd, "name=%s type=%d items=%d", name, MIXER_CTL_TYPE_ENUM,
+                   static_cast<int>(items));
     for (unsigned int i = 0; i < items; ++i) {
-        const char* text = mixer_ctl_get_enum_string(control, i);
-        if (text == nullptr) {
-            ZEL_FC_LOGE("Fail to get enum string");
+        texts[i] = mixer_ctl_get_enum_string(control, i);
+        if (texts[i] == nullptr) {
+            ZEL_FC_LOGE_OF(kAdd, "Fail to get enum string");
             return -EINVAL;
         }
-        if (!zel_set_enum_text(record.get(), i, text)) {
-            return no_memory(name);
-        }
+        ZEL_FC_LOGT_OF(kAdd, "enum string:(%s), len:%d", texts[i],
+                       static_cast<int>(std::strlen(texts[i])));
     }
-    return zel_fill_enum_slot(slot, name, std::move(record)) ? 0 : no_memory(name);
+    return zel_fill_enum_slot(slot, name, texts.get(), items) ? 0 : no_memory(name);
 }
 
 int mirror_bytes(snd_control* slot, mixer_ctl* control, const char* name) {
     const unsigned int size = mixer_ctl_get_num_values(control);
     bool filled = false;
     if (mixer_ctl_is_access_tlv_rw(control) != 0) {
-        ZEL_FC_LOGT("TLV access name=%s type=%d size=%d", name, MIXER_CTL_TYPE_BYTE,
-                    static_cast<int>(size));
+        ZEL_FC_LOGT_OF(kAdd, "TLV access name=%s type=%d size=%d", name, MIXER_CTL_TYPE_BYTE,
+                       static_cast<int>(size));
         filled = zel_fill_tlv_slot(slot, name, {size, get_tlv, put_tlv});
     } else {
-        ZEL_FC_LOGT("ELEM access name=%s type=%d size=%d", name, MIXER_CTL_TYPE_BYTE,
-                    static_cast<int>(size));
+        ZEL_FC_LOGT_OF(kAdd, "ELEM access name=%s type=%d size=%d", name, MIXER_CTL_TYPE_BYTE,
+                       static_cast<int>(size));
         filled = zel_fill_bytes_slot(slot, name, {size});
     }
     return filled ? 0 : no_memory(name);
 }
 
 int mirror(snd_control* slot, mixer_ctl* control) {
-    const int kind = mixer_ctl_get_type(control);
-    const char* name = mixer_ctl_get_name(control);
-    ZEL_FC_LOGT("add %s", name != nullptr ? name : "");
+    const int kind = control != nullptr ? mixer_ctl_get_type(control) : MIXER_CTL_TYPE_UNKNOWN;
+    const char* name = control != nullptr ? mixer_ctl_get_name(control) : nullptr;
+    ZEL_FC_LOGT_OF(kAdd, "add %s", name != nullptr ? name : "");
     if (kind != MIXER_CTL_TYPE_INT && kind != MIXER_CTL_TYPE_ENUM && kind != MIXER_CTL_TYPE_BYTE) {
-        ZEL_FC_LOGE("Unknown eMixerCtlType:%d", kind);
+        ZEL_FC_LOGE_OF(kAdd, "Unknown eMixerCtlType:%d", kind);
         return -EINVAL;
     }
     if (name == nullptr) {
-        ZEL_FC_LOGE("Fail to get name");
+        ZEL_FC_LOGE_OF(kAdd, "Fail to get name");
         return -EINVAL;
     }
     return kind == MIXER_CTL_TYPE_INT    ? mirror_integer(slot, control, name)
@@ -163,39 +168,42 @@ int mirror(snd_control* slot, mixer_ctl* control) {
 }
 
 /// The record's length field also tells the room behind it, so the control's size is the one bound.
-bool valid_tlv_slot(const snd_control& slot, const snd_ctl_tlv& tlv) {
+bool valid_tlv_slot(const card_control& opened, const snd_control& slot, const snd_ctl_tlv& tlv) {
     if (slot.type != SNDRV_CTL_ELEM_TYPE_BYTES) {
-        ZEL_FC_LOGE("snd ctl type %d is not valid", static_cast<int>(slot.type));
+        ZEL_FC_LOGE_OF(opened.operation, "snd ctl type %d is not valid",
+                       static_cast<int>(slot.type));
         return false;
     }
     if (slot.access != SNDRV_CTL_ELEM_ACCESS_TLV_READWRITE) {
-        ZEL_FC_LOGE("snd ctl access %d is not valid", static_cast<int>(slot.access));
+        ZEL_FC_LOGE_OF(opened.operation, "snd ctl access %d is not valid",
+                       static_cast<int>(slot.access));
         return false;
     }
     const auto* record = static_cast<const snd_value_tlv_bytes*>(slot.value);
-    const unsigned int size = record != nullptr ? record->size : 0;
+    const unsigned int size =
+        record != nullptr ? record->size : mixer_ctl_get_num_values(opened.control);
     if (tlv.length > size) {
-        ZEL_FC_LOGE("tlv length %d is more than the control's %d bytes",
-                    static_cast<int>(tlv.length), static_cast<int>(size));
+        ZEL_FC_LOGE_OF(opened.operation, "tlv length %d is more than the control's %d bytes",
+                       static_cast<int>(tlv.length), static_cast<int>(size));
         return false;
     }
     return true;
 }
 
 /// Both directions: the checks, then `transfer` with the card's control.
-int access_tlv(const mixer_plugin* plugin, const snd_control* control, snd_ctl_tlv* tlv,
-               int (*transfer)(mixer_ctl*, void*, unsigned int)) {
+int access_tlv(const char* operation, const mixer_plugin* plugin, const snd_control* control,
+               snd_ctl_tlv* tlv, int (*transfer)(const card_control&, void*, unsigned int)) {
     return zel_guarded([=]() -> int {
         const zel_format_converter& converter = zel_format_converter::getInstance();
-        if (!valid_access(plugin, control, tlv)) {
+        if (!valid_access(operation, plugin, control, tlv)) {
             return -EINVAL;
         }
-        const card_control opened = open_card_control(converter.card(), tlv->numid);
+        const card_control opened = open_card_control(operation, converter.card(), tlv->numid);
         if (opened.status != 0) {
             return opened.status;
         }
-        return valid_tlv_slot(*control, *tlv) ? transfer(opened.control, tlv + 1, tlv->length)
-                                              : -EINVAL;
+        return valid_tlv_slot(opened, *control, *tlv) ? transfer(opened, tlv + 1, tlv->length)
+                                                      : -EINVAL;
     });
 }
 
@@ -205,9 +213,7 @@ int add_dd_snd_ctl(mixer_plugin* plugin, mixer* mixer) {
     int status = 0;
     for (unsigned int k = 0;
          k < mixer_get_num_ctls(mixer) && k + kOwnControls < plugin->num_controls; ++k) {
-        mixer_ctl* control = find_card_control(mixer, k);
-        const int mirrored =
-            control != nullptr ? mirror(&plugin->controls[k + kOwnControls], control) : -EINVAL;
+        const int mirrored = mirror(&plugin->controls[k + kOwnControls], mixer_get_ctl(mixer, k));
         if (mirrored == -ENOMEM) {
             return -ENOMEM;
         }
@@ -217,16 +223,16 @@ int add_dd_snd_ctl(mixer_plugin* plugin, mixer* mixer) {
 }
 
 int get_from_dd(zel_format_converter& converter, snd_control* control, snd_ctl_elem_value* value) {
-    const card_control opened = open_card_control(converter.card(), value->id.numid);
+    const card_control opened = open_card_control(__func__, converter.card(), value->id.numid);
     if (opened.status != 0) {
         return opened.status;
     }
     const unsigned int count = mixer_ctl_get_num_values(opened.control);
-    if (!fits_record(*control, *value, count)) {
+    if (!fits_record(__func__, *control, *value, count)) {
         return -EINVAL;
     }
     if (control->type == SNDRV_CTL_ELEM_TYPE_BYTES) {
-        return read_bytes(opened.control, value->value.bytes.data, count);
+        return read_bytes(opened, value->value.bytes.data, count);
     }
     for (unsigned int i = 0; i < count; ++i) {
         if (control->type == SNDRV_CTL_ELEM_TYPE_INTEGER) {
@@ -240,16 +246,16 @@ int get_from_dd(zel_format_converter& converter, snd_control* control, snd_ctl_e
 }
 
 int put_to_dd(zel_format_converter& converter, snd_control* control, snd_ctl_elem_value* value) {
-    const card_control opened = open_card_control(converter.card(), value->id.numid);
+    const card_control opened = open_card_control(__func__, converter.card(), value->id.numid);
     if (opened.status != 0) {
         return opened.status;
     }
     const unsigned int count = mixer_ctl_get_num_values(opened.control);
-    if (!fits_record(*control, *value, count)) {
+    if (!fits_record(__func__, *control, *value, count)) {
         return -EINVAL;
     }
     if (control->type == SNDRV_CTL_ELEM_TYPE_BYTES) {
-        return write_bytes(opened.control, value->value.bytes.data, count);
+        return write_bytes(opened, value->value.bytes.data, count);
     }
     int status = 0;
     for (unsigned int i = 0; i < count; ++i) {
@@ -266,14 +272,14 @@ int put_to_dd(zel_format_converter& converter, snd_control* control, snd_ctl_ele
 
 int get_tlv(mixer_plugin* plugin, snd_control* control, snd_ctl_tlv* tlv) {
     ZEL_FC_LOGT("+");
-    const int status = access_tlv(plugin, control, tlv, read_bytes);
+    const int status = access_tlv(__func__, plugin, control, tlv, read_bytes);
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
 }
 
 int put_tlv(mixer_plugin* plugin, snd_control* control, snd_ctl_tlv* tlv) {
     ZEL_FC_LOGT("+");
-    const int status = access_tlv(plugin, control, tlv, write_bytes);
+    const int status = access_tlv(__func__, plugin, control, tlv, write_bytes);
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
 }

@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <new>
 
@@ -24,17 +25,22 @@ const std::vector<std::uint32_t>& vu32LOG_LEVEL_ITEMS =
 
 namespace {
 
+constexpr const char* kAdd = "add_snd_ctl";
+
+/// Speaks in the name of add_snd_ctl, as the next function does.
 bool add_own_controls(snd_control* slots) {
     constexpr snd_value_bytes kPathBytes{zel_format_converter::kMaxPathBytes};
-    const auto items = static_cast<unsigned int>(vszLOG_LEVEL_ITEMS.size());
-    zel_enum_record levels = zel_new_enum_record(items);
-    bool complete = levels != nullptr;
-    for (unsigned int i = 0; complete && i < items; ++i) {
-        complete = zel_set_enum_text(levels.get(), i, vszLOG_LEVEL_ITEMS[i].c_str());
+    std::array<const char*, 7> levels{};
+    std::size_t item = 0;
+    for (const std::string& text : vszLOG_LEVEL_ITEMS) {
+        ZEL_FC_LOGT_OF(kAdd, "enum string:(%s), len:%d", text.c_str(),
+                       static_cast<int>(text.size()));
+        levels.at(item++) = text.c_str();
     }
-    return complete && zel_fill_bytes_slot(&slots[0], vszMIXER_NAME_ITEMS[0].c_str(), kPathBytes) &&
+    return zel_fill_bytes_slot(&slots[0], vszMIXER_NAME_ITEMS[0].c_str(), kPathBytes) &&
            zel_fill_bytes_slot(&slots[1], vszMIXER_NAME_ITEMS[1].c_str(), kPathBytes) &&
-           zel_fill_enum_slot(&slots[2], vszMIXER_NAME_ITEMS[2].c_str(), std::move(levels));
+           zel_fill_enum_slot(&slots[2], vszMIXER_NAME_ITEMS[2].c_str(), levels.data(),
+                              levels.size());
 }
 
 /// The array for the controls of an open card, own ones first.
@@ -42,12 +48,12 @@ int build_controls(mixer_plugin* plugin, mixer* card) {
     plugin->num_controls = mixer_get_num_ctls(card) + kOwnControls;
     plugin->controls = new (std::nothrow) snd_control[plugin->num_controls]();
     if (plugin->controls == nullptr || !add_own_controls(plugin->controls)) {
-        ZEL_FC_LOGE("no memory for the controls");
+        ZEL_FC_LOGE_OF(kAdd, "no memory for the controls");
         return -ENOMEM;
     }
     const int status = add_dd_snd_ctl(plugin, card);
     if (status != 0) {
-        ZEL_FC_LOGE("add fc mixer fail");
+        ZEL_FC_LOGE_OF(kAdd, "add fc mixer fail");
     }
     return status;
 }

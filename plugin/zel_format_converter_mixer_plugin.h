@@ -36,7 +36,7 @@ int open(mixer_plugin** plugin, unsigned int card);
 void close(mixer_plugin** plugin);
 /// Has `callback` called, on the converter's worker thread, after the first block of every
 /// restarted stream; null ends that. The last record that was given here is the only one served.
-/// Waits for a call under way, unless called from inside it.
+/// Waits for a call under way; not to be called from inside one.
 int subscribe_events(mixer_plugin* plugin, mixer_event_callback callback);
 /// Fills in one event when one is pending. `size` bytes then, 0 when none is, or -22 when `size`
 /// has no room for one.
@@ -63,7 +63,9 @@ int add_snd_ctl(mixer_plugin* plugin);
 int add_dd_snd_ctl(mixer_plugin* plugin, mixer* mixer);
 int get_from_dd(zel_format_converter& converter, snd_control* control, snd_ctl_elem_value* value);
 int put_to_dd(zel_format_converter& converter, snd_control* control, snd_ctl_elem_value* value);
-/// What every access checks first; false with a message for a null pointer or a nameless control.
-bool valid_access(const mixer_plugin* plugin, const snd_control* control, const void* value);
+/// What every access checks first; false, with a message of `operation`'s, for a null pointer or a
+/// nameless control.
+bool valid_access(const char* operation, const mixer_plugin* plugin, const snd_control* control,
+                  const void* value);
 
 }  // namespace zel_format_converter_mixer_plugin

@@ -9,8 +9,8 @@
 
 #include "zel_fc_log.h"
 #include "zel_format_converter_pcm_plugin.h"
-#include "zel_pcm_handle.h"
 #include "zel_plugin_status.h"
+#include "zel_stream_owner.h"
 
 namespace zel_format_converter_pcm_plugin {
 
@@ -34,8 +34,10 @@ int read_converter(std::uint8_t* to, std::uint64_t bytes) {
     });
 }
 
-/// Fills the client's buffer, sleeping whenever the ring buffer is empty.
+/// Fills the client's buffer, sleeping whenever the ring buffer is empty. Speaks in the name of
+/// readi_frames.
 int read_all(std::uint8_t* to, std::uint64_t bytes) {
+    constexpr const char* kRead = "readi_frames";
     auto last_data = std::chrono::steady_clock::now();
     while (bytes > 0) {
         const int got = read_converter(to, bytes);
@@ -49,11 +51,12 @@ int read_all(std::uint8_t* to, std::uint64_t bytes) {
             continue;
         }
         if (std::chrono::steady_clock::now() - last_data >= kReadTimeout) {
-            ZEL_FC_LOGE("read timeout, no data for %d s", static_cast<int>(kReadTimeout.count()));
+            ZEL_FC_LOGE_OF(kRead, "read timeout, no data for %d s",
+                           static_cast<int>(kReadTimeout.count()));
             return -EIO;
         }
         if (usleep(kWaitUs) != 0) {
-            ZEL_FC_LOGE("usleep fail!!");
+            ZEL_FC_LOGE_OF(kRead, "usleep fail!!");
         }
     }
     return 0;
@@ -64,8 +67,7 @@ int take_frames(pcm_plugin* plugin, snd_xferi* xferi) {
     if (blocking && xferi->frames == 0) {
         return 0;
     }
-    const auto* handle = static_cast<const zel_pcm_handle*>(plugin->priv);
-    const std::size_t frame = frame_bytes(handle->stConfig);
+    const std::size_t frame = frame_bytes(*static_cast<const pcm_config*>(plugin->priv));
     // No buffer is larger than what pointers can tell apart.
     if (!zel_owns_stream(plugin) || xferi->frames > std::size_t{PTRDIFF_MAX} / frame) {
         return -EINVAL;
@@ -73,8 +75,9 @@ int take_frames(pcm_plugin* plugin, snd_xferi* xferi) {
     const std::uint64_t wanted = std::uint64_t{xferi->frames} * frame;
     auto* to = static_cast<std::uint8_t*>(xferi->buf);
     // No client of tinyalsa starts a capture stream; the kernel does it on the first read.
-    if (!handle->bStarted && wanted > 0) {
-        const int status = zel_guarded([=] { return zel_start_stream(plugin, true); });
+    if (zel_stream_started() == zel_started::no && wanted > 0) {
+        const int status =
+            zel_guarded([=] { return zel_start_stream(plugin, zel_started::by_read); });
         if (status != 0) {
             return status;
         }
@@ -89,21 +92,26 @@ int take_frames(pcm_plugin* plugin, snd_xferi* xferi) {
     return 0;
 }
 
+/// True behind a read that has started the stream, and when the client prepares it anew after a
+/// stop, which stops nothing here.
+bool runs_already(const pcm_plugin* plugin) {
+    const zel_started how = zel_stream_started();
+    return zel_owns_stream(plugin) &&
+           (how == zel_started::by_read ||
+            (how == zel_started::by_client && plugin->state == kPreparedState));
+}
+
 }  // namespace
 
 int start(pcm_plugin* plugin) {
     ZEL_FC_LOGT("+");
     int status = -EINVAL;
-    if (plugin == nullptr || plugin->priv == nullptr) {
+    if (plugin == nullptr) {
         ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+    } else if (runs_already(plugin)) {
+        status = 0;
     } else {
-        const auto* handle = static_cast<const zel_pcm_handle*>(plugin->priv);
-        // Behind a read that has started the stream, and when the client prepares it anew after a
-        // stop, which stops nothing here.
-        const bool runs =
-            zel_owns_stream(plugin) &&
-            (handle->bStartedByRead || (handle->bStarted && plugin->state == kPreparedState));
-        status = runs ? 0 : zel_guarded([=] { return zel_start_stream(plugin, false); });
+        status = zel_guarded([=] { return zel_start_stream(plugin, zel_started::by_client); });
     }
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);
@@ -124,23 +132,6 @@ int readi_frames(pcm_plugin* plugin, snd_xferi* xferi) {
         if (status != 0) {
             ZEL_FC_LOGE("read error");
         }
-    }
-    ZEL_FC_LOGT("-");
-    return zel_with_errno(status);
-}
-
-int writei_frames(pcm_plugin* plugin, snd_xferi* xferi) {
-    ZEL_FC_LOGT("+");
-    int status = -EINVAL;
-    if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
-    } else if (xferi == nullptr) {
-        ZEL_FC_LOGE("pstSndXferi is nullptr!!");
-    } else if (xferi->buf == nullptr) {
-        ZEL_FC_LOGE("invalid SndXferi buf!!");
-    } else {
-        ZEL_FC_LOGW("not supported");
-        status = 0;
     }
     ZEL_FC_LOGT("-");
     return zel_with_errno(status);

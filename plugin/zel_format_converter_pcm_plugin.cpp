@@ -6,11 +6,10 @@
 #include <sys/mman.h>
 
 #include <cstdint>
-#include <mutex>
 
 #include "zel_fc_log.h"
-#include "zel_pcm_handle.h"
 #include "zel_plugin_status.h"
+#include "zel_stream_owner.h"
 #include "zel_virtual_card.h"
 
 namespace zel_format_converter_pcm_plugin {
@@ -40,38 +39,18 @@ constexpr pcm_plugin_hw_constraints kConstraints = [] {
 struct handle_record {
     pcm_plugin stPlugin{};
     pcm_plugin_hw_constraints stConstraints = kConstraints;
-    zel_pcm_handle stHandle;
-    handle_record* pstNextKept = nullptr;
+    pcm_config stConfig{};  ///< the client's stream; all zero until hw_params
 };
-
-// Records whose close failed. tinyalsa forgets them; whoever holds one may close it again.
-std::mutex g_kept_lock;
-handle_record* g_kept = nullptr;
-
-void drop_kept(handle_record* record) {
-    const std::lock_guard lock(g_kept_lock);
-    for (handle_record** at = &g_kept; *at != nullptr; at = &(*at)->pstNextKept) {
-        if (*at == record) {
-            *at = record->pstNextKept;
-            return;
-        }
-    }
-}
-
-void keep(handle_record* record) {
-    drop_kept(record);
-    const std::lock_guard lock(g_kept_lock);
-    record->pstNextKept = g_kept;
-    g_kept = record;
-}
 
 std::uint32_t interval_min(const snd_pcm_hw_params& params, int interval) {
     return params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL].min;
 }
 
 /// The width decides; but tinyalsa always names 16 bits there and keeps what the client asked for
-/// in the format mask only, so a mask that names just one of our formats has the last word.
+/// in the format mask only, so a mask that names just one of our formats has the last word. Speaks
+/// in the name of hw_params.
 void take_format(const snd_pcm_hw_params& params, pcm_config* config) {
+    constexpr const char* kParams = "hw_params";
     const std::uint32_t bits = interval_min(params, SNDRV_PCM_HW_PARAM_SAMPLE_BITS);
     if (bits == 32) {
         config->format = PCM_FORMAT_S32_LE;
@@ -85,11 +64,12 @@ void take_format(const snd_pcm_hw_params& params, pcm_config* config) {
     if (s16 != s32) {
         config->format = s32 ? PCM_FORMAT_S32_LE : PCM_FORMAT_S16_LE;
     } else if (!s16 && bits != 16 && bits != 32) {
-        ZEL_FC_LOGW("sample width %d is neither 16 nor 32 bits, %d bits are delivered",
-                    static_cast<int>(bits), static_cast<int>(pcm_format_to_bits(config->format)));
+        ZEL_FC_LOGW_OF(kParams, "sample width %d is neither 16 nor 32 bits, %d bits are delivered",
+                       static_cast<int>(bits),
+                       static_cast<int>(pcm_format_to_bits(config->format)));
     } else if (!s16) {
-        ZEL_FC_LOGW("sample format is neither S16_LE nor S32_LE, %d bits are delivered",
-                    static_cast<int>(pcm_format_to_bits(config->format)));
+        ZEL_FC_LOGW_OF(kParams, "sample format is neither S16_LE nor S32_LE, %d bits are delivered",
+                       static_cast<int>(pcm_format_to_bits(config->format)));
     }
 }
 
@@ -123,7 +103,7 @@ int open(pcm_plugin** plugin, unsigned int card, unsigned int device, unsigned i
         record->stPlugin.device = kZelVirtualDevice;
         record->stPlugin.constraints = &record->stConstraints;
         record->stPlugin.mode = static_cast<int>(flags);
-        record->stPlugin.priv = &record->stHandle;
+        record->stPlugin.priv = &record->stConfig;
         *plugin = &record->stPlugin;
         status = 0;
     }
@@ -138,9 +118,7 @@ int close(pcm_plugin* plugin) {
         ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
     } else if (status = zel_guarded([=] { return zel_close_stream(plugin); }); status != 0) {
         ZEL_FC_LOGE("format converter close fail.");
-        keep(reinterpret_cast<handle_record*>(plugin));
     } else {
-        drop_kept(reinterpret_cast<handle_record*>(plugin));
         delete reinterpret_cast<handle_record*>(plugin);
     }
     ZEL_FC_LOGT("-");
@@ -157,10 +135,10 @@ int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
     } else if (params == nullptr) {
         ZEL_FC_LOGE("invalid parameter!!");
     } else {
-        auto* handle = static_cast<zel_pcm_handle*>(plugin->priv);
-        const pcm_config before = handle->stConfig;
-        take_params(*params, &handle->stConfig);
-        const unsigned int channels = handle->stConfig.channels;
+        auto* config = static_cast<pcm_config*>(plugin->priv);
+        const pcm_config before = *config;
+        take_params(*params, config);
+        const unsigned int channels = config->channels;
         if (channels == 0 || channels > kMaxChannels) {
             ZEL_FC_LOGE("channel num %d out of limit %d", static_cast<int>(channels),
                         static_cast<int>(kMaxChannels));
@@ -169,7 +147,7 @@ int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
         }
         if (status != 0 && zel_owns_stream(plugin)) {
             // The stream that this handle has goes on, in the format it was opened with.
-            handle->stConfig = before;
+            *config = before;
         }
     }
     ZEL_FC_LOGT("-");
@@ -190,22 +168,6 @@ int sw_params(pcm_plugin* plugin, snd_pcm_sw_params* params) {
     return zel_with_errno(status);
 }
 
-// NOLINTNEXTLINE(readability-non-const-parameter): tinyalsa's table has this signature.
-int ttstamp(pcm_plugin* plugin, int* tstamp) {
-    ZEL_FC_LOGT("+");
-    int status = -EINVAL;
-    if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
-    } else if (tstamp == nullptr) {
-        ZEL_FC_LOGE("pTstamp is nullptr!!");
-    } else {
-        ZEL_FC_LOGW("not supported");
-        status = 0;
-    }
-    ZEL_FC_LOGT("-");
-    return zel_with_errno(status);
-}
-
 int prepare(pcm_plugin* plugin) {
     ZEL_FC_LOGT("+");
     int status = 0;
@@ -217,45 +179,48 @@ int prepare(pcm_plugin* plugin) {
     return zel_with_errno(status);
 }
 
-int drain(pcm_plugin* plugin) {
-    ZEL_FC_LOGT("+");
+namespace {
+
+/// What a capture stream does not need: the checks are all. `argument` is the one whose lack has
+/// the message `missing`.
+int not_supported(const char* operation, const pcm_plugin* plugin, const void* argument,
+                  const char* missing) {
+    ZEL_FC_LOGT_OF(operation, "+");
     int status = -EINVAL;
     if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
+        ZEL_FC_LOGE_OF(operation, "pstPcmPlugin is nullptr!!");
+    } else if (argument == nullptr) {
+        ZEL_FC_LOGE_OF(operation, "%s", missing);
     } else {
-        ZEL_FC_LOGW("not supported");
+        ZEL_FC_LOGW_OF(operation, "not supported");
         status = 0;
     }
-    ZEL_FC_LOGT("-");
+    ZEL_FC_LOGT_OF(operation, "-");
     return zel_with_errno(status);
+}
+
+}  // namespace
+
+int writei_frames(pcm_plugin* plugin, snd_xferi* xferi) {
+    return xferi == nullptr ? not_supported(__func__, plugin, nullptr, "pstSndXferi is nullptr!!")
+                            : not_supported(__func__, plugin, xferi->buf, "invalid SndXferi buf!!");
+}
+
+// NOLINTNEXTLINE(readability-non-const-parameter): tinyalsa's table has this signature.
+int ttstamp(pcm_plugin* plugin, int* tstamp) {
+    return not_supported(__func__, plugin, tstamp, "pTstamp is nullptr!!");
+}
+
+int drain(pcm_plugin* plugin) {
+    return not_supported(__func__, plugin, plugin, "pstPcmPlugin is nullptr!!");
 }
 
 int drop(pcm_plugin* plugin) {
-    ZEL_FC_LOGT("+");
-    int status = -EINVAL;
-    if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
-    } else {
-        ZEL_FC_LOGW("not supported");
-        status = 0;
-    }
-    ZEL_FC_LOGT("-");
-    return zel_with_errno(status);
+    return not_supported(__func__, plugin, plugin, "pstPcmPlugin is nullptr!!");
 }
 
 int ioctl(pcm_plugin* plugin, int /*cmd*/, void* arg) {
-    ZEL_FC_LOGT("+");
-    int status = -EINVAL;
-    if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
-    } else if (arg == nullptr) {
-        ZEL_FC_LOGE("arg is nullptr!!");
-    } else {
-        ZEL_FC_LOGW("not supported");
-        status = 0;
-    }
-    ZEL_FC_LOGT("-");
-    return zel_with_errno(status);
+    return not_supported(__func__, plugin, arg, "arg is nullptr!!");
 }
 
 void* map(pcm_plugin* /*plugin*/, void* /*addr*/, size_t /*length*/, int /*prot*/, int /*flags*/,
@@ -268,33 +233,11 @@ void* map(pcm_plugin* /*plugin*/, void* /*addr*/, size_t /*length*/, int /*prot*
 }
 
 int munmap(pcm_plugin* plugin, void* addr, size_t /*length*/) {
-    ZEL_FC_LOGT("+");
-    int status = -EINVAL;
-    if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
-    } else if (addr == nullptr) {
-        ZEL_FC_LOGE("pAddr is nullptr!!");
-    } else {
-        ZEL_FC_LOGW("not supported");
-        status = 0;
-    }
-    ZEL_FC_LOGT("-");
-    return zel_with_errno(status);
+    return not_supported(__func__, plugin, addr, "pAddr is nullptr!!");
 }
 
 int poll(pcm_plugin* plugin, pollfd* pfd, nfds_t /*count*/, int /*timeout*/) {
-    ZEL_FC_LOGT("+");
-    int status = -EINVAL;
-    if (plugin == nullptr) {
-        ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
-    } else if (pfd == nullptr) {
-        ZEL_FC_LOGE("pfd is nullptr!!");
-    } else {
-        ZEL_FC_LOGW("not supported");
-        status = 0;
-    }
-    ZEL_FC_LOGT("-");
-    return zel_with_errno(status);
+    return not_supported(__func__, plugin, pfd, "pfd is nullptr!!");
 }
 
 }  // namespace zel_format_converter_pcm_plugin

@@ -17,10 +17,11 @@ int zel_guarded(Step&& step) noexcept {
     }
 }
 
-/// Passes an operation's status on, a negative one in errno too: tinyalsa looks nowhere else.
+/// Passes an operation's status on, a negative one in errno too: tinyalsa looks nowhere else. -1 is
+/// no error number there: EPERM would send people after permissions.
 inline int zel_with_errno(int status) noexcept {
     if (status < 0) {
-        errno = -status;
+        errno = status == -1 ? EIO : -status;
     }
     return status;
 }

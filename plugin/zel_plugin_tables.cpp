@@ -2,6 +2,7 @@
 
 #include "zel_format_converter_mixer_plugin.h"
 #include "zel_format_converter_pcm_plugin.h"
+#include "zel_record_layouts.h"
 
 #define ZEL_EXPORT __attribute__((visibility("default")))
 

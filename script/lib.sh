@@ -3,8 +3,9 @@
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config linux-libc-dev
   libcjson-dev libsndfile1-dev libcli11-dev libgtest-dev python3-jsonschema"
-ARM64_PACKAGES="cmake ninja-build qemu-user googletest g++-aarch64-linux-gnu"
-ARMHF_PACKAGES="cmake ninja-build qemu-user googletest g++-arm-linux-gnueabihf"
+# What else a cross-compiling preset needs, and what its target's folder of libraries is made of.
+CROSS_PACKAGES="qemu-user googletest"
+SYSROOT_PACKAGES="libstdc++-12-dev libc++-14-dev libc++abi-14-dev libcjson-dev libsndfile1-dev libcli11-dev"
 BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 ANALYSIS_PACKAGES="clang clang-tidy cppcheck"

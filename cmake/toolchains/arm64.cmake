@@ -1,7 +1,7 @@
-# Debian's cross compiler for 64-bit ARM; programs run under qemu-user.
-set(CMAKE_SYSTEM_NAME Linux)
+# 64-bit ARM.
+set(ZEL_ARCH arm64)
+set(ZEL_TRIPLE aarch64-linux-gnu)
+set(ZEL_CLANG_TARGET aarch64-linux-gnu)
+set(ZEL_EMULATOR qemu-aarch64)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -L /usr/aarch64-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+include(${CMAKE_CURRENT_LIST_DIR}/debian_sysroot.cmake)

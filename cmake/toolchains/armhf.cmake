@@ -1,7 +1,7 @@
-# Debian's cross compiler for 32-bit ARM; programs run under qemu-user.
-set(CMAKE_SYSTEM_NAME Linux)
+# 32-bit ARM.
+set(ZEL_ARCH armhf)
+set(ZEL_TRIPLE arm-linux-gnueabihf)
+set(ZEL_CLANG_TARGET armv7a-linux-gnueabihf)
+set(ZEL_EMULATOR qemu-arm)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
-set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
-set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/arm-linux-gnueabihf)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+include(${CMAKE_CURRENT_LIST_DIR}/debian_sysroot.cmake)

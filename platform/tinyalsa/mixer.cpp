@@ -5,8 +5,10 @@
 #include <tinyalsa/mixer.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 
@@ -43,11 +45,15 @@ bool take_controls(mixer* opened) {
     return true;
 }
 
-/// The plugin stops calling back and takes the record, its lock and its descriptor away.
-void close_plugin(mixer* opened) {
-    if (opened->plugin != nullptr) {
-        opened->ops->close(&opened->plugin);
+/// Counts `events` as dealt with, or as many as there are.
+void settle(mixer_plugin* plugin, int events) {
+    pthread_mutex_lock(&plugin->mutex);
+    const int settled = std::min(events, plugin->event_cnt);
+    if (settled > 0 && __atomic_sub_fetch(&plugin->event_cnt, settled, __ATOMIC_RELEASE) == 0) {
+        std::uint64_t pending = 0;
+        static_cast<void>(::read(plugin->eventfd, &pending, sizeof(pending)) == sizeof(pending));
     }
+    pthread_mutex_unlock(&plugin->mutex);
 }
 
 }  // namespace
@@ -70,7 +76,7 @@ ZEL_EXPORT mixer* mixer_open(unsigned int card) {
         pthread_mutex_init(&opened->plugin->mutex, nullptr);
         opened->name = opened->node.name();
         if (opened->plugin->eventfd < 0 || !take_controls(opened.get())) {
-            close_plugin(opened.get());
+            opened.reset();
             errno = EINVAL;
             return nullptr;
         }
@@ -82,10 +88,7 @@ ZEL_EXPORT mixer* mixer_open(unsigned int card) {
 }
 
 ZEL_EXPORT void mixer_close(mixer* opened) {
-    if (opened != nullptr) {
-        close_plugin(opened);
-        delete opened;
-    }
+    delete opened;
 }
 
 ZEL_EXPORT const char* mixer_get_name(const mixer* opened) {
@@ -129,6 +132,9 @@ ZEL_EXPORT int mixer_subscribe_events(mixer* opened, int subscribe) {
         opened->ops->subscribe_events(opened->plugin, subscribe != 0 ? on_event : nullptr);
     if (status == 0) {
         opened->plugin->subscribed = subscribe != 0;
+        if (subscribe == 0) {
+            settle(opened->plugin, std::numeric_limits<int>::max());
+        }
     }
     return status;
 }
@@ -154,17 +160,14 @@ ZEL_EXPORT int mixer_read_event(mixer* opened, mixer_ctl_event* event) {
     }
     static_assert(sizeof(mixer_ctl_event) == sizeof(snd_ctl_event));
     mixer_plugin* plugin = opened->plugin;
+    // What is counted from here on may have come too late for the plugin to deliver it.
+    const bool announced = __atomic_load_n(&plugin->event_cnt, __ATOMIC_ACQUIRE) > 0;
     const ssize_t size =
         opened->ops->read_event(plugin, reinterpret_cast<snd_ctl_event*>(event), sizeof(*event));
     if (size < 0) {
         return static_cast<int>(size);
     }
-    pthread_mutex_lock(&plugin->mutex);
-    if (plugin->event_cnt > 0 && __atomic_sub_fetch(&plugin->event_cnt, 1, __ATOMIC_RELEASE) == 0) {
-        std::uint64_t pending = 0;
-        static_cast<void>(::read(plugin->eventfd, &pending, sizeof(pending)) == sizeof(pending));
-    }
-    pthread_mutex_unlock(&plugin->mutex);
+    settle(plugin, announced ? 1 : 0);
     return size == sizeof(*event) ? 1 : 0;
 }
 

@@ -2,11 +2,11 @@
 
 #include <tinyalsa/mixer.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 
 #include "mixer_record.h"
 
@@ -14,8 +14,13 @@
 
 namespace {
 
-bool is_tlv(const snd_control& slot) {
+bool has_tlv_access(const snd_control& slot) {
     return (slot.access & SNDRV_CTL_ELEM_ACCESS_TLV_READWRITE) != 0;
+}
+
+/// Whether the values themselves travel in TLVs. An integer control's tell of decibels.
+bool is_tlv(const snd_control& slot) {
+    return slot.type == SNDRV_CTL_ELEM_TYPE_BYTES && has_tlv_access(slot);
 }
 
 template <typename Record>
@@ -71,11 +76,20 @@ int transfer_tlv(const mixer_ctl* control, void* to, const void* from, std::size
     return status;
 }
 
+/// How many of a control's elements a value record carries.
+std::size_t reachable(const mixer_ctl* control) {
+    constexpr std::size_t kBytes = sizeof(snd_ctl_elem_value::value.bytes.data);
+    constexpr std::size_t kIntegers =
+        sizeof(snd_ctl_elem_value::value.integer.value) / sizeof(long);  // and items
+    return std::min<std::size_t>(mixer_ctl_get_num_values(control),
+                                 is_type(control, SNDRV_CTL_ELEM_TYPE_BYTES) ? kBytes : kIntegers);
+}
+
 /// The value area that holds a control's elements, and one element's size; null for a count that
 /// the control hasn't.
 void* elements(const mixer_ctl* control, snd_ctl_elem_value* value, std::size_t count,
                std::size_t* element_bytes) {
-    if (count == 0 || count > mixer_ctl_get_num_values(control)) {
+    if (count == 0 || count > reachable(control)) {
         return nullptr;
     }
     switch (control->slot->type) {
@@ -153,11 +167,11 @@ ZEL_EXPORT const char* mixer_ctl_get_enum_string(mixer_ctl* control, unsigned in
 }
 
 ZEL_EXPORT int mixer_ctl_is_access_tlv_rw(const mixer_ctl* control) {
-    return control != nullptr && is_tlv(*control->slot);
+    return control != nullptr && has_tlv_access(*control->slot);
 }
 
 ZEL_EXPORT int mixer_ctl_get_value(const mixer_ctl* control, unsigned int id) {
-    if (control == nullptr || id >= mixer_ctl_get_num_values(control)) {
+    if (control == nullptr || id >= reachable(control)) {
         return -EINVAL;
     }
     snd_ctl_elem_value value = request(control);
@@ -176,7 +190,7 @@ ZEL_EXPORT int mixer_ctl_get_value(const mixer_ctl* control, unsigned int id) {
 }
 
 ZEL_EXPORT int mixer_ctl_set_value(mixer_ctl* control, unsigned int id, int wanted) {
-    if (control == nullptr || id >= mixer_ctl_get_num_values(control)) {
+    if (control == nullptr || id >= reachable(control)) {
         return -EINVAL;
     }
     snd_ctl_elem_value value = request(control);
@@ -196,9 +210,6 @@ ZEL_EXPORT int mixer_ctl_set_value(mixer_ctl* control, unsigned int id, int want
             value.value.enumerated.item[id] = static_cast<unsigned int>(wanted);
             break;
         default:
-            if (id >= sizeof(value.value.bytes.data)) {
-                return -EINVAL;
-            }
             value.value.bytes.data[id] = static_cast<unsigned char>(wanted);
             break;
     }

@@ -15,8 +15,18 @@ struct mixer_ctl {
     snd_control* slot = nullptr;
 };
 
-/// An open plugin mixer.
+/// An open plugin mixer, owner of the plugin's record.
 struct mixer {
+    mixer() = default;
+    /// The plugin stops calling back and takes the record, its lock and its descriptor away.
+    ~mixer() {
+        if (plugin != nullptr) {
+            ops->close(&plugin);
+        }
+    }
+    mixer(const mixer&) = delete;
+    mixer& operator=(const mixer&) = delete;
+
     card_node node;
     const mixer_plugin_ops* ops = nullptr;
     mixer_plugin* plugin = nullptr;

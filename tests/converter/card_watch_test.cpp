@@ -84,6 +84,30 @@ TEST_F(card_watch, a_new_source_restarts_with_the_cards_new_settings) {
     EXPECT_EQ(zel_test::calls_of(call::mixer_open), 1) << "the subscription stays";
 }
 
+TEST_F(card_watch, the_first_block_after_a_restart_has_no_previous_one) {
+    zel_test::allow_reads(-1);
+    zel_test::set_timestamps({{7, 0}, {9, 0}, {12, 0}}, 0);
+    timespec ts{};
+    ASSERT_EQ(fc_access::read_device(*fc, &ts), 0);
+    zel_test::push_event(kActive);
+    ASSERT_EQ(fc_access::check_event(*fc), 0);
+    ASSERT_EQ(fc_access::read_device(*fc, &ts), 0);
+    EXPECT_FALSE(zel_test::log_has("timestamp glitch"));
+    ASSERT_EQ(fc_access::read_device(*fc, &ts), 0);
+    EXPECT_TRUE(zel_test::log_has("check_timestamp", "timestamp glitch 2968 ms"));
+}
+
+TEST_F(card_watch, a_restart_that_a_close_follows_is_not_announced_in_the_next_stream) {
+    int told = 0;
+    fc->register_cb([&told](void*) { ++told; }, nullptr);
+    zel_test::push_event(kActive);
+    ASSERT_EQ(fc_access::check_event(*fc), 0);
+    ASSERT_EQ(fc_access::execute(*fc, FC_CLOSE), 0);
+    ASSERT_EQ(fc_access::open_here(*fc, zel_test::client_config(), PCM_IN), 0);
+    fc_access::notify(*fc);
+    EXPECT_EQ(told, 0);
+}
+
 TEST_F(card_watch, a_new_layout_switches_the_matrix_without_a_restart) {
     EXPECT_EQ(mixed(), (std::pair{100, 200}));
     zel_test::set_control("PCM Channel Layout", 0);
@@ -106,18 +130,19 @@ TEST_F(card_watch, failures_are_told_and_passed_on) {
         void (*script)();
         unsigned int numid;
         int result;
+        const char* operation;
         const char* message;
     } rows[] = {
         {[] { zel_test::fail_call(call::mixer_wait_event, 1, -ENODEV); }, kActive, -ENODEV,
-         "mixer wait event fail (-19)"},
+         "check_mixer_event", "mixer wait event fail (-19)"},
         {[] { zel_test::fail_call(call::mixer_read_event, 1, -EIO); }, kActive, -EIO,
-         "mixer consume event fail(-5)"},
-        {[] {}, 2, -EINVAL, "unexpected event 2"},
-        {[] {}, 0, -EINVAL, "unexpected event 0"},
+         "check_mixer_event", "mixer consume event fail(-5)"},
+        {[] {}, 2, -EINVAL, "check_mixer_event", "unexpected event 2"},
+        {[] {}, 0, -EINVAL, "check_mixer_event", "unexpected event 0"},
         {[] { zel_test::remove_control("PCM Channel Layout"); }, kLayout, -EINVAL,
-         "get channel layout fail"},
+         "check_mixer_event", "get channel layout fail"},
         {[] { zel_test::fail_call(call::mixer_ctl_get_enum_string, 1, 0); }, kLayout, -EINVAL,
-         "get channel layout name fail"},
+         "get_channel_layout", "get channel layout name fail"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.message);
@@ -126,7 +151,7 @@ TEST_F(card_watch, failures_are_told_and_passed_on) {
         row.script();
         zel_test::push_event(row.numid);
         EXPECT_EQ(fc_access::check_event(*fc), row.result);
-        EXPECT_TRUE(zel_test::log_has(row.message));
+        EXPECT_TRUE(zel_test::log_has(row.operation, row.message));
         EXPECT_EQ(zel_test::calls_of(call::pcm_open), 1);
         EXPECT_FALSE(fc_access::pending(*fc));
     }

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -57,7 +58,7 @@ TEST(command_channel, status_machine) {
         EXPECT_EQ(fc_access::execute(*fc, row.code), row.result);
         EXPECT_EQ(fc_access::status(*fc), row.next);
         if (row.message != nullptr) {
-            EXPECT_TRUE(zel_test::log_has(row.message));
+            EXPECT_TRUE(zel_test::log_has("process_command", row.message));
         } else {
             EXPECT_TRUE(zel_test::take_log().empty());
         }
@@ -100,7 +101,9 @@ TEST(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
     ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     const pid_t child = fork();
     if (child == 0) {
-        const bool refused = fc->close() == -EIO;
+        const bool refused =
+            fc->close() == -EIO &&
+            zel_test::log_has("send_command", "from a forked child, which has no worker");
         fc.reset();
         _exit(refused ? zel_test::calls_of(zel_test::call::pcm_close) : -1);
     }
@@ -131,6 +134,45 @@ TEST(command_channel, skips_exactly_the_results_that_came_too_late) {
     EXPECT_EQ(fc->open(&config, PCM_IN), 0);
     EXPECT_EQ(fc->close(), 0);
     EXPECT_EQ(zel_test::open_handles(), 0);
+}
+
+TEST(command_channel, the_four_bytes_in_the_pipe_are_the_result) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    ASSERT_EQ(fc_access::send(*fc, FC_EXIT), 0);  // from here on the test is the worker
+    const auto answer = [&fc](std::uint32_t code, std::int32_t result) {
+        ctl_cmd cmd{};
+        pollfd sent{fc_access::command_pipe(*fc)[0], POLLIN, 0};
+        ASSERT_EQ(poll(&sent, 1, 2000), 1);
+        EXPECT_EQ(read(sent.fd, &cmd, sizeof(cmd)), 40);
+        EXPECT_EQ(cmd.u32Cmd, code);
+        EXPECT_EQ(write(fc_access::result_pipe(*fc)[1], &result, sizeof(result)), 4);
+    };
+    for (const std::int32_t result : {-77, 5, 0}) {
+        std::thread worker(answer, FC_START, result);
+        EXPECT_EQ(fc->start(), result);
+        worker.join();
+    }
+    std::thread worker(answer, FC_EXIT, 0);
+    fc_access::end(*fc);
+    worker.join();
+}
+
+TEST(command_channel, an_exit_that_nobody_answers_leaves_the_worker_behind) {
+    zel_test::reset_script();
+    fc_access::owner fc = fc_access::make();
+    ASSERT_EQ(zel_test::start_stream(*fc), 0);
+    ASSERT_TRUE(
+        zel_test::eventually([] { return zel_test::calls_of(zel_test::call::pcm_readi) > 0; }));
+    zel_test::clear_log();
+    const auto begin = std::chrono::steady_clock::now();
+    fc.reset();  // while the card holds the worker
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1500));
+    EXPECT_TRUE(zel_test::log_has("fc routine does not end"));
+    EXPECT_EQ(zel_test::open_handles(), 2) << "what it uses stays";
+    zel_test::allow_reads(-1);
+    EXPECT_TRUE(zel_test::eventually([] { return zel_test::open_handles() == 0; }));
+    EXPECT_TRUE(zel_test::eventually([] { return zel_test::log_has("fc routine terminate"); }));
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ TEST(epoll, reports_each_arrival_once_and_keeps_a_hung_up_pipe) {
     for (int arrival = 0; arrival < 2; ++arrival) {
         ASSERT_EQ(write(ends[1], "x", 1), 1);
         ASSERT_EQ(poller.wait(), 1);
-        EXPECT_EQ(poller.event(0).data.fd, ends[0]);
+        EXPECT_EQ(poller.astEvents[0].data.fd, ends[0]);
         EXPECT_EQ(poller.wait(), 0) << "still readable, nothing new";
     }
     close(ends[1]);
@@ -52,8 +52,8 @@ TEST(epoll, drops_a_socket_whose_peer_stopped_sending) {
     ASSERT_EQ(shutdown(ends[1], SHUT_WR), 0);
     poller.set_timeout(-1);
     ASSERT_EQ(poller.wait(), 1);
-    EXPECT_NE(poller.event(0).events & EPOLLRDHUP, 0U);
-    EXPECT_EQ(poller.event(0).data.fd, ends[0]);
+    EXPECT_NE(poller.astEvents[0].events & EPOLLRDHUP, 0U);
+    EXPECT_EQ(poller.astEvents[0].data.fd, ends[0]);
     EXPECT_EQ(fcntl(ends[0], F_GETFD), -1) << "must be closed";
     poller.set_timeout(0);
     EXPECT_EQ(poller.wait(), 0);

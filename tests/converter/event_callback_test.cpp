@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <future>
-#include <stdexcept>
 #include <thread>
 
 #include "captured_log.h"
@@ -48,27 +47,14 @@ TEST(event_callback, the_last_one_registered_is_called_while_it_is_registered) {
     EXPECT_EQ(second, 2);
 }
 
-TEST(event_callback, may_replace_or_withdraw_itself_and_throw) {
+TEST(event_callback, is_the_one_that_was_handed_over_not_a_copy) {
     zel_test::reset_script();
     const fc_access::owner fc = fc_access::make();
-    std::atomic<int> calls{0};
-    fc->register_cb(
-        [&fc, &calls, big = std::string(100, 'x')](void* arg) {
-            fc->register_cb(count, arg);
-            calls += static_cast<int>(big.size());  // still there, though replaced
-        },
-        &calls);
+    int told = 0;
+    fc->register_cb([&told, calls = 0](void*) mutable { told = ++calls; }, nullptr);
     restart_done(*fc);
     restart_done(*fc);
-    EXPECT_EQ(calls, 101);
-    fc->register_cb([&fc](void* arg) { fc->unregister_cb(arg); }, &calls);
-    restart_done(*fc);
-    fc->register_cb([](void*) { throw std::runtime_error("no"); }, nullptr);
-    restart_done(*fc);
-    EXPECT_TRUE(zel_test::log_has("event callback exception no"));
-    fc->register_cb([](void*) { throw 1; }, nullptr);
-    restart_done(*fc);
-    EXPECT_TRUE(zel_test::log_has("event callback exception of another type"));
+    EXPECT_EQ(told, 2);
 }
 
 /// A started stream whose worker is inside the callback until it is released.
@@ -118,19 +104,12 @@ TEST_F(inside_callback, other_clients_are_not_kept_waiting) {
     release.set_value();
 }
 
-TEST_F(inside_callback, client_calls_work_but_commands_are_refused_at_once) {
+TEST_F(inside_callback, commands_are_refused_at_once) {
     int results[3] = {};
     std::chrono::steady_clock::duration took{};
     step = [&] {
         const auto begin = std::chrono::steady_clock::now();
-        std::uint8_t data[64];
-        std::uint32_t value = 0;
-        timespec ts{};
         const pcm_config config = zel_test::client_config();
-        EXPECT_EQ(fc->read(data, sizeof(data)), 64);
-        EXPECT_EQ(fc->get(PROP_AVAIL_FRAMES, &value), 0);
-        EXPECT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
-        EXPECT_EQ(fc->set(PROP_DELAY_JSON_PATH, "/x"), 0);
         results[0] = fc->open(&config, PCM_IN);
         results[1] = fc->start();
         results[2] = fc->close();
@@ -145,7 +124,7 @@ TEST_F(inside_callback, client_calls_work_but_commands_are_refused_at_once) {
         EXPECT_EQ(result, -EDEADLK);
     }
     EXPECT_LT(took, 500ms);
-    EXPECT_TRUE(zel_test::log_has("command 2 from inside the event callback"));
+    EXPECT_TRUE(zel_test::log_has("send_command", "command 2 from inside the event callback"));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "captured_log.h"
 #include "converter_access.h"
 #include "footprint.h"
+#include "system_faults.h"
 
 using zel_test::call;
 using zel_test::fc_access;
@@ -50,6 +51,18 @@ TEST(routine, blocks_reach_the_client_with_the_newest_time) {
     ASSERT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
     EXPECT_EQ(ts.tv_sec, 0);
     EXPECT_EQ(ts.tv_nsec, 0);
+    EXPECT_EQ(fc->close(), 0);
+}
+
+TEST(routine, a_stream_that_is_only_opened_leaves_the_worker_asleep) {
+    zel_test::reset_script();
+    const fc_access::owner fc = fc_access::make();
+    const pcm_config config = zel_test::client_config();
+    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const int waits = zel_test::calls_of(zel_test::system_call::epoll_wait);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(zel_test::calls_of(zel_test::system_call::epoll_wait), waits);
     EXPECT_EQ(fc->close(), 0);
 }
 

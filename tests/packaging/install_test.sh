@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
-# usage: install_test.sh CMAKE BUILD_DIR C_COMPILER. Installs into an empty prefix, moves it, and
-# uses it from there: the tool, and host programs against the pkg-config file and the CMake package.
+# usage: install_test.sh CMAKE BUILD_DIR C_COMPILER [EMULATOR]. Installs into an empty prefix, moves it,
+# and uses it from there: the tool, and host programs against the pkg-config file and the CMake
+# package. The compiler may have options, the emulator arguments.
 set -euo pipefail
-cmake=$1 build=$2 cc=$3
+cmake=$1 build=$2
+read -ra cc <<<"$3"
+read -ra emulator <<<"${4:-}"
 source=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -18,7 +21,7 @@ fail() {
 
 # Nothing may come from the build tree or by a variable of the caller's.
 run() {
-    env -i PATH=/usr/bin:/bin "$@"
+    env -i PATH=/usr/bin:/bin "${emulator[@]}" "$@"
 }
 
 # expect TEXT COMMAND...: a text in what it prints.
@@ -47,12 +50,12 @@ expect "FC log level" run "$prefix/bin/zel-fc" controls list
 [ "$(stat -c %s "$work/out.wav")" -ge 32044 ] || fail "the recording is too short"
 
 pc=$(dirname "$(find "$prefix" -name zel-format-converter.pc)")
-flags=$(run PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs zel-format-converter)
+flags=$(env -i PATH=/usr/bin:/bin PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs zel-format-converter)
 # shellcheck disable=SC2086  # words of their own
-"$cc" "$source/client/client.c" -o "$work/client" $flags
+"${cc[@]}" "$source/client/client.c" -o "$work/client" $flags
 expect '512 frames, control 2 is "FC log level"' run "$work/client"
 
 "$cmake" -G Ninja -S "$source/client" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_C_COMPILER="$cc" >/dev/null
+    -DCMAKE_C_COMPILER="${cc[0]}" -DCMAKE_C_FLAGS="${cc[*]:1}" >/dev/null
 "$cmake" --build "$work/build" >/dev/null
 expect '512 frames, control 2 is "FC log level"' run "$work/build/client"

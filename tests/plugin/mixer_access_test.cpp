@@ -94,7 +94,7 @@ TEST_F(mixer_access, null_pointers_are_refused_by_name) {
     tlv_request request(kTuning, 3);
     mixer_plugin* plugin = opened->plugin;
     snd_control* slot = &opened->slot(kTuning);
-    const auto expect_all = [&](auto operation, auto* record) {
+    const auto expect_all = [&](const char* name, auto operation, auto* record) {
         using record_type = decltype(record);
         const struct {
             int status;
@@ -107,15 +107,15 @@ TEST_F(mixer_access, null_pointers_are_refused_by_name) {
                     {operation(nullptr, nullptr, record_type{nullptr}), "pstMixerPlugin is null"}};
         for (const auto& row : rows) {
             EXPECT_EQ(row.status, -EINVAL) << row.message;
-            EXPECT_TRUE(log_has(row.message));
+            EXPECT_TRUE(log_has(name, row.message));
         }
         EXPECT_EQ(log_count("pstMixerPlugin is null"), 2U);
         clear_log();
     };
-    expect_all(mixer_ops::get, &value);
-    expect_all(mixer_ops::put, &value);
-    expect_all(mixer_ops::get_tlv, request.tlv);
-    expect_all(mixer_ops::put_tlv, request.tlv);
+    expect_all("get", mixer_ops::get, &value);
+    expect_all("put", mixer_ops::put, &value);
+    expect_all("get_tlv", mixer_ops::get_tlv, request.tlv);
+    expect_all("put_tlv", mixer_ops::put_tlv, request.tlv);
 }
 
 TEST_F(mixer_access, integers_go_through_element_by_element) {
@@ -159,11 +159,12 @@ TEST_F(mixer_access, bytes_go_through_whole) {
     EXPECT_EQ(control_state("Blob").bytes, (std::vector<unsigned char>{'a', 'b', 'c', 'd'}));
     fail_call(call::mixer_ctl_get_array, 1, -EBUSY);
     EXPECT_EQ(opened->get(kBlob, &value), -EBUSY);
-    EXPECT_TRUE(log_has("mixer_ctl_get_array fail -16"));
-    EXPECT_TRUE(log_has("get from DD fail"));
+    EXPECT_TRUE(log_has("get_from_dd", "mixer_ctl_get_array fail -16"));
+    EXPECT_TRUE(log_has("get", "get from DD fail"));
     fail_call(call::mixer_ctl_set_array, 1, -EBUSY);
     EXPECT_EQ(opened->put(kBlob, &value), -EBUSY);
-    EXPECT_TRUE(log_has("mixer_ctl_set_array fail -16"));
+    EXPECT_TRUE(log_has("put_to_dd", "mixer_ctl_set_array fail -16"));
+    EXPECT_TRUE(log_has("put", "put to DD fail"));
 }
 
 TEST_F(mixer_access, the_card_decides_what_there_is_now) {
@@ -229,11 +230,17 @@ TEST_F(mixer_access, tlv_data_goes_through_within_the_controls_size) {
     fail_call(call::mixer_ctl_get_array, 1, -EIO);
     fail_call(call::mixer_ctl_set_array, 1, -EIO);
     EXPECT_EQ(handlers.get(opened->plugin, slot, whole.tlv), -EIO);
-    EXPECT_TRUE(log_has("mixer_ctl_get_array fail -5"));
+    EXPECT_TRUE(log_has("get_tlv", "mixer_ctl_get_array fail -5"));
     errno = 0;
     EXPECT_EQ(handlers.put(opened->plugin, slot, whole.tlv), -EIO);
     EXPECT_EQ(errno, EIO);
-    EXPECT_TRUE(log_has("mixer_ctl_set_array fail -5"));
+    EXPECT_TRUE(log_has("put_tlv", "mixer_ctl_set_array fail -5"));
+
+    // A slot without a value record: the card tells the size.
+    snd_control bare = *slot;
+    bare.value = nullptr;
+    EXPECT_EQ(handlers.get(opened->plugin, &bare, whole.tlv), 0);
+    EXPECT_EQ(handlers.get(opened->plugin, &bare, more.tlv), -EINVAL);
 }
 
 TEST_F(mixer_access, tlv_requests_that_fit_no_tlv_control_are_refused) {

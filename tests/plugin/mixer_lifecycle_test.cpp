@@ -168,12 +168,23 @@ TEST(mixer_lifecycle, a_card_that_cannot_be_mirrored_whole_leaves_nothing) {
     EXPECT_EQ(zel_test::calls_of(call::mixer_get_ctl), 4);
     zel_test::fail_call(call::mixer_get_ctl, 2, 0);
     EXPECT_EQ(mixer_record().status, -EINVAL);
-    EXPECT_TRUE(zel_test::log_has("Unknown mixer ID 1 in submodule"));
+    EXPECT_TRUE(zel_test::log_has("add_dd_snd_ctl", "Unknown eMixerCtlType:6"));
 
     zel_test::fail_call(call::mixer_open, 1, 0);
     EXPECT_EQ(mixer_record().status, -ENODEV);
     EXPECT_TRUE(zel_test::log_has("mixer open card 3 fail"));
     EXPECT_EQ(mixer_record().status, 0) << "the next one works";
+}
+
+TEST(mixer_lifecycle, a_slot_whose_type_was_changed_is_released_all_the_same) {
+    zel_test::use_card_of_all_kinds();
+    const mixer_record opened;
+    ASSERT_EQ(opened.status, 0);
+    for (unsigned int numid = 0; numid < opened.plugin->num_controls; ++numid) {
+        opened.slot(numid).type = opened.slot(numid).type == SNDRV_CTL_ELEM_TYPE_INTEGER
+                                      ? SNDRV_CTL_ELEM_TYPE_ENUMERATED
+                                      : SNDRV_CTL_ELEM_TYPE_INTEGER;
+    }
 }
 
 TEST(mixer_lifecycle, memory_that_runs_out_at_any_point_leaves_nothing) {
@@ -196,9 +207,8 @@ TEST(mixer_lifecycle, memory_that_runs_out_at_any_point_leaves_nothing) {
         EXPECT_EQ(plugin, untouched);
         EXPECT_EQ(zel_test::open_handles(), 0);
     }
-    // Record and array; levels: 7 texts, their array and record; a name for each of 7 slots, a value
-    // record for the 5 that hold no items; Source: 2 texts, their array and record.
-    EXPECT_EQ(failed, 2U + 9U + 7U + 5U + 4U);
+    // Record and array; a name and a value record for each of 7 slots; Source's list of texts.
+    EXPECT_EQ(failed, 2U + 2U * 7U + 1U);
 }
 
 }  // namespace

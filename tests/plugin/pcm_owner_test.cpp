@@ -1,8 +1,15 @@
 // Whose the stream is: after calls that fail, and after starts by handles and reads in any order.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <thread>
+#include <utility>
 
 #include "captured_log.h"
 #include "client_params.h"
@@ -10,6 +17,7 @@
 #include "zel_format_converter_pcm_plugin.h"
 
 namespace ops = zel_format_converter_pcm_plugin;
+using zel_test::call;
 using zel_test::fc_access;
 
 namespace {
@@ -79,16 +87,71 @@ TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
 
 TEST_F(pcm_owner, a_start_that_is_answered_too_late_is_a_start) {
     ASSERT_EQ(set_params(first), 0);
-    int& answers = fc_access::result_pipe(fc)[1];
-    const int kept = answers;
-    answers = -1;
+    int elsewhere[2];
+    ASSERT_EQ(pipe2(elsewhere, O_NONBLOCK), 0);
+    int& answers = fc_access::result_pipe(fc)[0];
+    const int kept = std::exchange(answers, elsewhere[0]);
     fc_access::timeout_ms(fc) = 20;
     EXPECT_EQ(read(first), -ETIME);
-    EXPECT_TRUE(zel_test::eventually([] { return zel_test::log_has("result fail errno(9)"); }));
     answers = kept;
     fc_access::timeout_ms(fc) = 1000;
     EXPECT_EQ(read(first), 0);
     EXPECT_EQ(ops::start(first), 0) << "a read has started it";
+    close(elsewhere[0]);
+    close(elsewhere[1]);
+}
+
+TEST_F(pcm_owner, a_status_without_an_error_number_is_told_as_eio) {
+    zel_test::fail_call(call::mixer_open, 1, 0);
+    errno = 0;
+    EXPECT_EQ(set_params(first), -1);
+    EXPECT_EQ(errno, EIO);
+}
+
+// The worker waits in the card's read, so a command would take until its time-out.
+TEST_F(pcm_owner, refused_handles_cost_the_owner_nothing) {
+    using namespace std::chrono_literals;
+    using clock = std::chrono::steady_clock;
+    ASSERT_EQ(set_params(first), 0);
+    ASSERT_EQ(read(first), 0);
+    zel_test::allow_reads(0);
+    const auto held = [] { return zel_test::reads_waiting() == 1; };
+    ASSERT_TRUE(zel_test::eventually(held));
+
+    std::atomic<bool> over{false};
+    std::atomic<int> refusals{0};
+    const auto intrude = [&](pcm_plugin* handle) {
+        while (!over) {
+            EXPECT_EQ(set_params(handle), -EINVAL);
+            EXPECT_EQ(ops::start(handle), -EINVAL);
+            EXPECT_EQ(read(handle), -EINVAL);
+            pcm_plugin* looking = nullptr;
+            EXPECT_EQ(ops::open(&looking, 70, 70, PCM_IN), 0);
+            EXPECT_EQ(ops::close(looking), 0);
+            ++refusals;
+        }
+    };
+    zel_test::clear_log();
+    std::thread intruders[] = {std::thread(intrude, second), std::thread(intrude, third)};
+    clock::duration longest{};
+    for (const auto end = clock::now() + 500ms; clock::now() < end;) {
+        const auto begin = clock::now();
+        std::uint8_t data[64];
+        EXPECT_GE(fc.read(data, sizeof(data)), 0);
+        longest = std::max(longest, clock::now() - begin);
+        zel_test::clear_log();
+    }
+    over = true;
+    for (std::thread& intruder : intruders) {
+        intruder.join();
+    }
+    EXPECT_TRUE(held());
+    zel_test::allow_reads(-1);
+    EXPECT_GT(refusals, 100);
+    EXPECT_LT(longest, 200ms) << "a copy's time, and what the scheduler takes";
+    EXPECT_EQ(set_params(second), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("hw_params", "the stream belongs to another handle"));
+    EXPECT_EQ(read(first), 0);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "allocation_faults.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -15,11 +16,12 @@ thread_local std::size_t largest = 0;
 void* allocate(std::size_t bytes) noexcept {
     ++allocations;
     largest = std::max(largest, bytes);
-    if (countdown != 0 && --countdown == 0) {
-        struck = true;
+    if (zel_test::allocation_fails()) {
         return nullptr;
     }
-    return std::malloc(bytes != 0 ? bytes : 1);
+    // Not malloc, which an executable may have wrapped to be counted here.
+    void* memory = nullptr;
+    return posix_memalign(&memory, alignof(std::max_align_t), bytes) == 0 ? memory : nullptr;
 }
 
 void* allocate_or_throw(std::size_t bytes) {
@@ -33,6 +35,14 @@ void* allocate_or_throw(std::size_t bytes) {
 }  // namespace
 
 namespace zel_test {
+
+bool allocation_fails() {
+    if (countdown != 0 && --countdown == 0) {
+        struck = true;
+        return true;
+    }
+    return false;
+}
 
 void fail_allocation(std::size_t nth) {
     struck = false;

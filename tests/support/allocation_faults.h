@@ -3,13 +3,16 @@
 #include <cstddef>
 
 // Linking this replaces global operator new and delete in the whole executable. What takes memory
-// from malloc (C libraries) is neither counted nor failed. Over-aligned allocations are left alone.
+// from malloc (C libraries) is not counted, and failed only where malloc_faults.cpp is linked, too.
+// Over-aligned allocations are left alone.
 
 namespace zel_test {
 
 /// Lets the n-th allocation from now on (1 is the next one) of the calling thread fail, that one
 /// only.
 void fail_allocation(std::size_t nth);
+/// True for the one that is to fail; for replacements of allocating functions.
+bool allocation_fails();
 /// Ends a pending failure. True if it has struck.
 bool stop_failing_allocations();
 

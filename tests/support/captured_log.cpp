@@ -63,7 +63,19 @@ std::size_t log_count(std::string_view substring) {
 }
 
 bool log_has(std::string_view substring) {
-    return log_count(substring) != 0;
+    return log_has("", substring);
+}
+
+bool log_has(std::string_view operation, std::string_view substring) {
+    captured_log& captured = log();
+    const std::lock_guard guard(captured.lock);
+    return std::any_of(
+        captured.entries.begin(), captured.entries.end(), [=](const log_entry& entry) {
+            const std::string_view text = entry.text;
+            const bool told_by =
+                operation.empty() || text.substr(0, text.find_first_of(" :")) == operation;
+            return told_by && text.find(substring) != std::string_view::npos;
+        });
 }
 
 }  // namespace zel_test

@@ -22,6 +22,8 @@ struct log_entry {
 std::vector<log_entry> take_log();
 void clear_log();
 bool log_has(std::string_view substring);
+/// As above, from `operation`.
+bool log_has(std::string_view operation, std::string_view substring);
 std::size_t log_count(std::string_view substring);
 
 }  // namespace zel_test

@@ -32,6 +32,7 @@ struct script_state {
     std::vector<opened_stream> opened;
     read_source source;
     int reads_allowed = 0;
+    int reads_waiting = 0;
     std::deque<timespec> times;
     unsigned int avail = 0;
     std::deque<unsigned int> events;

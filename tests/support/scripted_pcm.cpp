@@ -76,7 +76,9 @@ int pcm_readi(pcm* stream, void* data, unsigned int frames) {
     if (call_fails(call::pcm_readi, &result)) {
         return result;
     }
+    ++script().reads_waiting;
     script_changed.wait(guard, [] { return script().reads_allowed != 0; });
+    --script().reads_waiting;
     script().reads_allowed -= script().reads_allowed > 0 ? 1 : 0;
     if (script().source) {
         return script().source(data, frames, stream->config);

@@ -84,8 +84,10 @@ bool call_fails(call function, int* result) {
 void reset_script() {
     const std::lock_guard guard(script_lock);
     const int handles = script().handles;
+    const int reads_waiting = script().reads_waiting;
     script() = script_state{};
     script().handles = handles;
+    script().reads_waiting = reads_waiting;
     script().opened.reserve(256);
     place_controls(working_card());
 }
@@ -123,6 +125,11 @@ void refuse_rate(unsigned int rate, const std::string& text) {
 void set_source(read_source source) {
     const std::lock_guard guard(script_lock);
     script().source = std::move(source);
+}
+
+int reads_waiting() {
+    const std::lock_guard guard(script_lock);
+    return script().reads_waiting;
 }
 
 void allow_reads(int blocks) {

@@ -74,6 +74,8 @@ void refuse_rate(unsigned int rate, const std::string& text);
 void set_source(read_source source);
 /// Lets `blocks` more reads pass; -1 lets all pass. Others wait.
 void allow_reads(int blocks);
+/// Reads that are held now.
+int reads_waiting();
 /// Times of the next blocks in order; without any the time stays {0, 0}.
 void set_timestamps(std::vector<timespec> times, unsigned int avail);
 void push_event(unsigned int numid);

@@ -7,12 +7,13 @@
 
 namespace zel_test {
 
-enum class system_call { pipe2, epoll_create1, epoll_ctl, epoll_wait, read, write, ioctl, count };
+enum class system_call { pipe2, epoll_create1, epoll_ctl, epoll_wait, count };
 
 const char* name_of(system_call call);
-/// The n-th call from now on (1 is the next) fails with `error`; for read and write an error of 0
-/// stands for 0 bytes moved.
+/// The n-th call from now on (1 is the next) fails with `error`.
 void fail_system_call(system_call call, int nth, int error);
+/// Calls so far, by any thread.
+int calls_of(system_call call);
 /// Ends a pending failure. True if it has struck.
 bool stop_failing_system_calls();
 

@@ -5,7 +5,6 @@
 #include <pthread.h>
 #include <tinyalsa/pcm.h>
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <thread>
@@ -26,9 +25,8 @@ TEST_F(disturbance_test, signals_interrupt_no_call) {
     struct sigaction before {};
     action.sa_handler = [](int) {};  // without SA_RESTART: blocking calls end with EINTR
     sigaction(SIGUSR1, &action, &before);
-    std::atomic<bool> over{false};
-    std::thread bombard([&over, client = pthread_self()] {
-        while (!over) {
+    std::jthread bombard([client = pthread_self()](const std::stop_token& over) {
+        while (!over.stop_requested()) {
             pthread_kill(client, SIGUSR1);
             std::this_thread::sleep_for(200us);
         }
@@ -37,7 +35,7 @@ TEST_F(disturbance_test, signals_interrupt_no_call) {
         ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
         EXPECT_EQ(read_blocks(10), expected(kUsual, 10));
         // A read that has to wait for its data.
-        std::thread later([this] {
+        std::jthread later([this] {
             std::this_thread::sleep_for(50ms);
             set("Sim Granted Frames", 1536);
         });
@@ -47,7 +45,7 @@ TEST_F(disturbance_test, signals_interrupt_no_call) {
         later.join();
         close();
     }
-    over = true;
+    bombard.request_stop();
     bombard.join();
     sigaction(SIGUSR1, &before, nullptr);
     EXPECT_FALSE(zel_test::log_has("epoll wait fail"));

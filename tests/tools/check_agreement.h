@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "check_file.h"
+#include "coefficient_check.h"
 
 // Holds what `zel-fc check` says against what the stages do to audio.
 

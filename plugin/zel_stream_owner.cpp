@@ -1,0 +1,94 @@
+#include "zel_stream_owner.h"
+
+#include <atomic>
+#include <cerrno>
+#include <mutex>
+
+#include "zel_fc_log.h"
+
+namespace {
+
+// The lock makes a command to the converter and noting the stream's owner one step.
+std::mutex g_owner_lock;
+std::atomic<const pcm_plugin*> g_owner{nullptr};
+std::atomic<zel_started> g_started{zel_started::no};
+
+/// A handle's turn to give a command, unless the stream is another handle's.
+class command_turn {
+  public:
+    command_turn(const zel_format_converter& converter, const pcm_plugin* plugin) {
+        // Not inside the event callback, where the converter refuses the command: the lock's holder
+        // may be waiting for the very thread that makes the callback.
+        if (!converter.on_worker() && may_command(plugin)) {
+            lock = std::unique_lock(g_owner_lock);
+        }
+        granted = may_command(plugin);
+    }
+    explicit operator bool() const { return granted; }
+
+  private:
+    static bool may_command(const pcm_plugin* plugin) {
+        const pcm_plugin* owner = g_owner;
+        return owner == nullptr || owner == plugin;
+    }
+
+    std::unique_lock<std::mutex> lock;
+    bool granted = false;
+};
+
+int refuse(const char* operation) {
+    ZEL_FC_LOGE_OF(operation, "the stream belongs to another handle");
+    return -EINVAL;
+}
+
+}  // namespace
+
+int zel_open_stream(pcm_plugin* plugin) {
+    zel_format_converter& converter = zel_format_converter::getInstance();
+    const command_turn turn(converter, plugin);
+    if (!turn && !converter.on_worker()) {
+        return refuse("hw_params");
+    }
+    const int status = converter.open(static_cast<const pcm_config*>(plugin->priv),
+                                      static_cast<unsigned int>(plugin->mode));
+    if (status == 0) {
+        g_started = zel_started::no;
+        g_owner = plugin;
+    }
+    return status;
+}
+
+int zel_start_stream(pcm_plugin* plugin, zel_started how) {
+    zel_format_converter& converter = zel_format_converter::getInstance();
+    const command_turn turn(converter, plugin);
+    if (!turn) {
+        return refuse("start");
+    }
+    const int status = converter.start();
+    // A worker that doesn't answer in time carries the command out later all the same.
+    if (status == 0 || status == -ETIME) {
+        g_started = how;
+    }
+    return status;
+}
+
+int zel_close_stream(pcm_plugin* plugin) {
+    zel_format_converter& converter = zel_format_converter::getInstance();
+    const command_turn turn(converter, plugin);
+    if (!turn) {
+        return 0;
+    }
+    const int status = converter.close();
+    // Given up even if that failed: tinyalsa forgets the handle all the same, and a handle that is
+    // opened then must be able to close what it left.
+    g_owner = nullptr;
+    return status;
+}
+
+bool zel_owns_stream(const pcm_plugin* plugin) {
+    return g_owner == plugin;
+}
+
+zel_started zel_stream_started() {
+    return g_started;
+}

@@ -1,0 +1,250 @@
+// `zel-fc check`: its findings, their places, and that it says what the device does.
+
+#include "coefficient_check.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "channel_layout.h"
+#include "check_agreement.h"
+#include "check_print.h"
+#include "known_bad.h"
+#include "located_json.h"
+#include "mixing_weights.h"
+#include "stream_config.h"
+#include "test_folder.h"
+#include "zel_channel_mixing.h"
+
+namespace {
+
+std::string file_with(const std::string& text) {
+    return zel_test::write_file("checked.json", text);
+}
+
+std::vector<std::string> findings_of(const file_report& report) {
+    std::vector<std::string> all;
+    for (const finding& found : report.findings) {
+        all.push_back(found.kind + "@" + std::to_string(found.place.line) + ":" +
+                      std::to_string(found.place.column));
+    }
+    return all;
+}
+
+TEST(check_file, finds_in_broken_files_what_is_listed) {
+    for (const zel_test::known_bad_file& file : zel_test::known_bad_files()) {
+        SCOPED_TRACE(file.name);
+        check_request request;
+        request.stream = stream_request{file.channels, file.layout, file.outputs, 48000};
+        const file_report report = check_file(file.path, request);
+        EXPECT_EQ(report.kind, file.mixing ? file_kind::mixing : file_kind::delay);
+        EXPECT_EQ(findings_of(report), file.findings);
+        ASSERT_TRUE(report.decided);
+        EXPECT_EQ(outcome_name(report.decided->result), file.outcome);
+        bool logged = file.log.empty() && report.decided->log.empty();
+        for (const std::string& message : report.decided->log) {
+            logged = logged || (!file.log.empty() && message.find(file.log) != std::string::npos);
+        }
+        EXPECT_TRUE(logged) << file.log;
+    }
+}
+
+TEST(check_file, says_what_the_device_does) {
+    std::vector<std::string> paths;
+    for (const char* folder :
+         {"/config", "/config/samples", "/config/known-bad/mixing", "/config/known-bad/delay",
+          "/fuzz/corpus/mixing_file", "/fuzz/corpus/delay_file", "/fuzz/corpus/check_file"}) {
+        for (const auto& entry :
+             std::filesystem::directory_iterator(std::string(ZEL_SOURCE_FOLDER) + folder)) {
+            if (entry.is_regular_file()) {
+                paths.push_back(entry.path());
+            }
+        }
+    }
+    paths.emplace_back("/nowhere.json");
+    paths.push_back(zel_test::test_folder());
+    ASSERT_GT(paths.size(), 70U);
+    const stream_request streams[] = {
+        {1, "1.0", 1, 48000},    {2, "2.0", 2, 48000},    {2, "2.0", 1, 16000},
+        {6, "5.1", 2, 48000},    {6, "5.1", 6, 44100},    {6, "7.1", 2, 48000},
+        {8, "5.1", 2, 48000},    {8, "7.1", 1, 48000},    {8, "", 2, 48000},
+        {12, "7.1.4", 8, 48000}, {16, "9.1.6", 8, 192000}};
+    for (const std::string& path : paths) {
+        for (const stream_request& stream : streams) {
+            SCOPED_TRACE(path + ": " + std::to_string(stream.channels) + " (" + stream.layout +
+                         ") to " + std::to_string(stream.outputs));
+            EXPECT_EQ(zel_test::mixing_disagreement(path, stream), "");
+        }
+        for (const unsigned int channels : {2U, 6U, 12U}) {
+            SCOPED_TRACE(path + ": " + std::to_string(channels));
+            EXPECT_EQ(zel_test::delay_disagreement(path, {channels, "", 0, 48000}), "");
+        }
+    }
+}
+
+TEST(check_file, says_what_cannot_be_read) {
+    const std::string large = zel_test::write_file("large.json", std::string((1 << 20) + 1, ' '));
+    const struct {
+        std::string path;
+        file_kind kind;
+        const char* finding;
+        outcome result;
+    } cases[] = {
+        {"/nowhere.json", file_kind::mixing, "not_readable@0:0", outcome::silence},
+        {zel_test::test_folder(), file_kind::delay, "not_readable@0:0", outcome::bypass},
+        {large, file_kind::mixing, "too_large@0:0", outcome::silence},
+    };
+    for (const auto& c : cases) {
+        check_request request;
+        request.kind = c.kind;
+        request.stream = stream_request{2, "2.0", 2, 48000};
+        const file_report report = check_file(c.path, request);
+        EXPECT_FALSE(report.readable);
+        EXPECT_EQ(findings_of(report), std::vector<std::string>{c.finding}) << c.path;
+        EXPECT_EQ(report.decided->result, c.result) << c.path;
+    }
+    EXPECT_EQ(findings_of(check_file(file_with("{}"), {})),
+              std::vector<std::string>{"unknown_kind@0:0"});
+}
+
+TEST(check_file, shows_the_decisive_entry_alone_unless_asked_for_all) {
+    const std::string path = file_with(R"({"MixingCoefficientEnable":true,"MixingWeighting":[
+        {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,"Parameters":[1]},
+        {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[2,0]}]})");
+    check_request request;
+    request.stream = stream_request{2, "2.0", 1, 0};
+    request.all = false;
+    EXPECT_EQ(findings_of(check_file(path, request)), std::vector<std::string>{"overflow@3:86"});
+    request.all = true;
+    EXPECT_EQ(findings_of(check_file(path, request)),
+              (std::vector<std::string>{"weight_count@2:85", "overflow@3:86"}));
+}
+
+TEST(check_file, gives_up_after_a_thousand_problems) {
+    std::string text = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[0)";
+    for (int i = 0; i < 300'000; ++i) {
+        text += ",0";
+    }
+    const file_report report = check_file(file_with(text + "]}"), {});
+    EXPECT_EQ(report.findings.size(), 1000U);
+    EXPECT_FALSE(report.complete);
+}
+
+TEST(located_json, places_are_lines_and_characters) {
+    const located_json text(
+        file_with("\xEF\xBB\xBF{\"\xC3\xA4\":\t[1,\r\n  [], {\"b\\\"\": \"x\"} ,null\n] } rest"));
+    ASSERT_NE(text.root(), nullptr);
+    const cJSON* array = text.root()->child;
+    const cJSON* object = array->child->next->next;
+    const std::pair<text_place, text_place> places[] = {
+        {text.place(text.root()), {1, 1}},
+        {text.name_place(array), {1, 2}},
+        {text.place(array), {1, 7}},
+        {text.place(array->child), {1, 8}},
+        {text.place(array->child->next), {2, 3}},
+        {text.place(object), {2, 7}},
+        {text.name_place(object->child), {2, 8}},
+        {text.place(object->child), {2, 15}},
+        {text.place(object->next), {2, 21}},
+        {text.place_at(text.rest_offset()), {3, 5}},
+    };
+    for (const auto& [got, wanted] : places) {
+        EXPECT_EQ(got, wanted) << got.line << ":" << got.column << " instead of " << wanted.line
+                               << ":" << wanted.column;
+    }
+}
+
+/// The stage's own answer for full scale in the worst direction, 16 bits.
+bool wraps_in_the_stage(const std::vector<float>& row) {
+    std::string weights;
+    for (const float weight : row) {
+        char text[40];
+        std::snprintf(text, sizeof(text), "%s%.9g", weights.empty() ? "" : ",",
+                      static_cast<double>(weight));
+        weights += text;
+    }
+    const auto count = static_cast<unsigned int>(row.size());
+    const std::string path = file_with(
+        R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":)" +
+        std::to_string(count) + R"(,"InputChannelLayout":"1","OutputChannel":1,"Parameters":[)" +
+        weights + "]}]}");
+    const pcm_config in = zel_test::stream_config(count);
+    const pcm_config out = zel_test::stream_config(1);
+    zel_channel_mixing stage;
+    EXPECT_EQ(stage.init(path, "1", &in, &out), 0);
+    bool wraps = false;
+    for (const int direction : {1, -1}) {
+        std::vector<std::int16_t> frame;
+        for (const float weight : row) {
+            frame.push_back(weight * static_cast<float>(direction) > 0 ? std::int16_t{32767}
+                                                                       : std::int16_t{-32768});
+        }
+        std::int16_t mixed = 0;
+        EXPECT_EQ(stage.process(frame.data(), count * 2, &mixed, 2), 0);
+        wraps = wraps || mixed * direction < 0;
+    }
+    return wraps;
+}
+
+TEST(mixing_weights, overflow_is_when_the_stage_wraps) {
+    const struct {
+        std::vector<float> row;
+        bool wraps;
+    } cases[] = {
+        {{1}, false},
+        {{-1}, true},  // of -32768
+        {{1.00003F}, false},
+        {{1.00004F}, true},
+        {{0.5F, 0.5F}, false},
+        {{0.5F, -0.5F}, false},
+        {{0.75F, -0.5F}, true},
+        {{0.160189F, 0.160189F, 0.226541F, 0, 0.11327F, 0.11327F, 0.11327F, 0.11327F}, false},
+        {{0, 0}, false}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(row_can_wrap(c.row.data(), c.row.size()), c.wraps) << c.row[0];
+        EXPECT_EQ(wraps_in_the_stage(c.row), c.wraps) << c.row[0];
+    }
+    EXPECT_EQ(decibels(0.5), "-6.0 dB");
+    EXPECT_EQ(decibels(0.9999), "0.0 dB");
+    EXPECT_EQ(decibels(0), "-inf dB");
+}
+
+TEST(channel_layout, names_channels_in_the_order_of_wav_files) {
+    const std::pair<const char*, const char*> layouts[] = {
+        {"1.0", "FC"},
+        {"2.0", "FL FR"},
+        {"2.1", "FL FR LFE"},
+        {"4.0", "FL FR BL BR"},
+        {"5.1", "FL FR FC LFE BL BR"},
+        {"7.1", "FL FR FC LFE BL BR SL SR"},
+        {"5.1.2", "FL FR FC LFE BL BR TSL TSR"},
+        {"7.1.4", "FL FR FC LFE BL BR SL SR TFL TFR TBL TBR"},
+        {"", ""},
+        {"5.1 ", ""},
+        {"-1.0", ""},
+        {"6.2", ""},
+        {"stereo", ""}};
+    for (const auto& [layout, names] : layouts) {
+        std::string all;
+        for (const std::string& name : channel_names(layout)) {
+            all += (all.empty() ? "" : " ") + name;
+        }
+        EXPECT_EQ(all, names) << layout;
+    }
+}
+
+TEST(report_text, fits_into_80_columns_but_for_the_heads) {
+    for (const zel_test::known_bad_file& file : zel_test::known_bad_files()) {
+        check_request request;
+        request.stream = stream_request{file.channels, file.layout, 8, 48000};
+        std::istringstream lines(report_text(check_file(file.path, request), true, 80));
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_TRUE(line.size() <= 80 || line.find(file.path) != std::string::npos) << line;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,190 @@
+#include "check_delay.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "check_entries.h"
+#include "wording.h"
+#include "zel_channel_delay.h"
+
+namespace {
+
+const char* const kBody = top_names_of(file_kind::delay).body;
+
+class delay_entry_check : public entry_check {
+  public:
+    delay_entry_check(const located_json& file, file_report* result) : entry_check(file, result) {}
+
+    void check(const cJSON* checked, int checked_index);
+
+  private:
+    bool is_well_formed();
+    bool is_requestable();
+    void check_reachable();
+    void check_values();
+    void check_delays(const cJSON* params);
+
+    zel_channel_delay stage;
+    std::map<unsigned int, int> decisive;
+};
+
+void delay_entry_check::check(const cJSON* checked, int checked_index) {
+    begin(checked, checked_index);
+    entry.well_formed = is_well_formed();
+    if (entry.well_formed) {
+        entry.serves.channels = count_of(member(member_name::kChannels));
+        if (is_requestable()) {
+            check_reachable();
+            check_values();
+        }
+    }
+    report->entries.push_back(entry);
+}
+
+/// False when the device's search fails at this entry, whatever is searched for.
+bool delay_entry_check::is_well_formed() {
+    const zel_json_document only = alone(element, kBody);
+    cJSON* params = nullptr;
+    int reached = -1;
+    // Another channel count than the entry's: it decides this search only by being malformed.
+    stage.search_coefficient(only.get(), count_of(member(member_name::kChannels)) + 1, &params,
+                             &reached);
+    if (reached < 0) {
+        return true;
+    }
+    report_unusable_member(text, element, index, member_name::kChannels, "a number",
+                           "the card's channel count, such as 6", report);
+    return false;
+}
+
+bool delay_entry_check::is_requestable() {
+    const cJSON* channels = member(member_name::kChannels);
+    if (entry.serves.channels == 0) {
+        add(severity::warning, "never_requested", text.place(channels),
+            "no card has " + number_text(std::trunc(channels->valuedouble)) + " channels",
+            "never chooses this entry", "write the card's channel count, 1 or more");
+        return false;
+    }
+    check_whole_count(text, channels, member_name::kChannels, index, report);
+    return true;
+}
+
+void delay_entry_check::check_reachable() {
+    const auto [found, added] = decisive.try_emplace(entry.serves.channels, -1);
+    if (added) {
+        cJSON* params = nullptr;
+        stage.search_coefficient(text.root(), entry.serves.channels, &params, &found->second);
+    }
+    entry.reachable = found->second == index;
+    if (entry.reachable) {
+        return;
+    }
+    if (!explain_behind_malformed(found->second)) {
+        const std::string name = name_of(found->second);
+        add(severity::warning, "duplicate_entry", entry.place,
+            "this entry can never be chosen: " + name + " is for " +
+                counted(entry.serves.channels, "channel") + ", too",
+            "chooses " + name, "remove one of the two");
+    }
+}
+
+/// What remains to go wrong once the entry is chosen.
+void delay_entry_check::check_values() {
+    const cJSON* values = member(member_name::kValues);
+    const zel_json_document only = alone(element, kBody);
+    cJSON* params = nullptr;
+    const unsigned int channels = entry.serves.channels;
+    const int status = stage.search_coefficient(only.get(), channels, &params);
+    entry.values = values == nullptr ? 0 : cJSON_GetArraySize(values);
+    const std::string instead = fallback_text(file_kind::delay);
+    if (status == 0) {
+        check_is_array(text, params, member_name::kValues, index, report);
+        check_delays(params);
+    } else if (values == nullptr) {
+        report_missing_values(text, element, index, instead,
+                              "an array of " + counted(channels, "delay"), report);
+    } else {
+        add(severity::error, "delay_count", text.place(values),
+            counted(entry.values, "delay") + " for " + counted(channels, "channel"), instead,
+            std::string("write one delay in whole milliseconds for each channel") +
+                (static_cast<unsigned int>(entry.values) > channels ? "; 2,5 is two numbers" : ""));
+    }
+}
+
+void delay_entry_check::check_delays(const cJSON* params) {
+    std::vector<unsigned int> delays(entry.serves.channels);
+    const cJSON* wrong = zel_channel_delay::fill_table(params, delays.data());
+    entry.usable = wrong == nullptr;
+    int channel = 0;
+    for (const cJSON* value = params->child; value != wrong; value = value->next, ++channel) {
+        if (value->valuedouble != std::trunc(value->valuedouble)) {
+            const std::string whole = number_text(std::abs(std::trunc(value->valuedouble)));
+            add(severity::warning, "fraction", text.place(value),
+                "the delay of channel " + std::to_string(channel) + " is " +
+                    number_text(value->valuedouble) + " ms, not a whole number",
+                "drops the fraction: " + whole + " ms", "write whole milliseconds");
+        }
+    }
+    if (wrong != nullptr) {
+        const bool number = cJSON_IsNumber(wrong);
+        add(severity::error, "delay_value", text.place(wrong),
+            "the delay of channel " + std::to_string(channel) + " is " + value_text(wrong) +
+                (number ? " ms" : ""),
+            fallback_text(file_kind::delay),
+            number ? "write 0 to " + std::to_string(zel_channel_delay::kMaxDelayMs) +
+                         " ms; to bring a channel forward, delay the others"
+                   : "write milliseconds as a number without quotes");
+        return;
+    }
+    entry.peak = *std::max_element(delays.begin(), delays.end());
+}
+
+}  // namespace
+
+void check_delay_entries(const located_json& text, const cJSON* body, file_report* report) {
+    delay_entry_check checker(text, report);
+    for_each_entry(body, report,
+                   [&checker](const cJSON* element, int index) { checker.check(element, index); });
+}
+
+decision decide_delay(const std::string& path, const located_json& text,
+                      const stream_request& stream, device_log* log) {
+    decision decided;
+    decided.request = stream;
+    pcm_config config{};
+    config.channels = stream.channels;
+    config.rate = stream.rate;
+    config.format = PCM_FORMAT_S16_LE;
+    log->take();
+    zel_channel_delay stage;
+    decided.status = stage.init(path, &config);
+    decided.log = log->take();
+    if (decided.status != 0) {
+        return decided;
+    }
+    // The stage keeps frames only; loading once more tells the milliseconds.
+    decided.delays_ms.resize(stream.channels);
+    unsigned int* table = decided.delays_ms.data();
+    decided.used = stage.load_coefficient(path, &table, stream.channels) == 0;
+    const bool any = std::any_of(decided.delays_ms.begin(), decided.delays_ms.end(),
+                                 [](unsigned int ms) { return ms > 0; });
+    decided.result = any ? outcome::delays : outcome::bypass;
+    if (text.root() != nullptr) {
+        cJSON* params = nullptr;
+        stage.search_coefficient(text.root(), stream.channels, &params, &decided.entry);
+        decided.place =
+            text.place(entry_at(cJSON_GetObjectItem(text.root(), kBody), decided.entry));
+    }
+    return decided;
+}
+
+void explain_delay(const located_json& text, const cJSON* body, const decision& decided,
+                   file_report* report) {
+    if (decided.entry < 0) {
+        report->findings.push_back({severity::error, "no_entry", text.place(body), -1,
+                                    "no entry for " + counted(decided.request.channels, "channel"),
+                                    fallback_text(file_kind::delay),
+                                    "add an entry with one delay for each channel"});
+    }
+}

@@ -1,0 +1,67 @@
+#include "command_options.h"
+
+void add_client_options(CLI::App* command, stream_format* client) {
+    command->add_option("-r,--rate", client->rate, "Client's rate in Hz (16000 to 48000)")
+        ->check(CLI::Range(16000, 48000))
+        ->capture_default_str();
+    command->add_option("-c,--channels", client->channels, "Client's channels (1 to 8)")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
+    command->add_option("-b,--bits", client->bits, "Client's bits per sample (16 or 32)")
+        ->check(CLI::IsMember({16, 32}))
+        ->capture_default_str();
+}
+
+void add_coefficient_options(CLI::App* command, coefficient_paths* files) {
+    command
+        ->add_option("--mixing", files->mixing,
+                     "Mixing coefficient file (default: the platform's, see info)")
+        ->check(CLI::ExistingFile);
+    command
+        ->add_option("--delay", files->delay,
+                     "Delay coefficient file (default: the platform's, see info)")
+        ->check(CLI::ExistingFile);
+}
+
+void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rate,
+                      const std::string& otherwise) {
+    if (channels_and_rate) {
+        command
+            ->add_option("--card-channels", card->channels,
+                         "Simulated card's channels (1 to 16)" + otherwise)
+            ->check(CLI::Range(1, 16));
+        command
+            ->add_option("--card-rate", card->rate,
+                         "Simulated card's rate in Hz (8000 to 192000)" + otherwise)
+            ->check(CLI::Range(8000, 192000));
+    }
+    command
+        ->add_option("--card-bits", card->bits,
+                     "Simulated card's sample width (16, 24 or 32)" + otherwise)
+        ->check(CLI::IsMember({16, 24, 32}));
+    command->add_option("--card-layout", card->layout,
+                        "Simulated card's layout: 1.0, 2.0, 4.0, 5.1, 7.1, 7.1.4" + otherwise);
+}
+
+void add_change_option(CLI::App* command, std::vector<card_change>* changes,
+                       const std::string& words) {
+    command
+        ->add_option_function<std::vector<std::string>>(
+            "--change",
+            [changes](const std::vector<std::string>& texts) {
+                for (const std::string& text : texts) {
+                    card_change change{};
+                    if (!parse_card_change(text, &change)) {
+                        throw CLI::ValidationError("--change",
+                                                   '"' + text + "\" is not SECONDS:CONTROL=VALUE");
+                    }
+                    changes->push_back(change);
+                }
+            },
+            words + ", as \"2.5:PCM Slave Channels=6\"")
+        ->type_name("CHANGE");
+}
+
+void add_json_flag(CLI::App* command, bool* json) {
+    command->add_flag("--json", *json, "Print JSON, for programs");
+}

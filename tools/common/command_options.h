@@ -1,0 +1,22 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "card_changes.h"
+#include "coefficient_paths.h"
+#include "simulated_card.h"
+#include "virtual_stream.h"
+
+// Options that several subcommands share, with the same names and words.
+
+void add_client_options(CLI::App* command, stream_format* client);
+void add_coefficient_options(CLI::App* command, coefficient_paths* files);
+/// Width and layout; `channels_and_rate`: those two as well.
+void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rate,
+                      const std::string& otherwise);
+/// "--change", once or more; the words are followed by an example.
+void add_change_option(CLI::App* command, std::vector<card_change>* changes,
+                       const std::string& words);
+void add_json_flag(CLI::App* command, bool* json);
