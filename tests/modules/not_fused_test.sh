@@ -1,6 +1,6 @@
 #!/bin/sh
-# not_fused_test.sh OBJDUMP OBJECT...: no kernel may fuse a product and a sum, which would round
-# once instead of twice. 32-bit ARM's vmla is none of those: it rounds twice.
+# not_fused_test.sh OBJDUMP OBJECT...: no stage may fuse a product and a sum, which would round once
+# instead of twice. 32-bit ARM's vmla is none of those: it rounds twice.
 objdump=$1
 shift
 products=0
@@ -12,6 +12,6 @@ for object in "$@"; do
     fi
     products=$((products + $(echo "$code" | grep -cE '[[:space:]](v?mul[ps]s|fmul|vn?m[ul][la])')))
 done
-# The check itself must have seen the kernels.
+# The check itself must have seen the arithmetic.
 echo "$# objects, $products products"
 [ "$products" -gt 50 ]
