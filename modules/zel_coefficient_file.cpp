@@ -35,7 +35,7 @@ void read_content(std::FILE* file, zel_text_file* result) {
         return;
     }
     const long size = std::ftell(file);
-    if (size < 0 || size > kZelMaxTextFileBytes) {
+    if (size < 0) {
         result->status = zel_text_status::bad_size;
         return;
     }
@@ -43,7 +43,8 @@ void read_content(std::FILE* file, zel_text_file* result) {
         result->status = zel_text_status::seek_set_failed;
         return;
     }
-    const auto bytes = static_cast<std::size_t>(size);
+    const bool too_large = size > kZelMaxTextFileBytes;
+    const auto bytes = too_large ? 0 : static_cast<std::size_t>(size);
     result->text.reset(new (std::nothrow) char[bytes + 1]());
     if (!result->text) {
         result->status = zel_text_status::no_memory;
@@ -52,7 +53,7 @@ void read_content(std::FILE* file, zel_text_file* result) {
     errno = 0;
     result->short_read = std::fread(result->text.get(), 1, bytes, file) < bytes;
     result->error = errno;
-    result->status = zel_text_status::ok;
+    result->status = too_large ? zel_text_status::bad_size : zel_text_status::ok;
 }
 
 }  // namespace

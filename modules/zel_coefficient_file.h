@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <memory>
 
-/// Largest coefficient file that is read, in bytes. A larger one is refused: the files hold a few
-/// kilobytes, and what a path names is not trusted.
+/// Largest coefficient file that is read, in bytes. The files hold a few kilobytes, and what a path
+/// names is not trusted.
 inline constexpr long kZelMaxTextFileBytes = 1L << 20;
 
 /// How reading a text file ended.
@@ -22,7 +22,9 @@ enum class zel_text_status {
 
 /// A file's whole content with a terminating zero.
 struct zel_text_file {
-    std::unique_ptr<char[]> text;  ///< null unless `status` is ok
+    /// Null unless `status` is ok. But a file that is too large (bad_size) counts as an empty text,
+    /// which is unusable content like any other.
+    std::unique_ptr<char[]> text;
     zel_text_status status = zel_text_status::not_opened;
     bool short_read = false;  ///< fewer bytes came than the file was long; the rest is zero
     bool close_failed = false;

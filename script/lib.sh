@@ -3,9 +3,10 @@
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config linux-libc-dev
   libcjson-dev libsndfile1-dev libcli11-dev libgtest-dev python3-jsonschema"
-# What else a cross-compiling preset needs, and what its target's folder of libraries is made of.
-CROSS_PACKAGES="qemu-user googletest"
-SYSROOT_PACKAGES="libstdc++-12-dev libc++-14-dev libc++abi-14-dev libcjson-dev libsndfile1-dev libcli11-dev"
+# What the ARM presets need, and of what their folders of libraries are made.
+ARM_PACKAGES="cmake ninja-build pkg-config python3-jsonschema qemu-user googletest"
+SYSROOT_PACKAGES="libstdc++-12-dev libc++-14-dev libc++abi-14-dev
+  libcjson-dev libsndfile1-dev libcli11-dev"
 BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 ANALYSIS_PACKAGES="clang clang-tidy cppcheck"
@@ -25,6 +26,17 @@ install_packages() {
         echo "apt-get update failed, going on with the package lists that are there" >&2
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq \
         --no-install-recommends --no-remove "${missing[@]}" >/dev/null
+}
+
+# Installs what a preset builds and runs its tests with.
+install_for() {
+    case $1 in
+        arm64) install_packages $ARM_PACKAGES g++-aarch64-linux-gnu ;;
+        armhf) install_packages $ARM_PACKAGES g++-arm-linux-gnueabihf ;;
+        arm*) install_packages $ARM_PACKAGES clang lld llvm ;;
+        *) install_packages $BUILD_PACKAGES ;;
+    esac
+    case $1 in arm*) script/sysroot "${1%-*}" ;; esac
 }
 
 # build PRESET [cmake option...] [--target name...]

@@ -21,6 +21,3 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
 set(ENV{PKG_CONFIG_LIBDIR}
     ${CMAKE_SYSROOT}/usr/lib/${ZEL_TRIPLE}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
-# Named on a command line, these would be looked through before the C++ library's folder.
-set(ENV{PKG_CONFIG_SYSTEM_INCLUDE_PATH}
-    ${CMAKE_SYSROOT}/usr/include:${CMAKE_SYSROOT}/usr/include/${ZEL_TRIPLE})

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# usage: exports_test.sh READELF LIBRARY FORTIFIED. What the library shows to the dynamic linker, and
-# that it is hardened; FORTIFIED is 1 in a release build.
+# usage: exports_test.sh READELF LIBRARY FORTIFIED COMPILER. What the library shows to the dynamic
+# linker, and that it is hardened; FORTIFIED is 1 in a release build.
 set -euo pipefail
-readelf=$1 library=$2 fortified=$3
+readelf=$1 library=$2 fortified=$3 compiler=$4
 
 fail() {
     echo "$library: $*"
@@ -29,5 +29,6 @@ grep -q '(FLAGS_1) .*NODELETE' <<<"$dynamic" || fail "it is unloaded with its la
 if [ "$fortified" = 1 ]; then
     used=$(symbols '^UND$')
     grep -qx '__stack_chk_fail' <<<"$used" || fail "no stack is guarded"
-    grep -q '_chk$' <<<"$used" || fail "no call is fortified"
+    # Of our calls, g++ leaves fprintf's to be checked at run time; clang cannot check that one.
+    [ "$compiler" != GNU ] || grep -q '_chk$' <<<"$used" || fail "no call is fortified"
 fi

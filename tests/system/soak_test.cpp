@@ -241,7 +241,8 @@ TEST_F(soak_test, every_sample_event_and_time_is_the_models_and_nothing_grows) {
         // A restart that nobody was told of yet is not told to the next client.
         take_events();
         events_due = events;
-        if (client == 20) {
+        // The first third lets everything grow that does so once.
+        if (before.threads == 0 && blocks >= total / 3) {
             before = zel_test::footprint::now();
         }
         if (blocks >= next_report) {
@@ -256,7 +257,7 @@ TEST_F(soak_test, every_sample_event_and_time_is_the_models_and_nothing_grows) {
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(after.threads, before.threads);
     EXPECT_LT(after.heap_bytes, before.heap_bytes + 256 * 1024);
-    EXPECT_GT(events, 100);
+    EXPECT_GT(events, seconds / 3);
 }
 
 }  // namespace

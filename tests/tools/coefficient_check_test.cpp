@@ -95,7 +95,7 @@ TEST(check_file, says_what_cannot_be_read) {
     } cases[] = {
         {"/nowhere.json", file_kind::mixing, "not_readable@0:0", outcome::silence},
         {zel_test::test_folder(), file_kind::delay, "not_readable@0:0", outcome::bypass},
-        {large, file_kind::mixing, "too_large@0:0", outcome::silence},
+        {large, file_kind::mixing, "too_large@0:0", outcome::identity},
     };
     for (const auto& c : cases) {
         check_request request;

@@ -102,7 +102,8 @@ class file_check {
 
 void file_check::check_reading() {
     const bool too_large = text.status() == zel_text_status::bad_size;
-    const std::string mixing = "mixes to silence when the stream opens";
+    const std::string mixing =
+        too_large ? fallback_text(file_kind::mixing) : "mixes to silence when the stream opens";
     const std::string device = report.kind == file_kind::mixing ? mixing
                                : report.kind == file_kind::delay
                                    ? fallback()
