@@ -31,6 +31,7 @@ class delay_entry_check : public entry_check {
 
 void delay_entry_check::check(const cJSON* checked, int checked_index) {
     begin(checked, checked_index);
+    entry.values = cJSON_GetArraySize(member(member_name::kValues));
     entry.well_formed = is_well_formed();
     if (entry.well_formed) {
         entry.serves.channels = count_of(member(member_name::kChannels));
@@ -96,7 +97,6 @@ void delay_entry_check::check_values() {
     cJSON* params = nullptr;
     const unsigned int channels = entry.serves.channels;
     const int status = stage.search_coefficient(only.get(), channels, &params);
-    entry.values = values == nullptr ? 0 : cJSON_GetArraySize(values);
     const std::string instead = fallback_text(file_kind::delay);
     if (status == 0) {
         check_is_array(text, params, member_name::kValues, index, report);
@@ -104,6 +104,8 @@ void delay_entry_check::check_values() {
     } else if (values == nullptr) {
         report_missing_values(text, element, index, instead,
                               "an array of " + counted(channels, "delay"), report);
+    } else if (values->child == nullptr && !cJSON_IsArray(values)) {
+        report_no_array(text, values, index, instead, report);
     } else {
         add(severity::error, "delay_count", text.place(values),
             counted(entry.values, "delay") + " for " + counted(channels, "channel"), instead,
@@ -123,7 +125,11 @@ void delay_entry_check::check_delays(const cJSON* params) {
             add(severity::warning, "fraction", text.place(value),
                 "the delay of channel " + std::to_string(channel) + " is " +
                     number_text(value->valuedouble) + " ms, not a whole number",
-                "drops the fraction: " + whole + " ms", "write whole milliseconds");
+                "drops the fraction: " + whole + " ms",
+                value->valuedouble > 0 && value->valuedouble < 1
+                    ? "write milliseconds: " + number_text(value->valuedouble * 1000) +
+                          " if this is in seconds"
+                    : "write whole milliseconds");
         }
     }
     if (wrong != nullptr) {
@@ -133,11 +139,22 @@ void delay_entry_check::check_delays(const cJSON* params) {
                 (number ? " ms" : ""),
             fallback_text(file_kind::delay),
             number ? "write 0 to " + std::to_string(zel_channel_delay::kMaxDelayMs) +
-                         " ms; to bring a channel forward, delay the others"
+                         (wrong->valuedouble < 0
+                              ? " ms; to bring a channel forward, delay the others"
+                              : " ms; if these are frames, divide them by the rate in kHz")
                    : "write milliseconds as a number without quotes");
         return;
     }
-    entry.peak = *std::max_element(delays.begin(), delays.end());
+    const auto longest = std::max_element(delays.begin(), delays.end());
+    entry.peak = *longest;
+    constexpr double kUsualMs = 250;
+    if (entry.peak > kUsualMs) {
+        add(severity::note, "long_delay",
+            text.place(cJSON_GetArrayItem(params, static_cast<int>(longest - delays.begin()))),
+            "a delay of " + number_text(entry.peak) + " ms, in which sound travels " +
+                number_text(std::round(entry.peak * kSoundMetresPerSecond / 1000)) + " m",
+            "delays by it", "if this is in frames, divide it by the rate in kHz: 48 are 1 ms");
+    }
 }
 
 }  // namespace
@@ -149,29 +166,23 @@ void check_delay_entries(const located_json& text, const cJSON* body, file_repor
 }
 
 decision decide_delay(const std::string& path, const located_json& text,
-                      const stream_request& stream, device_log* log) {
+                      const stream_request& stream) {
+    const taken_delays taken = take_delays(path, stream.channels, stream.rate);
     decision decided;
     decided.request = stream;
-    pcm_config config{};
-    config.channels = stream.channels;
-    config.rate = stream.rate;
-    config.format = PCM_FORMAT_S16_LE;
-    log->take();
-    zel_channel_delay stage;
-    decided.status = stage.init(path, &config);
-    decided.log = log->take();
-    if (decided.status != 0) {
+    decided.status = taken.status;
+    decided.log = device_texts(taken.log);
+    if (taken.status != 0) {
         return decided;
     }
-    // The stage keeps frames only; loading once more tells the milliseconds.
-    decided.delays_ms.resize(stream.channels);
-    unsigned int* table = decided.delays_ms.data();
-    decided.used = stage.load_coefficient(path, &table, stream.channels) == 0;
+    decided.delays_ms = taken.ms;
+    decided.used = taken.used;
     const bool any = std::any_of(decided.delays_ms.begin(), decided.delays_ms.end(),
                                  [](unsigned int ms) { return ms > 0; });
     decided.result = any ? outcome::delays : outcome::bypass;
     if (text.root() != nullptr) {
         cJSON* params = nullptr;
+        zel_channel_delay stage;
         stage.search_coefficient(text.root(), stream.channels, &params, &decided.entry);
         decided.place =
             text.place(entry_at(cJSON_GetObjectItem(text.root(), kBody), decided.entry));

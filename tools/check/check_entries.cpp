@@ -1,6 +1,6 @@
 #include "check_entries.h"
 
-#include <strings.h>
+#include <android/log.h>
 
 #include <cmath>
 #include <limits>
@@ -40,6 +40,17 @@ top_names top_names_of(file_kind kind) {
 std::string fallback_text(file_kind kind) {
     return kind == file_kind::delay ? "delays no channel (bypass)"
                                     : "mixes by the identity matrix instead";
+}
+
+std::vector<std::string> device_texts(const std::vector<library_message>& log) {
+    constexpr std::size_t kLongestMessage = 160;
+    std::vector<std::string> texts;
+    for (const library_message& message : log) {
+        if (message.priority >= ANDROID_LOG_INFO) {
+            texts.push_back(printable(without_origin(message.text), kLongestMessage));
+        }
+    }
+    return texts;
 }
 
 std::string identity_text(unsigned int inputs, unsigned int outputs) {
@@ -105,6 +116,16 @@ void report_missing_values(const located_json& text, const cJSON* element, int i
     explain_missing(text, element, "entry " + std::to_string(index), member_name::kValues, example,
                     &found);
     report->findings.push_back(found);
+}
+
+void report_no_array(const located_json& text, const cJSON* values, int index,
+                     const std::string& device, file_report* report) {
+    report->findings.push_back(
+        {severity::error, "parameters_missing", text.place(values), index,
+         quoted(member_name::kValues) + " is " + value_text(values) + " instead of an array",
+         device,
+         "write it in square brackets" +
+             (cJSON_IsNumber(values) ? ": [" + number_text(values->valuedouble) + "]" : "")});
 }
 
 void check_is_array(const located_json& text, const cJSON* value, const char* name, int entry,

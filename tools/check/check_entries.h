@@ -4,6 +4,7 @@
 #include <string>
 
 #include "check_report.h"
+#include "stage_coefficients.h"
 
 // What the checks of mixing and delay files have in common.
 
@@ -23,6 +24,8 @@ top_names top_names_of(file_kind kind);
 
 /// What a stage does without a usable entry, such as "mixes by the identity matrix".
 std::string fallback_text(file_kind kind);
+/// The messages without debug messages, function and line, cut to what can be printed.
+std::vector<std::string> device_texts(const std::vector<library_message>& log);
 /// What the identity matrix does to these channels.
 std::string identity_text(unsigned int inputs, unsigned int outputs);
 
@@ -40,6 +43,9 @@ void report_unusable_member(const located_json& text, const cJSON* element, int 
 void report_missing_values(const located_json& text, const cJSON* element, int index,
                            const std::string& device, const std::string& example,
                            file_report* report);
+/// "Parameters" that are a number or a string.
+void report_no_array(const located_json& text, const cJSON* values, int index,
+                     const std::string& device, file_report* report);
 /// Members of an object that the device takes for the elements of an array.
 void check_is_array(const located_json& text, const cJSON* value, const char* name, int entry,
                     file_report* report);

@@ -33,8 +33,26 @@ bool all_whole(const cJSON* values) {
     return true;
 }
 
+/// A hint when the numbers are probably gains of another unit than 1 for unity; or empty.
+std::string unit_advice(const std::vector<float>& weights) {
+    const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
+    if (*least >= 0 && *most >= 20) {
+        return "these look like percent: write 0.7 for 70";
+    }
+    if (*most <= 0 && *least <= -1) {
+        return "these look like decibels: write 0.7079 for -3, 1 for 0";
+    }
+    return "";
+}
+
+constexpr const char* kFlatRows =
+    "write the rows one after the other, without brackets of their own";
+
 std::string weight_count_advice(const cJSON* values, const stream_request& serves) {
     const auto have = static_cast<std::uint64_t>(cJSON_GetArraySize(values));
+    if (cJSON_IsArray(values->child)) {
+        return kFlatRows;
+    }
     const std::string row = "one row of " + std::to_string(serves.channels) + " for each output";
     if (have > std::uint64_t{serves.channels} * serves.outputs && all_whole(values)) {
         return "write " + row + ", with decimal points: 0,5 is two numbers";
@@ -68,6 +86,7 @@ class mixing_entry_check : public entry_check {
 
 void mixing_entry_check::check(const cJSON* checked, int checked_index) {
     begin(checked, checked_index);
+    entry.values = cJSON_GetArraySize(member(member_name::kValues));
     entry.well_formed = is_well_formed();
     if (entry.well_formed) {
         entry.serves.channels = count_of(member(member_name::kChannels));
@@ -147,7 +166,14 @@ void mixing_entry_check::check_reachable() {
     const auto begins_layout = [this](const std::string& name) {
         return entry.serves.layout.starts_with(name);
     };
-    if (std::none_of(card_layouts().begin(), card_layouts().end(), begins_layout)) {
+    const std::size_t digits = entry.serves.layout.find_first_not_of("0123456789.");
+    if (digits != std::string::npos) {
+        add(severity::warning, "unknown_layout", text.place(member(member_name::kLayout)),
+            "layout " + quoted(entry.serves.layout) + " is not digits and dots alone",
+            "chooses this entry for every layout that it begins with",
+            digits > 0 ? "write " + quoted(entry.serves.layout.substr(0, digits))
+                       : "write the card's layout, such as \"5.1\"");
+    } else if (std::none_of(card_layouts().begin(), card_layouts().end(), begins_layout)) {
         add(severity::note, "unknown_layout", text.place(member(member_name::kLayout)),
             "layout " + quoted(entry.serves.layout) + " is none of the usual ones",
             "chooses this entry only if the card's \"PCM Channel Layout\" is called so",
@@ -182,7 +208,6 @@ void mixing_entry_check::check_values() {
     cJSON* params = nullptr;
     const int status = stage.search_coefficient(only.get(), serves.channels, serves.layout,
                                                 serves.outputs, &params);
-    entry.values = values == nullptr ? 0 : cJSON_GetArraySize(values);
     const std::uint64_t wanted = std::uint64_t{serves.channels} * serves.outputs;
     const std::string instead = identity_text(serves.channels, serves.outputs);
     const unsigned int layout_channels = zel_channel_mixing::channel_count(serves.layout);
@@ -200,6 +225,8 @@ void mixing_entry_check::check_values() {
         report_missing_values(text, element, index, instead,
                               "an array of " + counted(static_cast<std::int64_t>(wanted), "weight"),
                               report);
+    } else if (values->child == nullptr && !cJSON_IsArray(values)) {
+        report_no_array(text, values, index, instead, report);
     } else {
         add(severity::error, "weight_count", text.place(values),
             counted(entry.values, "weight") + " where " + counted(serves.channels, "input") +
@@ -227,8 +254,9 @@ void mixing_entry_check::check_weights(const cJSON* params) {
             channel_text("output ", k / serves.channels, output_names(serves.outputs, names)) +
             " is " + value_text(wrong),
         identity_text(serves.channels, serves.outputs),
-        cJSON_IsNumber(wrong) ? "write a gain that a 32-bit float can hold; 1 is unity"
-                              : "write a number without quotes; 1 is unity gain, 0 is off");
+        cJSON_IsArray(wrong)    ? kFlatRows
+        : cJSON_IsNumber(wrong) ? "write a gain that a 32-bit float can hold; 1 is unity"
+                                : "write a number without quotes; 1 is unity gain, 0 is off");
 }
 
 void mixing_entry_check::check_levels(const cJSON* params, const std::vector<float>& weights) {
@@ -257,15 +285,17 @@ void mixing_entry_check::check_levels(const cJSON* params, const std::vector<flo
         }
     }
     if (wraps) {
+        const std::string unit = unit_advice(weights);
         const double factor = std::floor(10000 / entry.peak) / 10000;
         add(severity::warning, "overflow", place,
             "the weights of " + channel_text("output ", loudest, names) + " add up to " +
                 number_text(std::round(entry.peak * 1000) / 1000) + " (+" + decibels(entry.peak) +
                 ")",
             "lets loud 16-bit samples wrap round, a crackle at full scale, and clips 32-bit ones",
-            factor > 0 ? "multiply the whole matrix by " + number_text(factor) +
-                             ", which keeps the balance"
-                       : "make the weights smaller; 1 is unity gain");
+            !unit.empty() ? unit
+            : factor > 0  ? "multiply the whole matrix by " + number_text(factor) +
+                               ", which keeps the balance"
+                         : "make the weights smaller; 1 is unity gain");
     }
 }
 

@@ -7,7 +7,8 @@
 #include "check_delay.h"
 #include "check_entries.h"
 #include "check_mixing.h"
-#include "device_log.h"
+#include "library_log.h"
+#include "syntax_advice.h"
 #include "wording.h"
 
 namespace {
@@ -95,7 +96,7 @@ class file_check {
     void decide();
 
     const check_request& request;
-    device_log log;  // holds back what the entries' checks make the device say
+    thread_library_log log;  // holds back what the entries' checks make the device say
     located_json text;
     file_report report;
 };
@@ -119,7 +120,7 @@ void file_check::check_reading() {
 }
 
 void file_check::check_syntax() {
-    const syntax_advice advice = explain_syntax(text.text(), text.error_offset());
+    const syntax_advice advice = explain_syntax(text);
     add(severity::error, "syntax", text.place_at(advice.offset), advice.what, fallback(),
         advice.mend);
 }
@@ -173,6 +174,12 @@ void file_check::check_body() {
             fallback(), "add an entry for each stream");
         return;
     }
+    if (cJSON_GetObjectItem(body, member_name::kChannels) != nullptr) {
+        add(severity::error, "body_empty", text.place(body),
+            quoted(name) + " is an entry instead of an array of entries", fallback(),
+            "write the entry in square brackets: [{...}]");
+        return;
+    }
     check_is_array(text, body, name, -1, &report);
     if (report.kind == file_kind::mixing) {
         check_mixing_entries(text, body, &report);
@@ -183,8 +190,7 @@ void file_check::check_body() {
 
 void file_check::decide() {
     const bool mixing = report.kind == file_kind::mixing;
-    report.decided =
-        (mixing ? decide_mixing : decide_delay)(report.path, text, *request.stream, &log);
+    report.decided = (mixing ? decide_mixing : decide_delay)(report.path, text, *request.stream);
     const cJSON* body = cJSON_GetObjectItem(text.root(), top_names_of(report.kind).body);
     if (!report.entries.empty()) {
         (mixing ? explain_mixing : explain_delay)(text, body, *report.decided, &report);
