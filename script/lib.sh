@@ -2,7 +2,7 @@
 # Sourced, with the project's folder as the current one.
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config linux-libc-dev
-  libcjson-dev rapidjson-dev libsndfile1-dev libcli11-dev libgtest-dev python3-jsonschema"
+  libcjson-dev rapidjson-dev libkissfft-dev libsndfile1-dev libcli11-dev libgtest-dev python3-jsonschema"
 ARM64_PACKAGES="cmake ninja-build qemu-user googletest g++-aarch64-linux-gnu"
 ARMHF_PACKAGES="cmake ninja-build qemu-user googletest g++-arm-linux-gnueabihf"
 BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"

@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "exit_code.h"
 #include "help_text.h"
+#include "library_log.h"
 
 namespace {
 
@@ -50,6 +51,7 @@ int run(int argc, char** argv) {
         return app.exit(error) == 0 ? EXIT_OK : EXIT_USAGE;
     }
     choose_coefficient_files();
+    print_library_log(false);  // commands that pass it on say so
     return action();
 }
 

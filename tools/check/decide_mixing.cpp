@@ -59,27 +59,21 @@ void explain_mixing(const located_json& text, const cJSON* body, const decision&
     const stream_request& stream = decided.request;
     if (decided.entry < 0) {
         const std::string others = layouts_for(stream, *report);
-        report->findings.push_back(
-            {severity::error, "no_entry", text.place(body), -1,
-             "no entry for " + mixing_stream_text(stream),
-             identity_text(stream.channels, stream.outputs),
-             others.empty()
-                 ? "add an entry for this stream"
-                 : "add an entry for this stream; for these channel counts there is " + others});
+        report->add(kinds::kNoEntry, text.place(body), -1,
+                    {mixing_stream_text(stream), identity_text(stream.channels, stream.outputs),
+                     others.empty() ? "" : "; for these channel counts there is " + others});
         return;
     }
     const auto index = static_cast<std::size_t>(decided.entry);
     if (decided.result == outcome::entry && index < report->entries.size() &&
         report->entries[index].serves.layout != stream.layout) {
         const cJSON* element = entry_at(body, decided.entry);
-        report->findings.push_back(
-            {severity::warning, "prefix_match",
-             text.place(cJSON_GetObjectItem(element, member_name::kLayout)), decided.entry,
-             "layout " + quoted(report->entries[index].serves.layout) +
-                 " is chosen because it begins with " + quoted(stream.layout),
-             "compares no more characters than the card's layout name has; the first match counts",
-             report->entries[index].serves.layout[stream.layout.size()] == '.'
-                 ? "put an entry for " + quoted(stream.layout) + " before this one"
-                 : "write " + quoted(stream.layout) + " if that is meant"});
+        const std::string& layout = report->entries[index].serves.layout;
+        report->add(kinds::kPrefixMatch,
+                    text.place(cJSON_GetObjectItem(element, member_name::kLayout)), decided.entry,
+                    {quoted(layout), quoted(stream.layout),
+                     layout[stream.layout.size()] == '.'
+                         ? "put an entry for " + quoted(stream.layout) + " before this one"
+                         : "write " + quoted(stream.layout) + " if that is meant"});
     }
 }
