@@ -1,13 +1,17 @@
 // zel-fc: the format converter from the command line.
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <filesystem>
+#include <iostream>
 
 #include "commands.h"
 #include "exit_code.h"
 #include "help_text.h"
+#include "library_log.h"
 
 namespace {
 
@@ -32,6 +36,7 @@ int run(int argc, char** argv) {
     add_info_command(&app, &action);
     add_plot_command(&app, &action);
     add_program_help(&app);  // behind the commands, which would inherit it
+    app.set_version_flag("--version", "zel-fc " ZEL_VERSION);
     app.add_flag_callback(
            "--man",
            [&app] {
@@ -46,6 +51,7 @@ int run(int argc, char** argv) {
         return app.exit(error) == 0 ? EXIT_OK : EXIT_USAGE;
     }
     choose_coefficient_files();
+    print_library_log(false);  // commands that pass it on say so
     return action();
 }
 
@@ -53,7 +59,12 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
-        return run(argc, argv);
+        const int code = run(argc, argv);
+        errno = 0;
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0 || !std::cout.flush()) {
+            return fail(EXIT_WRITE, std::string("standard output: ") + std::strerror(errno));
+        }
+        return code;
     } catch (const std::exception& error) {
         return fail(EXIT_OPEN, error.what());
     }

@@ -14,7 +14,8 @@ namespace {
 
 constexpr const char* kSignals[] = {"Tones",   "Ramp",     "Chirp",        "Impulse",
                                     "Silence", "WAV file", "WAV file once"};
-constexpr const char* kLayouts[] = {"1.0", "2.0", "4.0", "5.1", "7.1", "7.1.4"};
+constexpr const char* kLayouts[] = {"1.0",   "2.0",   "4.0",   "5.1",  "7.1",
+                                    "7.1.4", "5.1.2", "5.1.4", "7.1.2"};
 constexpr const char* kPacings[] = {"Clock", "Fast", "Step"};
 constexpr int kMany = std::numeric_limits<int>::max();
 
@@ -25,7 +26,7 @@ constexpr control_info kControls[CTL_COUNT] = {
     {"PCM Slave Channels", value_kind::integer, 1, 1, 16, 8, nullptr},
     {"PCM Slave Rate", value_kind::integer, 1, 8000, 192000, 48000, nullptr},
     {"Loopback Signal", value_kind::enumerated, 1, 0, 6, 0, kSignals},
-    {"PCM Channel Layout", value_kind::enumerated, 1, 0, 5, 4, kLayouts},
+    {"PCM Channel Layout", value_kind::enumerated, 1, 0, 8, 4, kLayouts},
     {"Loopback Calibration", value_kind::bytes, 16, 0, 0, 0, nullptr},
     {"Loopback Tuning", value_kind::tlv_bytes, 64, 0, 0, 0, nullptr},
     {"Sim WAV File", value_kind::bytes, 256, 0, 0, 0, nullptr},

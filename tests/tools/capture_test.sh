@@ -29,10 +29,21 @@ expect 0 "8000 frames" capture "$out" -s 0.5 --card-channels 2 --card-layout 2.0
 expect 0 "restarts: 2" capture "$out" --fast -s 3 \
     --change "2:PCM Slave Format=2" --change "1:PCM Slave Channels=6" --change "1.5:FC log level=None"
 expect_size $((44 + 3 * 16000 * 2 * 2))
-expect 3 "\"Volume\": no such control" capture "$out" --fast --change "1:Volume=3"
+# What cannot be done is told before anything is written.
+cp "$out" "$folder/kept"
+for change in "1:Volume=3" "9:FC log level=Loud" "9:PCM Slave Channels=99" "9:FC delay coef file=hex:0"; do
+    expect 1 "\": " capture "$out" --fast --change "$change"
+    expect 1 "\": " controls watch --change "$change" -s 0.1
+done
+cmp "$out" "$folder/kept"
 expect 1 "is not SECONDS:CONTROL=VALUE" capture "$out" --change "soon:Volume=3"
-# What was recorded is played again.
-expect 0 "16000 frames" capture "$folder/again.wav" --fast -s 1 --wav "$out"
+# What was recorded is played again, by a card like the file.
+expect 0 "card: 2 channels, 16-bit words, 16000 Hz, layout 2.0" capture "$folder/again.wav" --fast \
+    -s 1 --wav "$out"
+expect 0 "8 channels, 32-bit words, 48000 Hz, layout 5.1.2" capture "$folder/again.wav" --fast -s 0.1 \
+    --card-layout 5.1.2
+expect 0 "PCM Channel Layout     5.1.4" info --card-channels 10
+expect 0 "PCM Slave Channels     6" info --card-layout 5.1
 
 expect 1 "" capture "$out" --bits 24
 # tinyalsa would raise it, and the file would play at half the speed.
@@ -62,14 +73,58 @@ expect 4 "has 17 bytes, the control has 16" controls set "Loopback Calibration" 
 expect 4 "is not pairs of hexadecimal digits" controls set "Loopback Calibration" hex:0g
 expect 4 "the card refuses \"$(printf '%0128d' 0)\"" controls set 0 "$(printf '%0128d' 0)"
 
-expect 1 "the recording would overwrite" capture "$out" --wav "$out"
-expect 1 "the picture would overwrite" plot recording "$out" "$out"
+# No command writes onto what it reads.
+mixing="$folder/m  n.json"
+cp "$2/voice_channel_mixing_coef.json" "$mixing"
+ln "$out" "$folder/same.wav"
+cp "$out" "$folder/kept"
+while read -r arguments; do
+    eval "expect 1 'the output would overwrite' $arguments"
+done <<'END'
+capture "$out" --wav "$out"
+capture "$mixing" --fast -s 0.1 --mixing "$mixing"
+capture "$mixing" --fast -s 0.1 --delay "$mixing"
+convert "$out" "$folder/./same.wav"
+convert "$out" "$mixing" --mixing "$mixing"
+plot recording "$out" "$out"
+plot matrix "$mixing" "$mixing"
+END
+cmp "$mixing" "$2/voice_channel_mixing_coef.json"
+cmp "$out" "$folder/kept"
+rm "$folder/same.wav"
+# Nor is anything lost without a word.
+for arguments in "capture $folder/again.wav --fast -s 0.1" "convert $out $folder/again.wav" info \
+    "controls list" "check $2/voice_channel_mixing_coef.json" "plot filter $folder/plot.svg" --help; do
+    code=0
+    $zel_fc $arguments >/dev/full 2>"$folder/said" || code=$?
+    [ "$code" -eq 4 ] && grep -qF "standard output: No space left" "$folder/said" ||
+        { echo "$arguments to a full disk: $code"; exit 1; }
+done
+for arguments in "capture $folder/again.wav --fast -s 2" "convert $out $folder/again.wav --tail 9"; do
+    code=0
+    (trap '' XFSZ && ulimit -f 16 && exec $zel_fc $arguments) >"$folder/said" 2>&1 || code=$?
+    [ "$code" -eq 4 ] && grep -qF "again.wav: File too large" "$folder/said" && ! grep -q inf "$folder/said" ||
+        { echo "$arguments onto a full disk: $code"; cat "$folder/said"; exit 1; }
+done
+mkfifo "$folder/pipe"
+expect 2 "pipe" convert "$folder/pipe" "$folder/again.wav"
+expect 2 "pipe" plot recording "$folder/pipe" "$folder/plot.svg"
+expect 0 "process's own" controls set "FC log level" Trace
+expect 0 "zel-fc 1." --version
+(unset ZEL_VOICE_CONFIG_DIR && expect 0 "in use: file" info)
 expect 0 "plot.svg" plot recording "$out" "$folder/plot.svg"
 grep -qF "channel 1</text>" "$folder/plot.svg"
+for text in "500" "dBFS" "-100"; do grep -qF -- ">$text</text>" "$folder/plot.svg"; done
 expect 0 "plot.svg" plot filter "$folder/plot.svg"
+# Below its frame nothing is drawn.
+! grep polyline "$folder/plot.svg" | grep -qE ',670 '
 expect 0 "plot.svg" plot matrix "$2/voice_channel_mixing_coef.json" "$folder/plot.svg"
 [ "$(grep -c -- '-12.9</text>' "$folder/plot.svg")" -eq 6 ]
+for text in "voice_channel_mixing_coef.json" "3 LFE" "client 1 R" "sum"; do
+    grep -qF -- "$text</text>" "$folder/plot.svg"
+done
 expect 0 "the mixing file is not in use" plot matrix "$0" "$folder/plot.svg"
+grep -qF "not of the file: the identity matrix" "$folder/plot.svg"
 expect 2 "Format not recognised" plot recording "$0" "$folder/plot.svg"
 expect 4 "/nowhere/plot.svg" plot filter /nowhere/plot.svg
 

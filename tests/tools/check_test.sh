@@ -10,36 +10,36 @@ delay=config/voice_channel_delay_coef.json
 bad=config/known-bad
 
 expect 0 "16 entries, no problems" check "$mixing" "$delay"
-expect 0 '2 channels ("2.0") to 1: entry 2,' check "$mixing" -c 2 -o 1
-expect 0 '8 channels ("7.1") to 2: entry' check "$mixing" -l 7.1
-expect 0 "6 channels at 16000 Hz: entry 3" check "$delay" -c 6 -r 16000
-expect 0 " 5 BR           5       80" check "$delay" -c 6 -r 16000
+expect 0 '2 channels ("2.0") to 1: entry 2,' check "$mixing" --card-channels 2 -c 1
+expect 0 '8 channels ("7.1") to 2: entry' check "$mixing" --card-layout 7.1
+expect 0 "6 channels at 16000 Hz: entry 3" check "$delay" --card-channels 6 --card-rate 16000
+expect 0 " 5 BR           5       80" check "$delay" --card-channels 6 --card-rate 16000
 expect 0 "1 note" check "$bad/mixing/silent_output.json"
 expect 5 "overflow.json:9:9: warning: " check "$bad/mixing/overflow.json"
-expect 5 "syntax_comment.json:4:9: error: " check "$mixing" "$bad/mixing/syntax_comment.json" "$delay"
-expect 5 "no entry for 3 channels (\"3.0\") to 2" check "$mixing" -c 3
-expect 5 "no usable entry" check "$mixing" -c 6 -l 5.1.2
-expect 3 "client hears silence" check /nowhere/mixing.json -c 6
-expect 3 "no delay (bypass)" check "$bad/delay/disabled.json" /nowhere/delay.json -c 6
+expect 5 "syntax_comment.json:4:8: error: " check "$mixing" "$bad/mixing/syntax_comment.json" "$delay"
+expect 5 "no entry for 3 channels (\"2.0\") to 2" check "$mixing" --card-channels 3
+expect 5 "no usable entry" check "$mixing" --card-channels 6 --card-layout 5.1.2
+expect 3 "client hears silence" check /nowhere/mixing.json --card-channels 6
+expect 3 "no delay (bypass)" check "$bad/delay/disabled.json" /nowhere/delay.json --card-channels 6
 expect 3 "cannot be read as a file" check .
 expect 0 "no problems" check --as mixing "$mixing"
 expect 5 "body_missing" check --as delay "$mixing"
 
 expect 1 "file" check # no file
-expect 1 "--outputs" check "$mixing" -o 1
-expect 1 "--outputs" check "$mixing" -c 6 -o 9
-expect 1 "--channels" check "$mixing" -c 0
-expect 1 "no channel count" check "$mixing" -l stereo
+expect 1 "--channels" check "$mixing" -c 1
+expect 1 "--channels" check "$mixing" --card-channels 6 -c 9
+expect 1 "--card-channels" check "$mixing" --card-channels 0
+expect 1 "no channel count" check "$mixing" --card-layout stereo
 expect 1 "--as" check "$mixing" --as matrix
 
 # The log is held back, and nothing is printed but the report.
-"$zel_fc" check "$bad/mixing/weight_count.json" -l 5.1 >"$folder/out" 2>"$folder/error" || true
+"$zel_fc" check "$bad/mixing/weight_count.json" --card-layout 5.1 >"$folder/out" 2>"$folder/error" || true
 [ ! -s "$folder/error" ] || { echo "on the standard error stream:"; cat "$folder/error"; exit 1; }
 ! grep -q "search_coefficient" "$folder/out"
 
 # Every report is JSON, whatever stands in the file.
 printf '{"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,"InputChannelLayout":"\xff\x01\\u001b[2J","OutputChannel":2}]}' >"$folder/odd.json"
-"$zel_fc" check --json -c 2 "$bad"/*/*.json "$mixing" "$folder/odd.json" /nowhere >"$folder/json" || true
+"$zel_fc" check --json --card-channels 2 "$bad"/*/*.json "$mixing" "$folder/odd.json" /nowhere >"$folder/json" || true
 python3 - "$folder/json" <<'END'
 import json, sys
 files = json.load(open(sys.argv[1]))["files"]
@@ -47,4 +47,4 @@ assert len(files) > 60
 assert files[-1]["readable"] is False and files[-1]["findings"][0]["kind"] == "not_readable"
 assert sum("decision" in file for file in files) == len(files) - 1
 END
-! "$zel_fc" check "$folder/odd.json" -c 2 --all | grep -q "$(printf '[\001\033\377]')"
+! "$zel_fc" check "$folder/odd.json" --card-channels 2 --all | grep -q "$(printf '[\001\033\377]')"

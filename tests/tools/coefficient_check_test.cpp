@@ -5,12 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "channel_layout.h"
-#include "check_agreement.h"
 #include "check_print.h"
 #include "known_bad.h"
 #include "located_json.h"
@@ -52,37 +50,107 @@ TEST(check_file, finds_in_broken_files_what_is_listed) {
     }
 }
 
-TEST(check_file, says_what_the_device_does) {
-    std::vector<std::string> paths;
-    for (const char* folder :
-         {"/config", "/config/samples", "/config/known-bad/mixing", "/config/known-bad/delay",
-          "/fuzz/corpus/mixing_file", "/fuzz/corpus/delay_file", "/fuzz/corpus/check_file"}) {
-        for (const auto& entry :
-             std::filesystem::directory_iterator(std::string(ZEL_SOURCE_FOLDER) + folder)) {
-            if (entry.is_regular_file()) {
-                paths.push_back(entry.path());
-            }
-        }
+/// "LINE:COLUMN: WHAT; MEND" of the first finding.
+std::string first_finding(const std::string& text, file_kind kind) {
+    check_request request;
+    request.kind = kind;
+    const file_report report = check_file(file_with(text), request);
+    if (report.findings.empty()) {
+        return "none";
     }
-    paths.emplace_back("/nowhere.json");
-    paths.push_back(zel_test::test_folder());
-    ASSERT_GT(paths.size(), 70U);
-    const stream_request streams[] = {
-        {1, "1.0", 1, 48000},    {2, "2.0", 2, 48000},    {2, "2.0", 1, 16000},
-        {6, "5.1", 2, 48000},    {6, "5.1", 6, 44100},    {6, "7.1", 2, 48000},
-        {8, "5.1", 2, 48000},    {8, "7.1", 1, 48000},    {8, "", 2, 48000},
-        {12, "7.1.4", 8, 48000}, {16, "9.1.6", 8, 192000}};
-    for (const std::string& path : paths) {
-        for (const stream_request& stream : streams) {
-            SCOPED_TRACE(path + ": " + std::to_string(stream.channels) + " (" + stream.layout +
-                         ") to " + std::to_string(stream.outputs));
-            EXPECT_EQ(zel_test::mixing_disagreement(path, stream), "");
-        }
-        for (const unsigned int channels : {2U, 6U, 12U}) {
-            SCOPED_TRACE(path + ": " + std::to_string(channels));
-            EXPECT_EQ(zel_test::delay_disagreement(path, {channels, "", 0, 48000}), "");
-        }
+    const finding& found = report.findings.front();
+    return std::to_string(found.place.line) + ":" + std::to_string(found.place.column) + ": " +
+           found.what + "; " + found.mend;
+}
+
+TEST(check_file, names_mistakes_of_syntax_and_their_places) {
+    const std::string in_file = "{\n\"DelayCoefficientEnable\": true,\n\"Name\": ";
+    const struct {
+        std::string text;
+        const char* place;
+        const char* words;
+    } cases[] = {
+        {"{\n\"a\": [1, 0],\n}", "2:12", "a comma before the closing bracket"},
+        {"{\"a\": [\n[1,0,0,1],\n]}", "2:10", "a comma before the closing bracket"},
+        {"{\n/* c */ \"a\": 1}", "2:1", "a comment"},
+        {"{\"a\": 1,\n # c\n\"b\": 1}", "2:2", "a comment"},
+        {"{\"a\": 1,\n//\n\"b\": 1}", "2:1", "a comment"},
+        {"{\"a\": 1 // one\n}", "1:9", "a comment"},
+        {"{\n'Name': 2}", "2:1", "a single quote"},
+        {"{\nName: 2}", "2:1", "a name without quotes"},
+        {"{\n\"Name\" 2}", "2:8", "a colon is missing"},
+        {in_file + "1/2}", "3:10", "a fraction"},
+        {in_file + "0x1}", "3:10", "a number with letters"},
+        {in_file + "1e}", "3:11", "a number without digits behind its e"},
+        {in_file + "0.4.1}", "3:12", "a number with two decimal points"},
+        {in_file + ".5}", "3:9", "a number that begins with \".\""},
+        {in_file + "\"a\\q\"}", "3:11", "a backslash sequence"},
+        {in_file + "[1 2]}", "3:12", "a comma is missing between two values"},
+        {in_file + "True}", "3:9", "a word that JSON does not know"},
+        {in_file + "\xE2\x80\x9Cx\xE2\x80\x9D}", "3:9", "a curly quote"},
+        {in_file + "[[1]", "3:13", "the text ends too early; complete it; still to be closed: ]}"},
+        {"", "1:1", "the file is empty"},
+        {"\xEF\xBB\xBF \n", "1:1", "the file is empty"},
+        {"\xFF\xFE{" + std::string(1, '\0') + "}" + std::string(1, '\0'), "1:1", "text in UTF-16"},
+        {"{" + std::string(1, '\0') + "}" + std::string(1, '\0'), "1:1", "text in UTF-16"},
+        {"\x1F\x8B\x08", "1:1", "a file compressed with gzip"},
+        {"{\"a\":\n1" + std::string(1, '\0') + "}", "2:2", "a zero byte"},
+        {std::string(1500, '[') + std::string(1500, ']'), "1:1001", "values in more brackets"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(
+            first_finding(c.text, file_kind::delay).find(std::string(c.place) + ": " + c.words), 0U)
+            << c.text << "\n"
+            << first_finding(c.text, file_kind::delay);
     }
+}
+
+TEST(check_file, advises_by_what_was_probably_meant) {
+    const auto mixing = [](const std::string& layout, const std::string& weights) {
+        return R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,)"
+               R"("InputChannelLayout":")" +
+               layout + R"(","OutputChannel":2,"Parameters":)" + weights + "}]}";
+    };
+    const auto delay = [](const std::string& delays) {
+        return R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[{"InputChannel":1,)"
+               R"("Parameters":)" +
+               delays + "}]}";
+    };
+    const struct {
+        std::string text;
+        file_kind kind;
+        const char* advice;
+    } cases[] = {
+        {mixing("2.0", "[100,0,0,70]"), file_kind::mixing, "percent: write 0.7 for 70"},
+        {mixing("2.0", "[0,-96,-96,-3]"), file_kind::mixing, "decibels: write 0.7079 for -3"},
+        {mixing("2.0", "[[1,0],[0,1]]"), file_kind::mixing,
+         "one after the other, without brackets"},
+        {mixing("2.0 stereo", "[1,0,0,1]"), file_kind::mixing, "write \"2.0\""},
+        {mixing("2.0", "[3,0,0,1]"), file_kind::mixing, "multiply the whole matrix by 0.3333"},
+        {delay("5"), file_kind::delay, "write it in square brackets: [5]"},
+        {R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":{"InputChannel":1,)"
+         R"("Parameters":[5]}})",
+         file_kind::delay, "write the entry in square brackets"},
+        {delay("[0.02]"), file_kind::delay, "write milliseconds: 20 if this is in seconds"},
+        {delay("[2.5]"), file_kind::delay, "write whole milliseconds"},
+        {delay("[960]"), file_kind::delay, "if this is in frames"},
+        {delay("[48000]"), file_kind::delay, "if these are frames"},
+        {delay("[-5]"), file_kind::delay, "delay the others"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_NE(first_finding(c.text, c.kind).find(c.advice), std::string::npos)
+            << first_finding(c.text, c.kind);
+    }
+    std::string weights = "0";
+    for (int k = 1; k < 54; ++k) {
+        weights += ",0";
+    }
+    const file_report report = check_file(
+        file_with(R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":6,)"
+                  R"("InputChannelLayout":"5.1","OutputChannel":9,"Parameters":[)" +
+                  weights + "]}]}"),
+        {});
+    EXPECT_EQ(report.entries.at(0).values, 54);
 }
 
 TEST(check_file, says_what_cannot_be_read) {

@@ -32,9 +32,13 @@ holds 0 'j["frames"] == 16000 and j["chain"]["mixing"]["in_use"] == "file" and
 [ ! -s "$folder/errors" ]
 holds 0 'j["in"]["frames"] == 16000 and j["chain"]["card"]["rate"] == 16000 and
     j["out"]["levels"][0]["peak_dbfs"] is not None' convert "$out" "$folder/again.wav" --json
-# No way from 48000 to 32000 Hz: the library's silent blocks are told.
+# The chain after a restart, whatever is logged.
+holds 0 'j["chain"]["card"] == {"channels": 6, "layout": "7.1", "word_bits": 32, "rate": 48000} and
+    j["restarts"] == 1' capture "$out" --fast -s 1 --json -q \
+    --change "0:FC log level=None" --change "0.5:PCM Slave Channels=6"
+# No way from 48000 to 32000 Hz.
 "$zel_fc" capture "$out" --fast -s 0.5 -r 48000 -c 8 -q >/dev/null
-holds 0 'j["chain"]["silent_blocks"] == j["blocks"] and
+holds 0 'j["chain"]["audio_share"] == 0 and
     j["out"]["levels"][0]["peak_dbfs"] is None' convert "$out" "$folder/again.wav" -r 32000 --json
 grep -qF "blocks are silence" "$folder/errors"
 
@@ -45,6 +49,13 @@ holds 0 'j["limits"]["channels"] == {"min": 1, "max": 8} and
     j["chain"]["stages"]["rate_conversion"] and not j["chain"]["stages"]["padding"] and
     j["mixing_file"].endswith("voice_channel_mixing_coef.json")' \
     info --json --card-channels 6 --card-layout 5.1
+cp "$2/voice_channel_mixing_coef.json" "$folder/$(printf 'a  b\xff.json')"
+holds 0 'j["mixing_file"].endswith("a  b\ufffd.json") and
+    j["controls"]["FC delay coef file"] == j["delay_file"] and
+    j["controls"]["Loopback Volume"] == [100, 100] and sum(map(sum, j["matrix"])) > 1' \
+    info --json --mixing "$folder/$(printf 'a  b\xff.json')"
+holds 5 'j["files"][0]["file"].endswith("b\ufffd.json")' \
+    check --json --as delay "$folder/$(printf 'a  b\xff.json')"
 holds 0 'j["chain"]["mixing"] == {"in_use": "identity", "file": j["mixing_file"],
     "reason": "8(7.1) => 3 mixing coefficient not found"} and
     j["matrix"] == [[int(i == o) for i in range(8)] for o in range(3)]' info --json -c 3
@@ -65,7 +76,7 @@ form=lines holds 0 '[(e["name"], e["value"]) for e in j] == [("Loopback Volume",
     ("PCM Channel Layout", "5.1")]' \
     controls --card 0 watch --json -s 0.5 --change "0.1:Loopback Volume=7" \
     --change "0.2:PCM Channel Layout=5.1"
-form=lines holds 4 'len(j) == 0' controls watch --json --change "0:Loopback Volume=101"
+form=lines holds 1 'len(j) == 0' controls watch --json --change "0:Loopback Volume=101"
 form=lines holds 2 'len(j) == 0' controls watch --json --card 5
 # An interrupt ends the watch.
 "$zel_fc" controls watch >/dev/null 2>&1 &

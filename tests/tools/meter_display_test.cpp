@@ -19,9 +19,10 @@ TEST(meter_lines, fit_the_terminal_and_show_levels_on_the_scale) {
                             "   -30.0   -6.0 dBFS");
     EXPECT_EQ(lines[2], " 1 " + std::string(50, '.') + "    -inf   -inf dBFS");
     EXPECT_EQ(lines[3], " 2 " + std::string(49, '#') + "|     0.0    0.0 dBFS OVER");
-    for (const unsigned int width : {0U, 20U, 60U, 79U, 200U}) {
+    EXPECT_EQ(meter_lines({}, 39)[0], "ch    -30    0  level   peak");
+    for (const unsigned int width : {0U, 20U, 39U, 60U, 79U, 200U}) {
         for (const std::string& line : meter_lines({{-3, 0, 0, true}}, width)) {
-            EXPECT_LE(line.size(), std::max(width, 39U)) << line;
+            EXPECT_LE(line.size(), width) << line;
         }
     }
 }

@@ -22,7 +22,7 @@ def check(path, *stream):
 def rows_of(channels, layout, outputs):
     """The weights that the device takes from the default file, a row by output."""
     decision = check(config / "voice_channel_mixing_coef.json",
-                     "-c", channels, "-l", layout, "-o", outputs)["decision"]
+                     "--card-channels", channels, "--card-layout", layout, "-c", outputs)["decision"]
     return decision["matrix"] if decision["outcome"] == "entry" else [[]]
 
 
@@ -47,7 +47,7 @@ class Samples(unittest.TestCase):
                     self.assertGreater(sum(row), 0)
                     # Else full scale in all channels would wrap.
                     self.assertLessEqual(sum(row), 1.0001)
-            delays = check(config / "voice_channel_delay_coef.json", "-c", channels)["decision"]
+            delays = check(config / "voice_channel_delay_coef.json", "--card-channels", channels)["decision"]
             self.assertTrue(delays["used"], channels)
 
     def test_downmixes_keep_the_balance_and_reach_full_scale(self):

@@ -1,12 +1,14 @@
 #include "capture.h"
 
+#include <tinyalsa/mixer.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "audio_report.h"
@@ -14,8 +16,9 @@
 #include "card_feeder.h"
 #include "interrupt.h"
 #include "library_log.h"
+#include "output_file.h"
 #include "stream_monitor.h"
-#include "wav_writer.h"
+#include "zel_virtual_card.h"
 
 namespace {
 
@@ -30,7 +33,9 @@ struct session {
     level_meter level;
     stream_monitor monitor;
     card_changes changes;
+    struct mixer* mixer;  ///< of card 70, or null
     chain_report chain;
+    unsigned int restarts = 0;
     std::vector<std::string> events{};
     std::uint64_t done = 0;
 };
@@ -43,20 +48,28 @@ capture_screen::kind screen_kind(const capture_options& options) {
 
 void follow_log(session& s) {
     for (const library_message& message : s.log.take()) {
-        s.chain.add(message);
         if (!s.options.quiet) {
             s.screen.pass_on(message);
         }
     }
 }
 
+/// Makes the changes that are due, and hears of the stream's restarts.
 std::string follow_card(session& s) {
+    const double seconds = static_cast<double>(s.done) / s.options.client.rate;
     std::vector<std::string> news;
-    const std::string wrong =
-        s.changes.follow(static_cast<double>(s.done) / s.options.client.rate, &news);
-    for (const std::string& line : news) {
-        s.screen.tell(line);
-        s.events.push_back(line);
+    const std::string wrong = s.changes.make_due(seconds, &news);
+    for (mixer_ctl_event event{}; s.mixer != nullptr && mixer_wait_event(s.mixer, 0) == 1 &&
+                                  mixer_read_event(s.mixer, &event) == 1;) {
+        ++s.restarts;
+        s.chain = chain_for(s.options.client);
+        news.emplace_back("the capture was restarted");
+    }
+    for (const std::string& text : news) {
+        char time[32];
+        std::snprintf(time, sizeof(time), "%.2f s: ", seconds);
+        s.events.push_back(time + text);
+        s.screen.tell(s.events.back());
     }
     return wrong;
 }
@@ -99,22 +112,22 @@ exit_code record(session& s, wav_writer& file) {
 
 void print_summary(const session& s) {
     const stream_format& client = s.options.client;
-    std::printf("%s: %llu frames, %.3f s, %u Hz, %u channels, %u bits\n",
-                s.options.out_file.c_str(), static_cast<unsigned long long>(s.done),
-                static_cast<double>(s.done) / client.rate, client.rate, client.channels,
-                client.bits);
+    const sound_info out{client.channels, client.rate, client.bits,
+                         std::to_string(client.bits) + " bits", s.done};
+    std::printf("%s\n", out.text(s.options.out_file).c_str());
+    print_chain(s.chain);
     print_levels(s.level);
     std::printf("timestamp gaps: %llu   overruns: %llu   frames lost: %llu   restarts: %u\n",
                 static_cast<unsigned long long>(s.monitor.gaps()),
                 static_cast<unsigned long long>(s.monitor.overruns()),
-                static_cast<unsigned long long>(s.monitor.lost_frames()), s.changes.restarts());
+                static_cast<unsigned long long>(s.monitor.lost_frames()), s.restarts);
 }
 
 void print_json(const session& s) {
     const stream_format& client = s.options.client;
     json_value events = json_value::array();
     for (const std::string& event : s.events) {
-        events.append(event.substr(event.find_first_not_of(' ')));
+        events.append(event);
     }
     json_value all = json_value::object();
     all.set("file", s.options.out_file)
@@ -128,7 +141,7 @@ void print_json(const session& s) {
         .set("timestamp_gaps", s.monitor.gaps())
         .set("overruns", s.monitor.overruns())
         .set("frames_lost", s.monitor.lost_frames())
-        .set("restarts", s.changes.restarts())
+        .set("restarts", s.restarts)
         .set("events", std::move(events))
         .set("chain", chain_json(s.chain));
     all.print();
@@ -146,22 +159,28 @@ exit_code record_to_file(session& s) {
         s.screen.tell("interrupted");
     }
     if (!file.close() && code == EXIT_OK) {
-        code = fail(EXIT_WRITE, s.options.out_file + ": cannot be completed");
+        code = fail(EXIT_WRITE, file.error());
     }
-    warn_of_fallbacks(s.chain);
+    warn_of(s.chain);
     s.options.json ? print_json(s) : print_summary(s);
     return code;
 }
 
-exit_code capture(const capture_options& options, simulated_card& card) {
-    constexpr unsigned int kUsualCardRate = 48000;
+exit_code capture(const capture_options& options, unsigned int card_rate, simulated_card& card) {
     const stream_format& client = options.client;
+    const std::unique_ptr<mixer, void (*)(mixer*)> events(mixer_open(kZelVirtualCard), mixer_close);
+    card_changes changes(options.changes, events.get());
+    const std::string wrong = changes.check();
+    if (!wrong.empty()) {
+        return fail(EXIT_USAGE, wrong);
+    }
+    if (events) {
+        mixer_subscribe_events(events.get(), 1);
+    }
     held_library_log log;
     virtual_stream stream;
     // One block at a time, so that changes of the card come when they are due.
-    card_feeder feeder(
-        &card, client.rate,
-        options.card.rate != 0 ? static_cast<unsigned int>(options.card.rate) : kUsualCardRate, 1);
+    card_feeder feeder(&card, client.rate, card_rate, 1);
     const bool opened =
         stream.open(client, options.period_size, options.period_count, !options.fast);
     session s{
@@ -173,8 +192,9 @@ exit_code capture(const capture_options& options, simulated_card& card) {
         capture_screen(screen_kind(options), client, options.out_file, options.seconds),
         level_meter(client.channels, client.bits),
         stream_monitor(client.rate, opened ? stream.buffer_frames() : 0, client.block_frames()),
-        card_changes(options.changes),
-        {}};
+        std::move(changes),
+        events.get(),
+        opened ? chain_for(client) : chain_report{}};
     follow_log(s);
     return opened ? record_to_file(s) : fail(EXIT_OPEN, stream.error());
 }
@@ -183,18 +203,26 @@ exit_code capture(const capture_options& options, simulated_card& card) {
 
 exit_code run_capture(const capture_options& options) {
     print_library_log(!options.quiet);
-    std::error_code ignored;
-    if (std::filesystem::equivalent(options.card.wav_file, options.out_file, ignored)) {
-        return fail(EXIT_USAGE, "the recording would overwrite " + options.out_file);
+    card_setup setup = options.card;
+    if (!setup.wav_file.empty()) {
+        sound_info sound;
+        const std::string wrong = read_sound(setup.wav_file, &sound);
+        if (!wrong.empty()) {
+            return fail(EXIT_OPEN, wrong);
+        }
+        setup = card_playing(setup, setup.wav_file, sound);
     }
     simulated_card card;
-    if (!card.apply(options.card) || (options.fast && !card.step())) {
+    if (!card.apply(complete(setup)) || (options.fast && !card.step())) {
         return fail(EXIT_OPEN, card.error());
     }
     const std::string wrong = use_coefficient_paths(options.coefficients);
     if (!wrong.empty()) {
         return fail(EXIT_OPEN, wrong);
     }
+    if (keep_inputs(options.out_file, {setup.wav_file}) != EXIT_OK) {
+        return EXIT_USAGE;
+    }
     catch_interrupts();
-    return capture(options, card);
+    return capture(options, read_card_state().rate, card);
 }

@@ -16,9 +16,9 @@ std::size_t column_of(double dbfs, std::size_t width) {
 
 /// "-60    -48 ... 0" with each figure ending at its column.
 std::string scale_text(std::size_t width) {
-    constexpr int kStepDb = 12;
+    const int step = width >= 25 ? 12 : 30;  // dB; a figure takes three characters and a blank
     std::string scale(width + 1, ' ');
-    for (int db = static_cast<int>(kFloorDb) + kStepDb; db <= 0; db += kStepDb) {
+    for (int db = static_cast<int>(kFloorDb) + step; db <= 0; db += step) {
         const std::string figure = std::to_string(db);
         const std::size_t end = column_of(db, width) + 1;
         if (end >= figure.size()) {
@@ -96,6 +96,9 @@ std::vector<std::string> meter_lines(const std::vector<meter_reading>& readings,
         number.insert(0, 2 - std::min<std::size_t>(number.size(), 2), ' ');
         lines.push_back(number + ' ' + bar_text(reading, bar) + "  " + figure_text(reading.level) +
                         ' ' + figure_text(reading.hold) + " dBFS" + (reading.over ? " OVER" : ""));
+    }
+    for (std::string& line : lines) {
+        line.resize(std::min<std::size_t>(line.size(), width));
     }
     return lines;
 }

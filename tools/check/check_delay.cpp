@@ -31,6 +31,7 @@ class delay_entry_check : public entry_check {
 
 void delay_entry_check::check(const cJSON* checked, int checked_index) {
     begin(checked, checked_index);
+    entry.values = cJSON_GetArraySize(member(member_name::kValues));
     entry.well_formed = is_well_formed();
     if (entry.well_formed) {
         entry.serves.channels = count_of(member(member_name::kChannels));
@@ -53,17 +54,16 @@ bool delay_entry_check::is_well_formed() {
     if (reached < 0) {
         return true;
     }
-    report_unusable_member(text, element, index, member_name::kChannels, "a number",
-                           "the card's channel count, such as 6", report);
+    report_unusable_member(text, element, index, kinds::kBadInputChannel, member_name::kChannels,
+                           "a number", "the card's channel count, such as 6", report);
     return false;
 }
 
 bool delay_entry_check::is_requestable() {
     const cJSON* channels = member(member_name::kChannels);
     if (entry.serves.channels == 0) {
-        add(severity::warning, "never_requested", text.place(channels),
-            "no card has " + number_text(std::trunc(channels->valuedouble)) + " channels",
-            "never chooses this entry", "write the card's channel count, 1 or more");
+        add(kinds::kNeverRequested, text.place(channels),
+            {"card", number_text(std::trunc(channels->valuedouble)), "1 or more"});
         return false;
     }
     check_whole_count(text, channels, member_name::kChannels, index, report);
@@ -81,11 +81,7 @@ void delay_entry_check::check_reachable() {
         return;
     }
     if (!explain_behind_malformed(found->second)) {
-        const std::string name = name_of(found->second);
-        add(severity::warning, "duplicate_entry", entry.place,
-            "this entry can never be chosen: " + name + " is for " +
-                counted(entry.serves.channels, "channel") + ", too",
-            "chooses " + name, "remove one of the two");
+        add(kinds::kDuplicateEntry, entry.place, {name_of(found->second)});
     }
 }
 
@@ -96,19 +92,15 @@ void delay_entry_check::check_values() {
     cJSON* params = nullptr;
     const unsigned int channels = entry.serves.channels;
     const int status = stage.search_coefficient(only.get(), channels, &params);
-    entry.values = values == nullptr ? 0 : cJSON_GetArraySize(values);
     const std::string instead = fallback_text(file_kind::delay);
     if (status == 0) {
         check_is_array(text, params, member_name::kValues, index, report);
         check_delays(params);
-    } else if (values == nullptr) {
-        report_missing_values(text, element, index, instead,
-                              "an array of " + counted(channels, "delay"), report);
-    } else {
-        add(severity::error, "delay_count", text.place(values),
-            counted(entry.values, "delay") + " for " + counted(channels, "channel"), instead,
-            std::string("write one delay in whole milliseconds for each channel") +
-                (static_cast<unsigned int>(entry.values) > channels ? "; 2,5 is two numbers" : ""));
+    } else if (!report_no_values(text, element, index, instead,
+                                 "an array of " + counted(channels, "delay"), report)) {
+        add(kinds::kDelayCount, text.place(values),
+            {counted(entry.values, "delay"), counted(channels, "channel"), instead,
+             static_cast<unsigned int>(entry.values) > channels ? "; 2,5 is two numbers" : ""});
     }
 }
 
@@ -120,24 +112,36 @@ void delay_entry_check::check_delays(const cJSON* params) {
     for (const cJSON* value = params->child; value != wrong; value = value->next, ++channel) {
         if (value->valuedouble != std::trunc(value->valuedouble)) {
             const std::string whole = number_text(std::abs(std::trunc(value->valuedouble)));
-            add(severity::warning, "fraction", text.place(value),
-                "the delay of channel " + std::to_string(channel) + " is " +
-                    number_text(value->valuedouble) + " ms, not a whole number",
-                "drops the fraction: " + whole + " ms", "write whole milliseconds");
+            add(kinds::kFraction, text.place(value),
+                {"the delay of channel " + std::to_string(channel),
+                 number_text(value->valuedouble) + " ms", whole + " ms",
+                 value->valuedouble > 0 && value->valuedouble < 1
+                     ? "milliseconds: " + number_text(value->valuedouble * 1000) +
+                           " if this is in seconds"
+                     : "whole milliseconds"});
         }
     }
     if (wrong != nullptr) {
         const bool number = cJSON_IsNumber(wrong);
-        add(severity::error, "delay_value", text.place(wrong),
-            "the delay of channel " + std::to_string(channel) + " is " + value_text(wrong) +
-                (number ? " ms" : ""),
-            fallback_text(file_kind::delay),
-            number ? "write 0 to " + std::to_string(zel_channel_delay::kMaxDelayMs) +
-                         " ms; to bring a channel forward, delay the others"
-                   : "write milliseconds as a number without quotes");
+        add(kinds::kDelayValue, text.place(wrong),
+            {std::to_string(channel), value_text(wrong) + (number ? " ms" : ""),
+             fallback_text(file_kind::delay),
+             number ? "write 0 to " + std::to_string(zel_channel_delay::kMaxDelayMs) +
+                          (wrong->valuedouble < 0
+                               ? " ms; to bring a channel forward, delay the others"
+                               : " ms; if these are frames, divide them by the rate in kHz")
+                    : "write milliseconds as a number without quotes"});
         return;
     }
-    entry.peak = *std::max_element(delays.begin(), delays.end());
+    const auto longest = std::max_element(delays.begin(), delays.end());
+    entry.peak = *longest;
+    constexpr double kUsualMs = 250;
+    if (entry.peak > kUsualMs) {
+        add(kinds::kLongDelay,
+            text.place(cJSON_GetArrayItem(params, static_cast<int>(longest - delays.begin()))),
+            {number_text(entry.peak),
+             number_text(std::round(entry.peak * kSoundMetresPerSecond / 1000))});
+    }
 }
 
 }  // namespace
@@ -149,29 +153,23 @@ void check_delay_entries(const located_json& text, const cJSON* body, file_repor
 }
 
 decision decide_delay(const std::string& path, const located_json& text,
-                      const stream_request& stream, device_log* log) {
+                      const stream_request& stream) {
+    const taken_delays taken = take_delays(path, stream.channels, stream.rate);
     decision decided;
     decided.request = stream;
-    pcm_config config{};
-    config.channels = stream.channels;
-    config.rate = stream.rate;
-    config.format = PCM_FORMAT_S16_LE;
-    log->take();
-    zel_channel_delay stage;
-    decided.status = stage.init(path, &config);
-    decided.log = log->take();
-    if (decided.status != 0) {
+    decided.status = taken.status;
+    decided.log = device_texts(taken.log);
+    if (taken.status != 0) {
         return decided;
     }
-    // The stage keeps frames only; loading once more tells the milliseconds.
-    decided.delays_ms.resize(stream.channels);
-    unsigned int* table = decided.delays_ms.data();
-    decided.used = stage.load_coefficient(path, &table, stream.channels) == 0;
+    decided.delays_ms = taken.ms;
+    decided.used = taken.used;
     const bool any = std::any_of(decided.delays_ms.begin(), decided.delays_ms.end(),
                                  [](unsigned int ms) { return ms > 0; });
     decided.result = any ? outcome::delays : outcome::bypass;
     if (text.root() != nullptr) {
         cJSON* params = nullptr;
+        zel_channel_delay stage;
         stage.search_coefficient(text.root(), stream.channels, &params, &decided.entry);
         decided.place =
             text.place(entry_at(cJSON_GetObjectItem(text.root(), kBody), decided.entry));
@@ -182,9 +180,8 @@ decision decide_delay(const std::string& path, const located_json& text,
 void explain_delay(const located_json& text, const cJSON* body, const decision& decided,
                    file_report* report) {
     if (decided.entry < 0) {
-        report->findings.push_back({severity::error, "no_entry", text.place(body), -1,
-                                    "no entry for " + counted(decided.request.channels, "channel"),
-                                    fallback_text(file_kind::delay),
-                                    "add an entry with one delay for each channel"});
+        report->add(
+            kinds::kNoEntry, text.place(body), -1,
+            {counted(decided.request.channels, "channel"), fallback_text(file_kind::delay), ""});
     }
 }

@@ -1,6 +1,6 @@
 #include "check_entries.h"
 
-#include <strings.h>
+#include <android/log.h>
 
 #include <cmath>
 #include <limits>
@@ -18,17 +18,17 @@ bool repeats(const cJSON* object, const cJSON* member) {
 
 }  // namespace
 
-void explain_missing(const located_json& text, const cJSON* object, const std::string& owner,
-                     const char* name, const std::string& example, finding* found) {
+missing_member explain_missing(const located_json& text, const cJSON* object,
+                               const std::string& owner, const char* name,
+                               const std::string& example) {
     const cJSON* similar = similar_member(object, name);
     if (similar != nullptr) {
-        found->place = text.name_place(similar);
-        found->what = owner + " has no " + quoted(name) + ", but " + quoted(similar->string);
-        found->mend = "rename it to " + quoted(name);
-    } else {
-        found->what = owner + " has no " + quoted(name);
-        found->mend = "add " + quoted(name) + " with " + example;
+        return {text.name_place(similar),
+                owner + " has no " + quoted(name) + ", but " + quoted(similar->string),
+                "rename it to " + quoted(name)};
     }
+    return {text.place(object), owner + " has no " + quoted(name),
+            "add " + quoted(name) + " with " + example};
 }
 
 top_names top_names_of(file_kind kind) {
@@ -40,6 +40,17 @@ top_names top_names_of(file_kind kind) {
 std::string fallback_text(file_kind kind) {
     return kind == file_kind::delay ? "delays no channel (bypass)"
                                     : "mixes by the identity matrix instead";
+}
+
+std::vector<std::string> device_texts(const std::vector<library_message>& log) {
+    constexpr std::size_t kLongestMessage = 160;
+    std::vector<std::string> texts;
+    for (const library_message& message : log) {
+        if (message.priority >= ANDROID_LOG_INFO) {
+            texts.push_back(printable(without_origin(message.text), kLongestMessage));
+        }
+    }
+    return texts;
 }
 
 std::string identity_text(unsigned int inputs, unsigned int outputs) {
@@ -61,59 +72,57 @@ void check_duplicate_members(const located_json& text, const cJSON* object, int 
     const cJSON* member = nullptr;
     cJSON_ArrayForEach(member, object) {
         if (repeats(object, member)) {
-            report->findings.push_back(
-                {severity::warning, "duplicate_member", text.name_place(member), entry,
-                 "a second member " + quoted(member->string),
-                 "takes the first one; letter case does not count", "remove one of them"});
+            report->add(kinds::kDuplicateMember, text.name_place(member), entry,
+                        {quoted(member->string)});
             return;  // one is enough, and searching for more takes quadratic time
         }
     }
 }
 
 void report_unusable_member(const located_json& text, const cJSON* element, int index,
-                            const char* name, const char* wanted_type, const std::string& example,
-                            file_report* report) {
+                            const finding_kind& kind, const char* name, const char* wanted_type,
+                            const std::string& example, file_report* report) {
     const cJSON* member = cJSON_GetObjectItem(element, name);
-    std::string kind = "bad_";
-    for (const char* c = name; *c != '\0'; ++c) {
-        const bool capital = *c >= 'A' && *c <= 'Z';
-        kind += capital && c != name ? "_" : "";
-        kind.push_back(static_cast<char>(capital ? *c - 'A' + 'a' : *c));
-    }
-    finding found{severity::error, kind, text.place(element), index, "", "", ""};
+    const std::string owner = "entry " + std::to_string(index);
+    missing_member wrong;
     if (!cJSON_IsObject(element)) {
-        found.what = "entry " + std::to_string(index) + " is " + value_text(element) +
-                     " instead of an object";
-        found.mend = "remove it, or put an entry in braces here";
+        wrong = {text.place(element),
+                 owner + " is " + value_text(element) + " instead of an object",
+                 "remove it, or put an entry in braces here"};
     } else if (member != nullptr) {
-        found.place = text.place(member);
-        found.what = quoted(name) + " is " + value_text(member) + " instead of " + wanted_type;
-        found.mend = "write " + example;
+        wrong = {text.place(member),
+                 quoted(name) + " is " + value_text(member) + " instead of " + wanted_type,
+                 "write " + example};
     } else {
-        explain_missing(text, element, "entry " + std::to_string(index), name, example, &found);
+        wrong = explain_missing(text, element, owner, name, example);
     }
-    found.device = "gives up the search here and " + fallback_text(report->kind) +
-                   ", for every stream that no earlier entry serves";
-    report->findings.push_back(found);
+    report->add(kind, wrong.place, index, {wrong.what, wrong.mend, fallback_text(report->kind)});
 }
 
-void report_missing_values(const located_json& text, const cJSON* element, int index,
-                           const std::string& device, const std::string& example,
-                           file_report* report) {
-    finding found{
-        severity::error, "parameters_missing", text.place(element), index, "", device, ""};
-    explain_missing(text, element, "entry " + std::to_string(index), member_name::kValues, example,
-                    &found);
-    report->findings.push_back(found);
+bool report_no_values(const located_json& text, const cJSON* element, int index,
+                      const std::string& device, const std::string& example, file_report* report) {
+    const cJSON* values = cJSON_GetObjectItem(element, member_name::kValues);
+    if (values == nullptr) {
+        const missing_member missing = explain_missing(
+            text, element, "entry " + std::to_string(index), member_name::kValues, example);
+        report->add(kinds::kParametersMissing, missing.place, index,
+                    {missing.what, missing.mend, device});
+        return true;
+    }
+    const bool array = values->child != nullptr || cJSON_IsArray(values);
+    if (!array) {
+        report->add(
+            kinds::kParametersNoArray, text.place(values), index,
+            {value_text(values),
+             cJSON_IsNumber(values) ? ": [" + number_text(values->valuedouble) + "]" : "", device});
+    }
+    return !array;
 }
 
 void check_is_array(const located_json& text, const cJSON* value, const char* name, int entry,
                     file_report* report) {
     if (cJSON_IsObject(value)) {
-        report->findings.push_back({severity::warning, "object_for_array", text.place(value), entry,
-                                    quoted(name) + " is an object instead of an array",
-                                    "takes the members' values in their order",
-                                    "write them in square brackets, without names"});
+        report->add(kinds::kObjectForArray, text.place(value), entry, {quoted(name)});
     }
 }
 
@@ -121,10 +130,8 @@ void check_whole_count(const located_json& text, const cJSON* number, const char
                        file_report* report) {
     if (number->valuedouble != std::trunc(number->valuedouble)) {
         const std::string whole = number_text(std::trunc(number->valuedouble));
-        report->findings.push_back(
-            {severity::warning, "fraction", text.place(number), entry,
-             quoted(name) + " is " + number_text(number->valuedouble) + ", not a whole number",
-             "takes it for " + whole, "write " + whole});
+        report->add(kinds::kFraction, text.place(number), entry,
+                    {quoted(name), number_text(number->valuedouble), whole, whole});
     }
 }
 
@@ -168,20 +175,11 @@ void entry_check::begin(const cJSON* checked, int checked_index) {
     check_duplicate_members(text, element, index, report);
 }
 
-void entry_check::add(severity level, const char* kind, text_place place, std::string what,
-                      std::string device, std::string mend) {
-    report->findings.push_back(
-        {level, kind, place, index, std::move(what), std::move(device), std::move(mend)});
-}
-
 bool entry_check::explain_behind_malformed(int first) {
     if (report->entries[static_cast<std::size_t>(first)].well_formed) {
         return false;
     }
-    const std::string name = name_of(first);
-    add(severity::warning, "behind_malformed", entry.place,
-        "this entry can never be chosen: " + name + " before it is malformed",
-        "gives up at " + name, "mend that entry");
+    add(kinds::kBehindMalformed, entry.place, {name_of(first)});
     return true;
 }
 

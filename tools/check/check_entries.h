@@ -4,6 +4,7 @@
 #include <string>
 
 #include "check_report.h"
+#include "stage_coefficients.h"
 
 // What the checks of mixing and delay files have in common.
 
@@ -23,23 +24,31 @@ top_names top_names_of(file_kind kind);
 
 /// What a stage does without a usable entry, such as "mixes by the identity matrix".
 std::string fallback_text(file_kind kind);
+/// The messages without debug messages, function and line, cut to what can be printed.
+std::vector<std::string> device_texts(const std::vector<library_message>& log);
 /// What the identity matrix does to these channels.
 std::string identity_text(unsigned int inputs, unsigned int outputs);
 
 /// Members of the same name: the device takes the first.
 void check_duplicate_members(const located_json& text, const cJSON* object, int entry,
                              file_report* report);
-/// Tells in `found` that `owner` lacks a member, and which one may be misspelt.
-void explain_missing(const located_json& text, const cJSON* object, const std::string& owner,
-                     const char* name, const std::string& example, finding* found);
+/// Where and how an object lacks a member, and what to do.
+struct missing_member {
+    text_place place;
+    std::string what, mend;
+};
+/// That `owner` lacks a member, and which one may be misspelt.
+missing_member explain_missing(const located_json& text, const cJSON* object,
+                               const std::string& owner, const char* name,
+                               const std::string& example);
 /// A member that is missing or of the wrong type fails the whole search.
 void report_unusable_member(const located_json& text, const cJSON* element, int index,
-                            const char* name, const char* wanted_type, const std::string& example,
-                            file_report* report);
-/// An entry without "Parameters", of which `example` would be a good one.
-void report_missing_values(const located_json& text, const cJSON* element, int index,
-                           const std::string& device, const std::string& example,
-                           file_report* report);
+                            const finding_kind& kind, const char* name, const char* wanted_type,
+                            const std::string& example, file_report* report);
+/// "Parameters" that are missing, of which `example` would be good ones, or no array. False when
+/// they are there.
+bool report_no_values(const located_json& text, const cJSON* element, int index,
+                      const std::string& device, const std::string& example, file_report* report);
 /// Members of an object that the device takes for the elements of an array.
 void check_is_array(const located_json& text, const cJSON* value, const char* name, int entry,
                     file_report* report);
@@ -66,8 +75,10 @@ class entry_check {
     /// Turns to an entry.
     void begin(const cJSON* checked, int checked_index);
     /// Tells what is wrong with it.
-    void add(severity level, const char* kind, text_place place, std::string what,
-             std::string device, std::string mend);
+    void add(const finding_kind& kind, text_place place,
+             const std::vector<std::string>& words = {}) {
+        report->add(kind, place, index, words);
+    }
     /// Tells that the entry `first`, which comes before this one, decides the search for its stream
     /// by being malformed. False when it is well-formed.
     bool explain_behind_malformed(int first);

@@ -4,134 +4,122 @@
 #include "check_print.h"
 #include "wording.h"
 #include "zel_channel_delay.h"
-#include "zel_coefficient_file.h"
 
 namespace {
 
-void add_number(cJSON* object, const char* name, double value) {
-    cJSON_AddNumberToObject(object, name, value);
+template <typename list>
+json_value array_of(const list& values) {
+    json_value array = json_value::array();
+    for (const auto& value : values) {
+        array.append(value);
+    }
+    return array;
 }
 
-void add_string(cJSON* object, const char* name, const std::string& value) {
-    cJSON_AddStringToObject(object, name, value.c_str());
-}
-
-void add_place(cJSON* object, const text_place& place) {
+void set_place(json_value* json, const text_place& place) {
     if (place.line > 0) {
-        add_number(object, "line", place.line);
-        add_number(object, "column", place.column);
+        json->set("line", place.line).set("column", place.column);
     }
 }
 
-void add_strings(cJSON* object, const char* name, const std::vector<std::string>& values) {
-    cJSON* array = cJSON_AddArrayToObject(object, name);
-    for (const std::string& value : values) {
-        cJSON_AddItemToArray(array, cJSON_CreateString(value.c_str()));
-    }
-}
-
-void add_stream(cJSON* object, const stream_request& stream, file_kind kind) {
-    add_number(object, "channels", stream.channels);
+void set_stream(json_value* json, const stream_request& stream, file_kind kind) {
+    json->set("channels", stream.channels);
     if (kind == file_kind::mixing) {
-        add_string(object, "layout", printable(stream.layout, stream.layout.size()));
-        add_number(object, "outputs", stream.outputs);
+        json->set("layout", printable(stream.layout, stream.layout.size()))
+            .set("outputs", stream.outputs);
     }
 }
 
-void add_decision(cJSON* object, const decision& decided, file_kind kind) {
-    cJSON* out = cJSON_AddObjectToObject(object, "decision");
-    add_stream(out, decided.request, kind);
+json_value decision_json(const decision& decided, file_kind kind) {
+    const stream_request& stream = decided.request;
+    json_value json = json_value::object();
+    set_stream(&json, stream, kind);
     if (kind == file_kind::delay) {
-        add_number(out, "rate", decided.request.rate);
+        json.set("rate", stream.rate);
     }
-    add_string(out, "outcome", outcome_name(decided.result));
-    add_number(out, "status", decided.status);
-    cJSON_AddBoolToObject(out, "used", decided.used);
+    json.set("outcome", outcome_name(decided.result))
+        .set("status", decided.status)
+        .set("used", decided.used);
     if (decided.entry >= 0) {
-        add_number(out, "entry", decided.entry);
-        add_place(out, decided.place);
+        json.set("entry", decided.entry);
+        set_place(&json, decided.place);
     }
     if (!decided.weights.empty()) {
-        const auto inputs = channel_names(decided.request.layout);
-        add_strings(out, "input_names", inputs);
-        add_strings(out, "output_names", output_names(decided.request.outputs, inputs));
-        cJSON* rows = cJSON_AddArrayToObject(out, "matrix");
-        for (std::size_t o = 0; o < decided.request.outputs; ++o) {
-            cJSON_AddItemToArray(
-                rows, cJSON_CreateFloatArray(&decided.weights[o * decided.request.channels],
-                                             static_cast<int>(decided.request.channels)));
+        const auto inputs = channel_names(stream.layout);
+        json_value rows = json_value::array();
+        for (auto row = decided.weights.begin(); row != decided.weights.end();
+             row += stream.channels) {
+            rows.append(array_of(std::vector<double>(row, row + stream.channels)));
         }
+        json.set("input_names", array_of(inputs))
+            .set("output_names", array_of(output_names(stream.outputs, inputs)))
+            .set("matrix", std::move(rows));
     }
     if (!decided.delays_ms.empty()) {
-        cJSON* ms = cJSON_AddArrayToObject(out, "delays_ms");
-        cJSON* frames = cJSON_AddArrayToObject(out, "delays_frames");
+        json_value frames = json_value::array();
         for (const unsigned int delay : decided.delays_ms) {
-            cJSON_AddItemToArray(ms, cJSON_CreateNumber(delay));
-            cJSON_AddItemToArray(frames, cJSON_CreateNumber(zel_channel_delay::delay_frames(
-                                             delay, decided.request.rate)));
+            frames.append(zel_channel_delay::delay_frames(delay, stream.rate));
         }
+        json.set("delays_ms", array_of(decided.delays_ms)).set("delays_frames", std::move(frames));
     }
-    add_strings(out, "log", decided.log);
+    json.set("log", array_of(decided.log));
+    return json;
 }
 
-void add_entries(cJSON* object, const file_report& report) {
-    cJSON* entries = cJSON_AddArrayToObject(object, "entries");
+json_value entries_json(const file_report& report) {
+    json_value entries = json_value::array();
     int index = 0;
     for (const entry_report& entry : report.entries) {
-        cJSON* out = cJSON_CreateObject();
-        cJSON_AddItemToArray(entries, out);
-        add_number(out, "entry", index++);
-        add_place(out, entry.place);
-        cJSON_AddBoolToObject(out, "well_formed", entry.well_formed);
+        json_value json = json_value::object();
+        json.set("entry", index++);
+        set_place(&json, entry.place);
+        json.set("well_formed", entry.well_formed);
         if (entry.well_formed) {
-            add_stream(out, entry.serves, report.kind);
-            add_number(out, "values", entry.values);
+            set_stream(&json, entry.serves, report.kind);
+            json.set("values", entry.values);
         }
-        cJSON_AddBoolToObject(out, "usable", entry.usable);
-        cJSON_AddBoolToObject(out, "reachable", entry.reachable);
+        json.set("usable", entry.usable).set("reachable", entry.reachable);
         if (entry.usable) {
-            add_number(out, report.kind == file_kind::mixing ? "peak_gain" : "longest_ms",
-                       entry.peak);
+            json.set(report.kind == file_kind::mixing ? "peak_gain" : "longest_ms", entry.peak);
         }
+        entries.append(std::move(json));
     }
+    return entries;
 }
 
-void add_findings(cJSON* object, const file_report& report) {
-    cJSON* findings = cJSON_AddArrayToObject(object, "findings");
+json_value findings_json(const file_report& report) {
+    json_value findings = json_value::array();
     for (const finding& found : report.findings) {
-        cJSON* out = cJSON_CreateObject();
-        cJSON_AddItemToArray(findings, out);
-        add_string(out, "severity", severity_name(found.level));
-        add_string(out, "kind", found.kind);
-        add_place(out, found.place);
+        json_value json = json_value::object();
+        json.set("severity", severity_name(found.level)).set("kind", found.kind);
+        set_place(&json, found.place);
         if (found.entry >= 0) {
-            add_number(out, "entry", found.entry);
+            json.set("entry", found.entry);
         }
-        add_string(out, "problem", found.what);
-        add_string(out, "device", found.device);
-        add_string(out, "mend", found.mend);
+        json.set("problem", found.what).set("device", found.device).set("mend", found.mend);
+        findings.append(std::move(json));
     }
+    return findings;
 }
 
 }  // namespace
 
-std::string reports_json(const std::vector<file_report>& reports) {
-    const zel_json_document document(cJSON_CreateObject(), cJSON_Delete);
-    cJSON* files = cJSON_AddArrayToObject(document.get(), "files");
+json_value reports_json(const std::vector<file_report>& reports) {
+    json_value files = json_value::array();
     for (const file_report& report : reports) {
-        cJSON* out = cJSON_CreateObject();
-        cJSON_AddItemToArray(files, out);
-        add_string(out, "file", report.path);
-        add_string(out, "kind", kind_name(report.kind));
-        cJSON_AddBoolToObject(out, "readable", report.readable);
-        cJSON_AddBoolToObject(out, "complete", report.complete);
-        add_findings(out, report);
-        add_entries(out, report);
+        json_value json = json_value::object();
+        json.set("file", report.path)
+            .set("kind", kind_name(report.kind))
+            .set("readable", report.readable)
+            .set("complete", report.complete)
+            .set("findings", findings_json(report))
+            .set("entries", entries_json(report));
         if (report.decided) {
-            add_decision(out, *report.decided, report.kind);
+            json.set("decision", decision_json(*report.decided, report.kind));
         }
+        files.append(std::move(json));
     }
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_Print(document.get()),
-                                                            cJSON_free);
-    return text == nullptr ? "" : std::string(text.get()) + "\n";
+    json_value all = json_value::object();
+    all.set("files", std::move(files));
+    return all;
 }

@@ -33,8 +33,26 @@ bool all_whole(const cJSON* values) {
     return true;
 }
 
+/// A hint when the numbers are probably gains of another unit than 1 for unity; or empty.
+std::string unit_advice(const std::vector<float>& weights) {
+    const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
+    if (*least >= 0 && *most >= 20) {
+        return "these look like percent: write 0.7 for 70";
+    }
+    if (*most <= 0 && *least <= -1) {
+        return "these look like decibels: write 0.7079 for -3, 1 for 0";
+    }
+    return "";
+}
+
+constexpr const char* kFlatRows =
+    "write the rows one after the other, without brackets of their own";
+
 std::string weight_count_advice(const cJSON* values, const stream_request& serves) {
     const auto have = static_cast<std::uint64_t>(cJSON_GetArraySize(values));
+    if (cJSON_IsArray(values->child)) {
+        return kFlatRows;
+    }
     const std::string row = "one row of " + std::to_string(serves.channels) + " for each output";
     if (have > std::uint64_t{serves.channels} * serves.outputs && all_whole(values)) {
         return "write " + row + ", with decimal points: 0,5 is two numbers";
@@ -68,6 +86,7 @@ class mixing_entry_check : public entry_check {
 
 void mixing_entry_check::check(const cJSON* checked, int checked_index) {
     begin(checked, checked_index);
+    entry.values = cJSON_GetArraySize(member(member_name::kValues));
     entry.well_formed = is_well_formed();
     if (entry.well_formed) {
         entry.serves.channels = count_of(member(member_name::kChannels));
@@ -93,13 +112,16 @@ bool mixing_entry_check::is_well_formed() {
         return true;
     }
     if (!cJSON_IsNumber(channels)) {
-        report_unusable_member(text, element, index, member_name::kChannels, "a number",
+        report_unusable_member(text, element, index, kinds::kBadInputChannel,
+                               member_name::kChannels, "a number",
                                "the card's channel count, such as 6", report);
     } else if (!cJSON_IsString(member(member_name::kLayout))) {
-        report_unusable_member(text, element, index, member_name::kLayout, "a string",
+        report_unusable_member(text, element, index, kinds::kBadInputChannelLayout,
+                               member_name::kLayout, "a string",
                                "the card's layout in quotes, such as \"5.1\"", report);
     } else {
-        report_unusable_member(text, element, index, member_name::kOutputs, "a number",
+        report_unusable_member(text, element, index, kinds::kBadOutputChannel,
+                               member_name::kOutputs, "a number",
                                "the client's channel count, such as 2", report);
     }
     return false;
@@ -111,12 +133,9 @@ bool mixing_entry_check::is_requestable() {
     const bool card = entry.serves.channels == 0;
     if (card || entry.serves.outputs == 0 || entry.serves.outputs > kMostOutputs) {
         const cJSON* wrong = card ? channels : outputs;
-        add(severity::warning, "never_requested", text.place(wrong),
-            std::string("no ") + (card ? "card" : "client") + " has " +
-                number_text(std::trunc(wrong->valuedouble)) + " channels",
-            "never chooses this entry",
-            card ? "write the card's channel count, 1 or more"
-                 : "write the client's channel count, 1 to " + std::to_string(kMostOutputs));
+        add(kinds::kNeverRequested, text.place(wrong),
+            {card ? "card" : "client", number_text(std::trunc(wrong->valuedouble)),
+             card ? "1 or more" : "1 to " + std::to_string(kMostOutputs)});
         return false;
     }
     check_whole_count(text, channels, member_name::kChannels, index, report);
@@ -147,11 +166,13 @@ void mixing_entry_check::check_reachable() {
     const auto begins_layout = [this](const std::string& name) {
         return entry.serves.layout.starts_with(name);
     };
-    if (std::none_of(card_layouts().begin(), card_layouts().end(), begins_layout)) {
-        add(severity::note, "unknown_layout", text.place(member(member_name::kLayout)),
-            "layout " + quoted(entry.serves.layout) + " is none of the usual ones",
-            "chooses this entry only if the card's \"PCM Channel Layout\" is called so",
-            "compare it with the card's items: zel-fc controls list");
+    const std::size_t digits = entry.serves.layout.find_first_not_of("0123456789.");
+    const text_place place = text.place(member(member_name::kLayout));
+    if (digits != std::string::npos && digits > 0) {
+        add(kinds::kWordyLayout, place,
+            {quoted(entry.serves.layout), quoted(entry.serves.layout.substr(0, digits))});
+    } else if (std::none_of(card_layouts().begin(), card_layouts().end(), begins_layout)) {
+        add(kinds::kUnknownLayout, place, {quoted(entry.serves.layout)});
     }
 }
 
@@ -162,15 +183,10 @@ void mixing_entry_check::explain_unreachable(int first) {
     const entry_report& other = report->entries[static_cast<std::size_t>(first)];
     const std::string name = name_of(first);
     if (other.serves.layout == entry.serves.layout) {
-        add(severity::warning, "duplicate_entry", entry.place,
-            "this entry can never be chosen: " + name + " serves the same stream",
-            "chooses " + name, "remove one of the two");
+        add(kinds::kDuplicateEntry, entry.place, {name});
     } else {
-        add(severity::warning, "hidden_by_prefix", entry.place,
-            "this entry can never be chosen: layout " + quoted(other.serves.layout) + " of " +
-                name + " begins with " + quoted(entry.serves.layout),
-            "compares no more characters than the card's layout name has, and chooses " + name,
-            "move this entry before " + name);
+        add(kinds::kHiddenByPrefix, entry.place,
+            {quoted(other.serves.layout), name, quoted(entry.serves.layout)});
     }
 }
 
@@ -182,7 +198,6 @@ void mixing_entry_check::check_values() {
     cJSON* params = nullptr;
     const int status = stage.search_coefficient(only.get(), serves.channels, serves.layout,
                                                 serves.outputs, &params);
-    entry.values = values == nullptr ? 0 : cJSON_GetArraySize(values);
     const std::uint64_t wanted = std::uint64_t{serves.channels} * serves.outputs;
     const std::string instead = identity_text(serves.channels, serves.outputs);
     const unsigned int layout_channels = zel_channel_mixing::channel_count(serves.layout);
@@ -190,21 +205,16 @@ void mixing_entry_check::check_values() {
         check_is_array(text, params, member_name::kValues, index, report);
         check_weights(params);
     } else if (layout_channels > serves.channels) {
-        add(severity::error, "layout_too_large", text.place(member(member_name::kLayout)),
-            "layout " + quoted(serves.layout) + " stands for " +
-                counted(layout_channels, "channel") + ", but \"InputChannel\" is " +
-                std::to_string(serves.channels),
-            instead,
-            "make \"InputChannel\" " + std::to_string(layout_channels) + ", or correct the layout");
-    } else if (values == nullptr) {
-        report_missing_values(text, element, index, instead,
-                              "an array of " + counted(static_cast<std::int64_t>(wanted), "weight"),
-                              report);
-    } else {
-        add(severity::error, "weight_count", text.place(values),
-            counted(entry.values, "weight") + " where " + counted(serves.channels, "input") +
-                " x " + counted(serves.outputs, "output") + " take " + std::to_string(wanted),
-            instead, weight_count_advice(values, serves));
+        add(kinds::kLayoutTooLarge, text.place(member(member_name::kLayout)),
+            {quoted(serves.layout), counted(layout_channels, "channel"),
+             std::to_string(serves.channels), std::to_string(layout_channels), instead});
+    } else if (!report_no_values(
+                   text, element, index, instead,
+                   "an array of " + counted(static_cast<std::int64_t>(wanted), "weight"), report)) {
+        add(kinds::kWeightCount, text.place(values),
+            {counted(entry.values, "weight"), counted(serves.channels, "input"),
+             counted(serves.outputs, "output"), std::to_string(wanted), instead,
+             weight_count_advice(values, serves)});
     }
 }
 
@@ -222,13 +232,13 @@ void mixing_entry_check::check_weights(const cJSON* params) {
         ++k;
     }
     const auto names = channel_names(serves.layout);
-    add(severity::error, "weight_value", text.place(wrong),
-        "the weight of " + channel_text("input ", k % serves.channels, names) + " in " +
-            channel_text("output ", k / serves.channels, output_names(serves.outputs, names)) +
-            " is " + value_text(wrong),
-        identity_text(serves.channels, serves.outputs),
-        cJSON_IsNumber(wrong) ? "write a gain that a 32-bit float can hold; 1 is unity"
-                              : "write a number without quotes; 1 is unity gain, 0 is off");
+    add(kinds::kWeightValue, text.place(wrong),
+        {channel_text("input ", k % serves.channels, names),
+         channel_text("output ", k / serves.channels, output_names(serves.outputs, names)),
+         value_text(wrong), identity_text(serves.channels, serves.outputs),
+         cJSON_IsArray(wrong)    ? kFlatRows
+         : cJSON_IsNumber(wrong) ? "write a gain that a 32-bit float can hold; 1 is unity"
+                                 : "write a number without quotes; 1 is unity gain, 0 is off"});
 }
 
 void mixing_entry_check::check_levels(const cJSON* params, const std::vector<float>& weights) {
@@ -242,9 +252,8 @@ void mixing_entry_check::check_levels(const cJSON* params, const std::vector<flo
         const float* row = weights.data() + output * serves.channels;
         const double gain = row_gain(row, serves.channels);
         if (gain == 0) {
-            add(severity::note, "silent_output", text.place(begin_of_row),
-                channel_text("output ", output, names) + " takes nothing from any input",
-                "leaves this output silent", "nothing, if that is wanted");
+            add(kinds::kSilentOutput, text.place(begin_of_row),
+                {channel_text("output ", output, names)});
         }
         wraps = wraps || row_can_wrap(row, serves.channels);
         if (output == 0 || gain > entry.peak) {
@@ -257,15 +266,15 @@ void mixing_entry_check::check_levels(const cJSON* params, const std::vector<flo
         }
     }
     if (wraps) {
+        const std::string unit = unit_advice(weights);
         const double factor = std::floor(10000 / entry.peak) / 10000;
-        add(severity::warning, "overflow", place,
-            "the weights of " + channel_text("output ", loudest, names) + " add up to " +
-                number_text(std::round(entry.peak * 1000) / 1000) + " (+" + decibels(entry.peak) +
-                ")",
-            "lets loud 16-bit samples wrap round, a crackle at full scale, and clips 32-bit ones",
-            factor > 0 ? "multiply the whole matrix by " + number_text(factor) +
-                             ", which keeps the balance"
-                       : "make the weights smaller; 1 is unity gain");
+        add(kinds::kOverflow, place,
+            {channel_text("output ", loudest, names),
+             number_text(std::round(entry.peak * 1000) / 1000), decibels(entry.peak),
+             !unit.empty() ? unit
+             : factor > 0  ? "multiply the whole matrix by " + number_text(factor) +
+                                ", which keeps the balance"
+                          : "make the weights smaller; 1 is unity gain"});
     }
 }
 

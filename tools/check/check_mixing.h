@@ -1,7 +1,6 @@
 #pragma once
 
 #include "check_report.h"
-#include "device_log.h"
 
 // The part of `zel-fc check` that knows mixing files.
 
@@ -9,7 +8,7 @@
 void check_mixing_entries(const located_json& text, const cJSON* body, file_report* report);
 /// What the device mixes by for one stream.
 decision decide_mixing(const std::string& path, const located_json& text,
-                       const stream_request& stream, device_log* log);
+                       const stream_request& stream);
 /// Adds what only this stream meets: no entry for it, or another layout's entry. After the entries.
 void explain_mixing(const located_json& text, const cJSON* body, const decision& decided,
                     file_report* report);

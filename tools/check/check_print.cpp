@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "channel_layout.h"
+#include "check_delay.h"
 #include "check_entries.h"
 #include "check_mixing.h"
 #include "mixing_weights.h"
@@ -14,8 +15,7 @@
 
 namespace {
 
-constexpr double kSoundMetresPerSecond = 343;  // in air of 20 degrees Celsius
-constexpr std::size_t kTitleWidth = 10;        // of a matrix row
+constexpr std::size_t kTitleWidth = 10;  // of a matrix row
 constexpr std::size_t kCellWidth = 16;
 
 __attribute__((format(printf, 2, 3))) void put(std::string* out, const char* format, ...) {

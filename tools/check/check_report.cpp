@@ -1,5 +1,27 @@
 #include "check_report.h"
 
+namespace {
+
+std::string filled(const char* pattern, const std::vector<std::string>& words) {
+    std::string text;
+    for (const char* c = pattern; *c != '\0'; ++c) {
+        if (*c == '%') {
+            text += words.at(static_cast<std::size_t>(*++c - '1'));
+        } else {
+            text += *c;
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+void file_report::add(const finding_kind& found, text_place place, int entry,
+                      const std::vector<std::string>& words) {
+    findings.push_back({found.level, found.name, place, entry, filled(found.what, words),
+                        filled(found.device, words), filled(found.mend, words)});
+}
+
 const char* severity_name(severity level) {
     switch (level) {
         case severity::error:

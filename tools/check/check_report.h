@@ -4,15 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "finding_kinds.h"
 #include "located_json.h"
 
 // What `zel-fc check` finds out about a coefficient file, before it is printed.
-
-enum class severity {
-    error,    ///< the device does not do what the file says
-    warning,  ///< it does, but part of the file has no effect or the audio can be damaged
-    note
-};
 
 enum class file_kind { unknown, mixing, delay };
 
@@ -75,6 +70,10 @@ struct file_report {
     std::optional<decision> decided;
     std::vector<entry_report> entries;
     bool complete = true;  ///< false: so many findings that the walk was given up
+
+    /// Adds a finding with `words` for what differs.
+    void add(const finding_kind& found, text_place place, int entry,
+             const std::vector<std::string>& words = {});
 };
 
 const char* severity_name(severity level);

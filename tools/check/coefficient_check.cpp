@@ -7,7 +7,8 @@
 #include "check_delay.h"
 #include "check_entries.h"
 #include "check_mixing.h"
-#include "device_log.h"
+#include "library_log.h"
+#include "syntax_advice.h"
 #include "wording.h"
 
 namespace {
@@ -58,11 +59,7 @@ class file_check {
         if (!report.readable) {
             check_reading();
         } else if (report.kind == file_kind::unknown) {
-            add(severity::error, "unknown_kind", {},
-                "neither a mixing nor a delay file, by its members and by its name",
-                "as the mixing file: " + fallback() +
-                    "; as the delay file: " + fallback_text(file_kind::delay),
-                "name the kind with --as mixing or --as delay");
+            add(kinds::kUnknownKind, {}, {fallback(), fallback_text(file_kind::delay)});
         } else if (text.root() == nullptr) {
             check_syntax();
         } else {
@@ -80,12 +77,16 @@ class file_check {
     }
 
   private:
-    void add(severity level, const char* kind, text_place place, std::string what,
-             std::string device, std::string mend) {
-        report.findings.push_back(
-            {level, kind, place, -1, std::move(what), std::move(device), std::move(mend)});
+    void add(const finding_kind& kind, text_place place,
+             const std::vector<std::string>& words = {}) {
+        report.add(kind, place, -1, words);
     }
     std::string fallback() const { return fallback_text(report.kind); }
+    void add_missing(const finding_kind& kind, const char* name, const char* example) {
+        const missing_member missing =
+            explain_missing(text, text.root(), "the file", name, example);
+        add(kind, missing.place, {missing.what, missing.mend, fallback()});
+    }
 
     void check_reading();
     void check_syntax();
@@ -95,7 +96,7 @@ class file_check {
     void decide();
 
     const check_request& request;
-    device_log log;  // holds back what the entries' checks make the device say
+    thread_library_log log;  // holds back what the entries' checks make the device say
     located_json text;
     file_report report;
 };
@@ -109,31 +110,21 @@ void file_check::check_reading() {
                                    ? fallback()
                                    : "as the mixing file: " + mixing +
                                          "; as the delay file: " + fallback_text(file_kind::delay);
-    if (too_large) {
-        add(severity::error, "too_large", {},
-            "larger than " + std::to_string(kZelMaxTextFileBytes) + " bytes", device,
-            "remove entries that no stream needs");
-    } else {
-        add(severity::error, "not_readable", {}, "cannot be read as a file", device,
-            "check path, permissions and that it is a regular file");
-    }
+    add(too_large ? kinds::kTooLarge : kinds::kNotReadable, {},
+        {device, std::to_string(kZelMaxTextFileBytes)});
 }
 
 void file_check::check_syntax() {
-    const syntax_advice advice = explain_syntax(text.text(), text.error_offset());
-    add(severity::error, "syntax", text.place_at(advice.offset), advice.what, fallback(),
-        advice.mend);
+    const syntax_advice advice = explain_syntax(text);
+    add(kinds::kSyntax, text.place_at(advice.offset), {advice.what, advice.mend, fallback()});
 }
 
 void file_check::check_document() {
     if (text.rest_offset() < text.text().size()) {
-        add(severity::warning, "trailing_text", text.place_at(text.rest_offset()),
-            "text behind the end of the document", "ignores it", "remove it");
+        add(kinds::kTrailingText, text.place_at(text.rest_offset()));
     }
     if (!cJSON_IsObject(text.root())) {
-        add(severity::error, "not_an_object", text.place(text.root()),
-            "the file holds " + value_text(text.root()) + " instead of an object", fallback(),
-            "write one object in braces, with nothing around it");
+        add(kinds::kNotAnObject, text.place(text.root()), {value_text(text.root()), fallback()});
         return;
     }
     check_duplicate_members(text, text.root(), -1, &report);
@@ -145,14 +136,9 @@ void file_check::check_enable() {
     const char* name = top_names_of(report.kind).enable;
     const cJSON* enable = cJSON_GetObjectItem(text.root(), name);
     if (enable == nullptr) {
-        finding found{
-            severity::error, "enable_missing", text.place(text.root()), -1, "", fallback(), ""};
-        explain_missing(text, text.root(), "the file", name, "the value true", &found);
-        report.findings.push_back(found);
+        add_missing(kinds::kEnableMissing, name, "the value true");
     } else if (!cJSON_IsTrue(enable)) {
-        add(severity::error, "disabled", text.place(enable),
-            quoted(name) + " is " + value_text(enable), "ignores the whole file and " + fallback(),
-            "write true, without quotes, to use the file");
+        add(kinds::kDisabled, text.place(enable), {quoted(name), value_text(enable), fallback()});
     }
 }
 
@@ -160,18 +146,18 @@ void file_check::check_body() {
     const char* name = top_names_of(report.kind).body;
     const cJSON* body = cJSON_GetObjectItem(text.root(), name);
     if (body == nullptr) {
-        finding found{
-            severity::error, "body_missing", text.place(text.root()), -1, "", fallback(), ""};
-        explain_missing(text, text.root(), "the file", name, "an array of entries", &found);
-        report.findings.push_back(found);
+        add_missing(kinds::kBodyMissing, name, "an array of entries");
         return;
     }
     if (cJSON_GetArraySize(body) == 0) {
-        add(severity::error, "body_empty", text.place(body),
-            quoted(name) + (cJSON_IsArray(body)
-                                ? " has no entries"
-                                : " is " + value_text(body) + " instead of an array of entries"),
-            fallback(), "add an entry for each stream");
+        const std::string state =
+            cJSON_IsArray(body) ? "has no entries"
+                                : "is " + value_text(body) + " instead of an array of entries";
+        add(kinds::kBodyEmpty, text.place(body), {quoted(name), state, fallback()});
+        return;
+    }
+    if (cJSON_GetObjectItem(body, member_name::kChannels) != nullptr) {
+        add(kinds::kEntryAlone, text.place(body), {quoted(name), fallback()});
         return;
     }
     check_is_array(text, body, name, -1, &report);
@@ -184,8 +170,7 @@ void file_check::check_body() {
 
 void file_check::decide() {
     const bool mixing = report.kind == file_kind::mixing;
-    report.decided =
-        (mixing ? decide_mixing : decide_delay)(report.path, text, *request.stream, &log);
+    report.decided = (mixing ? decide_mixing : decide_delay)(report.path, text, *request.stream);
     const cJSON* body = cJSON_GetObjectItem(text.root(), top_names_of(report.kind).body);
     if (!report.entries.empty()) {
         (mixing ? explain_mixing : explain_delay)(text, body, *report.decided, &report);

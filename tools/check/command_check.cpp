@@ -1,26 +1,21 @@
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "channel_layout.h"
 #include "check_print.h"
 #include "coefficient_check.h"
 #include "commands.h"
 #include "exit_code.h"
-#include "zel_channel_mixing.h"
+#include "progress_bar.h"
+#include "simulated_card.h"
 
 namespace {
 
 struct check_options {
     std::vector<std::string> files;
-    unsigned int channels = 0;
-    std::string layout;
+    card_setup card;
     unsigned int outputs = 2;
-    unsigned int rate = 48000;
     std::string kind;
     bool all = false;
     bool json = false;
@@ -32,29 +27,25 @@ check_request request_of(const check_options& options) {
     request.kind = options.kind == "mixing"  ? file_kind::mixing
                    : options.kind == "delay" ? file_kind::delay
                                              : file_kind::unknown;
-    if (options.channels == 0 && options.layout.empty()) {
+    if (options.card.channels == 0 && options.card.layout.empty()) {
         return request;  // without a stream, every entry is looked at
     }
-    stream_request stream{options.channels, options.layout, options.outputs, options.rate};
-    if (stream.channels == 0) {
-        stream.channels = zel_channel_mixing::channel_count(stream.layout);
-    }
-    if (stream.layout.empty()) {
-        stream.layout = card_layout_of(stream.channels);
-    }
+    const card_setup card = complete(options.card);
+    const stream_request stream{static_cast<unsigned int>(card.channels), card.layout,
+                                options.outputs, static_cast<unsigned int>(card.rate)};
     if (stream.channels == 0 || stream.channels > 64) {
         throw CLI::ValidationError(
-            "--layout", "\"" + stream.layout + "\" has no channel count; add --channels");
+            "--card-layout", "\"" + stream.layout + "\" has no channel count; add --card-channels");
     }
     request.stream = stream;
     request.all = options.all;
     return request;
 }
 
-std::size_t terminal_width() {
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= 40;
-    return known ? size.ws_col : 80;
+std::size_t report_width() {
+    constexpr unsigned int kUsual = 80;
+    const unsigned int columns = terminal_columns();
+    return columns >= 40 ? columns : kUsual;
 }
 
 bool has_problem(const file_report& report) {
@@ -78,10 +69,10 @@ exit_code run_check(const check_options& options, const check_request& request) 
         }
     }
     if (options.json) {
-        std::fputs(reports_json(reports).c_str(), stdout);
+        reports_json(reports).print();
         return code;
     }
-    const std::size_t width = terminal_width();
+    const std::size_t width = report_width();
     for (const file_report& report : reports) {
         std::fputs(&report == &reports.front() ? "" : "\n", stdout);
         std::fputs(report_text(report, request.all, width).c_str(), stdout);
@@ -96,23 +87,27 @@ void add_check_command(CLI::App* app, tool_action* action) {
     CLI::App* check = app->add_subcommand(
         "check", "Tell what the device makes of mixing and delay coefficient files");
     check->footer(
-        "Without --channels and --layout every entry is checked; with them, the entry that the\n"
+        "Without --card-channels and --card-layout every entry is checked; with them, the entry "
+        "that the\n"
         "device chooses for that stream is shown, and what stands in its way.\n"
         "Exit codes: 0 no problems, 1 usage, 3 a file cannot be read, 5 errors or warnings.");
     check->add_option("file", options->files, "Coefficient files, in JSON")->required();
     check
-        ->add_option("-c,--channels", options->channels,
-                     "The card's channels (default: those of the layout)")
+        ->add_option("--card-channels", options->card.channels,
+                     "The card's channels (default: by the layout)")
         ->check(CLI::Range(1, 64));
-    check->add_option("-l,--layout", options->layout,
-                      "The card's channel layout (default: the usual one of so many channels)");
-    CLI::Option* outputs =
-        check->add_option("-o,--outputs", options->outputs, "The client's channels, for mixing")
-            ->check(CLI::Range(1, 8))
-            ->capture_default_str();
-    check->add_option("-r,--rate", options->rate, "The card's rate in Hz, for delays in frames")
+    check->add_option("--card-layout", options->card.layout,
+                      "The card's channel layout (default: by the channels)");
+    options->card.rate = 48000;
+    check
+        ->add_option("--card-rate", options->card.rate,
+                     "The card's rate in Hz, for delays in frames")
         ->check(CLI::Range(8000, 192000))
         ->capture_default_str();
+    CLI::Option* outputs =
+        check->add_option("-c,--channels", options->outputs, "The client's channels, for mixing")
+            ->check(CLI::Range(1, 8))
+            ->capture_default_str();
     check->add_flag("-a,--all", options->all, "Check every entry besides");
     check
         ->add_option("--as", options->kind,
@@ -120,8 +115,8 @@ void add_check_command(CLI::App* app, tool_action* action) {
         ->check(CLI::IsMember({"mixing", "delay"}));
     check->add_flag("--json", options->json, "Print JSON for machines");
     check->callback([options, outputs, action] {
-        if (outputs->count() > 0 && options->channels == 0 && options->layout.empty()) {
-            throw CLI::ValidationError("--outputs", "needs --channels or --layout");
+        if (outputs->count() > 0 && options->card.channels == 0 && options->card.layout.empty()) {
+            throw CLI::ValidationError("--channels", "needs --card-channels or --card-layout");
         }
         *action = [options, request = request_of(*options)] {
             return run_check(*options, request);

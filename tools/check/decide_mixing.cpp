@@ -9,14 +9,6 @@
 
 namespace {
 
-pcm_config stream_config(unsigned int channels) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = 48000;
-    config.format = PCM_FORMAT_S16_LE;
-    return config;
-}
-
 /// The layouts that the file has for these channel counts, in quotes.
 std::string layouts_for(const stream_request& stream, const file_report& report) {
     std::string all;
@@ -37,24 +29,21 @@ std::string mixing_stream_text(const stream_request& stream) {
 }
 
 decision decide_mixing(const std::string& path, const located_json& text,
-                       const stream_request& stream, device_log* log) {
+                       const stream_request& stream) {
+    const taken_weights taken = take_weights(path, stream.layout, stream.channels, stream.outputs);
     decision decided;
     decided.request = stream;
-    const pcm_config in = stream_config(stream.channels);
-    const pcm_config out = stream_config(stream.outputs);
-    log->take();
-    zel_channel_mixing stage;
-    decided.status = stage.init(path, stream.layout, &in, &out);
-    decided.log = log->take();
-    if (decided.status != 0) {
+    decided.status = taken.status;
+    decided.log = device_texts(taken.log);
+    if (taken.status != 0) {
         return decided;
     }
-    const auto matrix = stage.matrix();
-    decided.weights.assign(matrix.begin(), matrix.end());
-    // The first load's status stays inside; loading once more tells it.
-    decided.used = stage.channel_change(stream.layout) == 0;
-    const bool silent = std::all_of(matrix.begin(), matrix.end(), [](float w) { return w == 0; });
-    decided.result = decided.used ? outcome::entry : silent ? outcome::silence : outcome::identity;
+    decided.weights = taken.weights;
+    decided.used = taken.used;
+    decided.result = taken.used       ? outcome::entry
+                     : taken.silent() ? outcome::silence
+                                      : outcome::identity;
+    zel_channel_mixing stage;
     if (text.root() != nullptr) {
         cJSON* params = nullptr;
         stage.search_coefficient(text.root(), stream.channels, stream.layout, stream.outputs,
@@ -70,25 +59,21 @@ void explain_mixing(const located_json& text, const cJSON* body, const decision&
     const stream_request& stream = decided.request;
     if (decided.entry < 0) {
         const std::string others = layouts_for(stream, *report);
-        report->findings.push_back(
-            {severity::error, "no_entry", text.place(body), -1,
-             "no entry for " + mixing_stream_text(stream),
-             identity_text(stream.channels, stream.outputs),
-             others.empty()
-                 ? "add an entry for this stream"
-                 : "add an entry for this stream; for these channel counts there is " + others});
+        report->add(kinds::kNoEntry, text.place(body), -1,
+                    {mixing_stream_text(stream), identity_text(stream.channels, stream.outputs),
+                     others.empty() ? "" : "; for these channel counts there is " + others});
         return;
     }
     const auto index = static_cast<std::size_t>(decided.entry);
     if (decided.result == outcome::entry && index < report->entries.size() &&
         report->entries[index].serves.layout != stream.layout) {
         const cJSON* element = entry_at(body, decided.entry);
-        report->findings.push_back(
-            {severity::warning, "prefix_match",
-             text.place(cJSON_GetObjectItem(element, member_name::kLayout)), decided.entry,
-             "layout " + quoted(report->entries[index].serves.layout) +
-                 " is chosen because it begins with " + quoted(stream.layout),
-             "compares no more characters than the card's layout name has; the first match counts",
-             "put an entry for " + quoted(stream.layout) + " before this one"});
+        const std::string& layout = report->entries[index].serves.layout;
+        report->add(kinds::kPrefixMatch,
+                    text.place(cJSON_GetObjectItem(element, member_name::kLayout)), decided.entry,
+                    {quoted(layout), quoted(stream.layout),
+                     layout[stream.layout.size()] == '.'
+                         ? "put an entry for " + quoted(stream.layout) + " before this one"
+                         : "write " + quoted(stream.layout) + " if that is meant"});
     }
 }

@@ -1,6 +1,7 @@
 #include "located_json.h"
 
 #include <algorithm>
+#include <filesystem>
 
 namespace {
 
@@ -22,6 +23,9 @@ located_json::located_json(const std::string& path) : file(zel_read_text_file(pa
         return;
     }
     content = file.text.get();
+    std::error_code ignored;
+    const auto size = std::filesystem::file_size(path, ignored);
+    zero = !ignored && size > content.size();
     first = content.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
     const char* place = nullptr;
     document = zel_parse_json(content.data(), &place);

@@ -27,6 +27,8 @@ class located_json {
     bool short_read() const { return file.short_read; }
     /// What the parser gets: the file up to its first zero byte.
     std::string_view text() const { return content; }
+    /// Whether the file goes on behind it.
+    bool ends_at_zero() const { return zero; }
     /// Null when the text cannot be parsed.
     const cJSON* root() const { return document.get(); }
     /// Where the parser gave up, as an offset into the text.
@@ -55,6 +57,7 @@ class located_json {
 
     zel_text_file file;
     std::string_view content;
+    bool zero = false;
     std::size_t first = 0;  ///< behind a byte order mark
     zel_json_document document{nullptr, cJSON_Delete};
     std::size_t error = 0;

@@ -22,9 +22,3 @@ std::string counted(std::int64_t count, const std::string& noun);
 /// The name of a member of `object` that may be meant by `name`, a slip of one or two letters;
 /// null when there is none.
 const cJSON* similar_member(const cJSON* object, const char* name);
-/// Why parsing stopped at `offset`, and what to do about it.
-struct syntax_advice {
-    std::string what, mend;
-    std::size_t offset;  ///< where to look
-};
-syntax_advice explain_syntax(std::string_view text, std::size_t offset);

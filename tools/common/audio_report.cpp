@@ -4,46 +4,20 @@
 
 namespace {
 
-const char* name_of(chain_report::mixing mix) {
-    switch (mix) {
-        case chain_report::mixing::file:
-            return "file";
-        case chain_report::mixing::identity:
-            return "identity";
-        case chain_report::mixing::silence:
-            return "silence";
-        default:
-            return "unknown";
-    }
-}
-
-const char* name_of(chain_report::delay delays) {
-    switch (delays) {
-        case chain_report::delay::file:
-            return "file";
-        case chain_report::delay::bypass:
-            return "bypass";
-        default:
-            return "unknown";
-    }
-}
-
-json_value file_json(const char* use, const std::string& path, const std::string& reason) {
+json_value file_json(const char* use, const std::string& path, const taken_coefficients& taken) {
     json_value file = json_value::object();
     file.set("in_use", use).set("file", path);
-    if (!reason.empty()) {
-        file.set("reason", reason);
+    if (!taken.used) {
+        file.set("reason", taken.reason());
     }
     return file;
 }
 
-void warn(const std::string& text) {
-    if (!text.empty()) {
-        std::fprintf(stderr, "zel-fc: warning: %s\n", text.c_str());
-    }
-}
-
 }  // namespace
+
+void warn(const std::string& text) {
+    std::fprintf(stderr, "zel-fc: warning: %s\n", text.c_str());
+}
 
 void print_levels(const level_meter& level) {
     std::printf("channel     level      peak\n");
@@ -65,19 +39,23 @@ json_value levels_json(const level_meter& level) {
 }
 
 void print_chain(const chain_report& chain) {
-    std::printf("card: %u channels, %u-bit words, %u Hz\nchain: %s\n", chain.card_channels,
-                chain.card_bits, chain.card_rate, chain.stages().c_str());
+    std::printf("card: %u channels, %u-bit words, %u Hz, layout %s\nchain: %s\n",
+                chain.card.channels, chain.card.word_bits, chain.card.rate,
+                chain.card.layout.c_str(), chain.stages().c_str());
+    std::printf("mixing: %s of %s\ndelay: %s of %s\n", chain.mixing_use(),
+                chain.card.mixing_path.c_str(), chain.delay_use(), chain.card.delay_path.c_str());
 }
 
 json_value chain_json(const chain_report& chain) {
     json_value json = json_value::object();
-    if (!chain.built) {
+    if (!chain.card.known) {
         return json;
     }
     json_value card = json_value::object();
-    card.set("channels", chain.card_channels)
-        .set("word_bits", chain.card_bits)
-        .set("rate", chain.card_rate);
+    card.set("channels", chain.card.channels)
+        .set("layout", chain.card.layout)
+        .set("word_bits", chain.card.word_bits)
+        .set("rate", chain.card.rate);
     json_value stages = json_value::object();
     stages.set("truncation", chain.truncates)
         .set("delay", true)
@@ -86,16 +64,14 @@ json_value chain_json(const chain_report& chain) {
         .set("padding", chain.pads);
     json.set("card", std::move(card))
         .set("stages", std::move(stages))
-        .set("mixing",
-             file_json(name_of(chain.mix), chain.mixing_path,
-                       chain.mix == chain_report::mixing::file ? "" : chain.mixing_reason))
-        .set("silent_blocks", chain.silent_blocks)
-        .set("delay", file_json(name_of(chain.delays), chain.delay_path, chain.delay_reason));
+        .set("mixing", file_json(chain.mixing_use(), chain.card.mixing_path, chain.mixing))
+        .set("delay", file_json(chain.delay_use(), chain.card.delay_path, chain.delay))
+        .set("audio_share", chain.audio_share);
     return json;
 }
 
-void warn_of_fallbacks(const chain_report& chain) {
-    warn(chain.mixing_warning());
-    warn(chain.delay_warning());
-    warn(chain.silence_warning());
+void warn_of(const chain_report& chain) {
+    for (const std::string& text : chain.warnings()) {
+        warn(text);
+    }
 }

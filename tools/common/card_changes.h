@@ -15,22 +15,19 @@ struct card_change {
 /// Takes "SECONDS:CONTROL=VALUE" apart. False when it isn't that.
 bool parse_card_change(const std::string& text, card_change* change);
 
-/// Makes changes through the virtual card's mixer while a recording runs, and hears of the stream's
-/// restarts.
+/// Makes changes of a card's controls when they are due.
 class card_changes {
   public:
-    explicit card_changes(std::vector<card_change> wanted);
-    ~card_changes() { mixer_close(handle); }
-    card_changes(const card_changes&) = delete;
-    card_changes& operator=(const card_changes&) = delete;
+    /// The mixer is still the caller's, and may be null when there is nothing to change.
+    card_changes(std::vector<card_change> wanted, mixer* handle);
 
-    /// Makes the changes that are due, and looks for news; appends a line to `news` for each. What
-    /// is wrong, or empty.
-    std::string follow(double seconds, std::vector<std::string>* news);
-    unsigned int restarts() const { return restart_count; }
+    /// What is wrong with one of them, before any is made; or empty.
+    std::string check() const;
+    /// Makes those that are due; appends "CONTROL = VALUE" to `made` for each. What is wrong, or
+    /// empty.
+    std::string make_due(double seconds, std::vector<std::string>* made);
 
   private:
     std::vector<card_change> changes;  ///< by time, those that are still to come
     mixer* handle;
-    unsigned int restart_count = 0;
 };

@@ -1,74 +1,66 @@
 #include "chain_report.h"
 
-#include <android/log.h>
+#include <tinyalsa/mixer.h>
 
 #include <cstdio>
+#include <memory>
+
+#include "control_text.h"
+#include "zel_channel_delay.h"
+#include "zel_virtual_card.h"
 
 namespace {
 
-/// The rest of `text` after `head`, or nothing when it begins otherwise.
-bool rest_after(const std::string& text, const std::string& head, std::string* rest) {
-    if (text.rfind(head, 0) != 0) {
-        return false;
-    }
-    *rest = text.substr(head.size());
-    return true;
+constexpr int kAlsaS16 = 2;
+constexpr int kAlsaS24 = 6;
+
+unsigned int number_of(mixer* handle, const char* name) {
+    mixer_ctl* control = mixer_get_ctl_by_name(handle, name);
+    const int value = control != nullptr ? mixer_ctl_get_value(control, 0) : 0;
+    return value > 0 ? static_cast<unsigned int>(value) : 0;
 }
 
-bool has(const std::string& text, const char* part) {
-    return text.find(part) != std::string::npos;
+std::string text_of(mixer* handle, const char* name) {
+    mixer_ctl* control = mixer_get_ctl_by_name(handle, name);
+    return control != nullptr ? control_string(control) : "";
 }
 
 }  // namespace
 
-void chain_report::add(const library_message& message) {
-    const std::string text = plain_text(message);
-    if (message.tag == "zel_channel_mixing") {
-        add_mixing(message, text);
-    } else if (message.tag == "zel_channel_delay") {
-        add_delay(message, text);
+card_state read_card_state() {
+    const std::unique_ptr<mixer, void (*)(mixer*)> handle(mixer_open(kZelVirtualCard), mixer_close);
+    card_state card;
+    if (!handle) {
+        return card;
     }
-    silent_blocks += has(text, "fc process size incorrect") ? 1U : 0U;
-    unsigned int flags = 0;
-    std::sscanf(text.c_str(), "open zel-allop with %u channel %u bits %uk 0x%x flags",
-                &card_channels, &card_bits, &card_rate, &flags);
-    int stage[5] = {};
-    if (std::sscanf(text.c_str(),
-                    "FC operation status: bit_truncate %d channel_delay %d channel_mixing %d "
-                    "channel_src %d bit_padding %d",
-                    &stage[0], &stage[1], &stage[2], &stage[3], &stage[4]) == 5) {
-        built = true;
-        truncates = stage[0] != 0;
-        converts_rate = stage[3] != 0;
-        pads = stage[4] != 0;
-    }
+    const auto format = static_cast<int>(number_of(handle.get(), "PCM Slave Format"));
+    card.known = true;
+    card.channels = number_of(handle.get(), "PCM Slave Channels");
+    card.word_bits = format == kAlsaS16 ? 16 : 32;
+    card.low_bytes = format == kAlsaS24;
+    card.rate = number_of(handle.get(), "PCM Slave Rate");
+    card.layout = text_of(handle.get(), "PCM Channel Layout");
+    card.mixing_path = text_of(handle.get(), "FC mixing coef file");
+    card.delay_path = text_of(handle.get(), "FC delay coef file");
+    return card;
 }
 
-/// The first error after the file's name is the reason; what follows are its consequences.
-void chain_report::add_mixing(const library_message& message, const std::string& text) {
-    if (rest_after(text, "load coefficient ", &mixing_path) || text == "load coefficient") {
-        mix = mixing::unknown;
-        mixing_reason.clear();
-    } else if (has(text, "use default matrix")) {
-        mix = mixing::identity;
-    } else if (text == "mixing coefficient load fail" && mix != mixing::identity) {
-        mix = mixing::silence;
-    } else if (has(text, "use mixing coefficient")) {
-        mix = mixing::file;
-    } else if (message.priority >= ANDROID_LOG_ERROR && mixing_reason.empty()) {
-        mixing_reason = text;
-    }
-}
-
-void chain_report::add_delay(const library_message& message, const std::string& text) {
-    if (rest_after(text, "load coefficient ", &delay_path) || text == "load coefficient") {
-        delays = delay::file;
-        delay_reason.clear();
-    } else if (has(text, "use default matrix")) {
-        delays = delay::bypass;
-    } else if (message.priority >= ANDROID_LOG_WARN && delay_reason.empty()) {
-        delay_reason = text;
-    }
+chain_report chain_for(const stream_format& client) {
+    chain_report chain;
+    chain.card = read_card_state();
+    chain.client = client;
+    const card_state& card = chain.card;
+    chain.converts_rate = card.rate != client.rate;
+    chain.truncates = card.word_bits == 32 && (client.bits == 16 || chain.converts_rate);
+    const unsigned int inner_bits = chain.truncates ? 16 : card.word_bits;
+    chain.pads = inner_bits == 16 && client.bits == 32;
+    // The rate converter makes one frame of three, whatever the client's rate is.
+    const unsigned int frames = card.rate / 1000 * 32 / (chain.converts_rate ? 3 : 1);
+    const double share = static_cast<double>(frames) / client.block_frames();
+    chain.audio_share = share == 1 || chain.pads ? share : 0;
+    chain.mixing = take_weights(card.mixing_path, card.layout, card.channels, client.channels);
+    chain.delay = take_delays(card.delay_path, card.channels, card.rate);
+    return chain;
 }
 
 std::string chain_report::stages() const {
@@ -77,29 +69,42 @@ std::string chain_report::stages() const {
     return text + (pads ? " > 16 to 32 bits" : "");
 }
 
-std::string chain_report::mixing_warning() const {
-    const std::string why = " (" + mixing_reason + ")";
-    switch (mix) {
-        case mixing::identity:
-            return "the mixing file is not in use" + why +
-                   ": the channels pass unmixed, by the identity matrix";
-        case mixing::silence:
-            return "the mixing file cannot be read" + why + ": the output is silent";
-        default:
-            return "";
+const char* chain_report::mixing_use() const {
+    return mixing.used ? "file" : mixing.silent() ? "silence" : "identity";
+}
+
+std::vector<unsigned int> chain_report::delay_frames() const {
+    std::vector<unsigned int> frames;
+    for (const unsigned int ms : delay.ms) {
+        frames.push_back(zel_channel_delay::delay_frames(ms, card.rate));
     }
+    return frames;
 }
 
-std::string chain_report::delay_warning() const {
-    return delays == delay::bypass
-               ? "the delay file is not in use (" + delay_reason + "): no channel is delayed"
-               : "";
-}
-
-std::string chain_report::silence_warning() const {
-    return silent_blocks == 0
-               ? ""
-               : "the converter has no way from the card's " + std::to_string(card_rate) +
-                     " Hz to the client's rate: " + std::to_string(silent_blocks) +
-                     " blocks are silence";
+std::vector<std::string> chain_report::warnings() const {
+    std::vector<std::string> all;
+    if (!mixing.used) {
+        all.push_back("the mixing file is not in use (" + mixing.reason() + "): " +
+                      (mixing.silent() ? "the output is silent"
+                                       : "the channels pass unmixed, by the identity matrix"));
+    }
+    if (!delay.used) {
+        all.push_back("the delay file is not in use (" + delay.reason() +
+                      "): no channel is delayed");
+    }
+    if (audio_share < 1) {
+        char part[48] = "all blocks are silence";
+        if (audio_share > 0) {
+            std::snprintf(part, sizeof(part), "%.0f %% of each block is silence",
+                          100 * (1 - audio_share));
+        }
+        all.push_back("the converter has no way from the card's " + std::to_string(card.rate) +
+                      " Hz to the client's rate: " + part);
+    }
+    if (card.low_bytes && truncates) {
+        all.emplace_back(
+            "a 24-bit card's samples lose their lower 16 bits and play 48 dB down; to play them at "
+            "their level: --card-bits 32");
+    }
+    return all;
 }

@@ -29,17 +29,22 @@ const std::map<int, std::vector<std::string>>& height_channels() {
 }  // namespace
 
 const std::vector<std::string>& card_layouts() {
-    static const std::vector<std::string> names{"1.0", "2.0", "4.0", "5.1", "7.1", "7.1.4"};
+    static const std::vector<std::string> names{"1.0",   "2.0",   "4.0",   "5.1",  "7.1",
+                                                "7.1.4", "5.1.2", "5.1.4", "7.1.2"};
     return names;
 }
 
 std::string card_layout_of(unsigned int channels) {
+    const std::string* best = nullptr;
+    unsigned int most = 0;
     for (const std::string& layout : card_layouts()) {
-        if (zel_channel_mixing::channel_count(layout) == channels) {
-            return layout;
+        const unsigned int count = zel_channel_mixing::channel_count(layout);
+        if (count <= channels && count > most) {
+            best = &layout;
+            most = count;
         }
     }
-    return std::to_string(channels) + ".0";
+    return best != nullptr ? *best : card_layouts().front();
 }
 
 std::vector<std::string> channel_names(const std::string& layout) {

@@ -8,7 +8,8 @@
 
 /// The layouts that the simulated card can have.
 const std::vector<std::string>& card_layouts();
-/// That layout of them which has so many channels; "3.0" and the like when there is none.
+/// The layout that a card with so many channels has when nobody names one: the first of them with
+/// that count, else the largest that leaves channels over.
 std::string card_layout_of(unsigned int channels);
 /// One name for each of a layout's channels, such as FL, FR, FC, LFE; empty when the layout's name
 /// does not tell them.

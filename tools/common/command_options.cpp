@@ -1,5 +1,7 @@
 #include "command_options.h"
 
+#include "channel_layout.h"
+
 void add_client_options(CLI::App* command, stream_format* client) {
     command->add_option("-r,--rate", client->rate, "Client's rate in Hz (16000 to 48000)")
         ->check(CLI::Range(16000, 48000))
@@ -39,8 +41,12 @@ void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rat
         ->add_option("--card-bits", card->bits,
                      "Simulated card's sample width (16, 24 or 32)" + otherwise)
         ->check(CLI::IsMember({16, 24, 32}));
+    std::string layouts;
+    for (const std::string& layout : card_layouts()) {
+        layouts += (layouts.empty() ? "" : ", ") + layout;
+    }
     command->add_option("--card-layout", card->layout,
-                        "Simulated card's layout: 1.0, 2.0, 4.0, 5.1, 7.1, 7.1.4" + otherwise);
+                        "Simulated card's layout: " + layouts + " (default: by the channels)");
 }
 
 void add_change_option(CLI::App* command, std::vector<card_change>* changes,

@@ -61,20 +61,19 @@ std::optional<std::vector<unsigned char>> bytes_in(const std::string& text) {
     return bytes;
 }
 
-std::string set_bytes(mixer_ctl* control, const std::string& text) {
+std::string quoted_text(const std::string& text) {
+    return '"' + text + '"';
+}
+
+std::string check_bytes(mixer_ctl* control, const std::string& text) {
     const unsigned int room = mixer_ctl_get_num_values(control);
-    std::optional<std::vector<unsigned char>> bytes = bytes_in(text);
+    const std::optional<std::vector<unsigned char>> bytes = bytes_in(text);
     if (!bytes) {
-        return '"' + text + "\" is not pairs of hexadecimal digits";
+        return quoted_text(text) + " is not pairs of hexadecimal digits";
     }
-    if (bytes->size() > room) {
-        return "\"" + text + "\" has " + std::to_string(bytes->size()) +
-               " bytes, the control has " + std::to_string(room);
-    }
-    bytes->resize(room);
-    return mixer_ctl_set_array(control, bytes->data(), bytes->size()) == 0
-               ? ""
-               : "the card refuses \"" + text + '"';
+    return bytes->size() <= room ? ""
+                                 : quoted_text(text) + " has " + std::to_string(bytes->size()) +
+                                       " bytes, the control has " + std::to_string(room);
 }
 
 std::optional<int> item_named(mixer_ctl* control, const std::string& text) {
@@ -87,7 +86,31 @@ std::optional<int> item_named(mixer_ctl* control, const std::string& text) {
     return number_in(text);
 }
 
+/// A number, or the name of an enumerated control's item.
+std::optional<int> value_in(mixer_ctl* control, const std::string& text) {
+    return mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM ? item_named(control, text)
+                                                              : number_in(text);
+}
+
+std::string element_text(mixer_ctl* control, unsigned int element) {
+    const int value = mixer_ctl_get_value(control, element);
+    const char* item = mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM && value >= 0
+                           ? mixer_ctl_get_enum_string(control, static_cast<unsigned int>(value))
+                           : nullptr;
+    return item != nullptr ? item : std::to_string(value);
+}
+
 }  // namespace
+
+std::string control_string(mixer_ctl* control) {
+    if (mixer_ctl_get_type(control) != MIXER_CTL_TYPE_BYTE) {
+        return element_text(control, 0);
+    }
+    std::vector<char> bytes(mixer_ctl_get_num_values(control));
+    return mixer_ctl_get_array(control, bytes.data(), bytes.size()) == 0
+               ? std::string(bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0'))
+               : "";
+}
 
 std::string control_value_text(mixer_ctl* control) {
     if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
@@ -95,13 +118,7 @@ std::string control_value_text(mixer_ctl* control) {
     }
     std::string text;
     for (unsigned int i = 0; i < mixer_ctl_get_num_values(control); ++i) {
-        const int value = mixer_ctl_get_value(control, i);
-        const char* item =
-            mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM && value >= 0
-                ? mixer_ctl_get_enum_string(control, static_cast<unsigned int>(value))
-                : nullptr;
-        text += i > 0 ? " " : "";
-        text += item != nullptr ? item : std::to_string(value);
+        text += (i > 0 ? " " : "") + element_text(control, i);
     }
     return text;
 }
@@ -127,28 +144,50 @@ std::string control_range_text(mixer_ctl* control) {
     }
 }
 
-std::string set_control_from_text(mixer_ctl* control, const std::vector<std::string>& values) {
+std::string check_control_values(mixer_ctl* control, const std::vector<std::string>& values) {
     const unsigned int count = mixer_ctl_get_num_values(control);
     const bool bytes = mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE;
     if (values.empty() || (values.size() != 1 && (bytes || values.size() != count))) {
         return std::to_string(values.size()) + " values for " + std::to_string(bytes ? 1 : count);
     }
     if (bytes) {
-        return set_bytes(control, values[0]);
+        return check_bytes(control, values[0]);
     }
-    for (unsigned int i = 0; i < count; ++i) {
-        const std::string& text = values[values.size() == 1 ? 0 : i];
+    for (const std::string& text : values) {
+        const std::optional<int> value = value_in(control, text);
         const bool named = mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM;
-        const std::optional<int> value = named ? item_named(control, text) : number_in(text);
         if (!value) {
-            return '"' + text + "\" is not " + (named ? "one of " : "a number from ") +
+            return quoted_text(text) + " is not " + (named ? "one of " : "a number from ") +
                    control_range_text(control);
         }
-        if (mixer_ctl_set_value(control, i, *value) != 0) {
+        const int min = named ? 0 : mixer_ctl_get_range_min(control);
+        const int max = named ? static_cast<int>(mixer_ctl_get_num_enums(control)) - 1
+                              : mixer_ctl_get_range_max(control);
+        if (*value < min || *value > max) {
             return "the card refuses " + text + ", it takes " + control_range_text(control);
         }
     }
     return "";
+}
+
+std::string set_control_from_text(mixer_ctl* control, const std::vector<std::string>& values) {
+    const std::string wrong = check_control_values(control, values);
+    if (!wrong.empty()) {
+        return wrong;
+    }
+    const unsigned int count = mixer_ctl_get_num_values(control);
+    int status = 0;
+    if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
+        std::vector<unsigned char> bytes = *bytes_in(values[0]);
+        bytes.resize(count);
+        status = mixer_ctl_set_array(control, bytes.data(), bytes.size());
+    } else {
+        for (unsigned int i = 0; i < count && status == 0; ++i) {
+            const std::string& text = values[values.size() == 1 ? 0 : i];
+            status = mixer_ctl_set_value(control, i, *value_in(control, text));
+        }
+    }
+    return status == 0 ? "" : "the card refuses " + quoted_text(values[0]);
 }
 
 mixer_ctl* find_control(mixer* handle, const std::string& name_or_number) {

@@ -14,6 +14,10 @@ std::string control_value_text(mixer_ctl* control);
 std::string shortened(const std::string& text, std::size_t longest);
 /// What the control can be set to, such as "0 to 100" or the items; empty for bytes.
 std::string control_range_text(mixer_ctl* control);
+/// Bytes up to the first zero, or the first element's item; empty when it cannot be read.
+std::string control_string(mixer_ctl* control);
+/// What is wrong with values before they are set, or empty.
+std::string check_control_values(mixer_ctl* control, const std::vector<std::string>& values);
 /// Sets all elements: one value for each, or one for all. Bytes take a single value, as text or
 /// after "hex:"; zeros fill the rest. What is wrong, or empty.
 std::string set_control_from_text(mixer_ctl* control, const std::vector<std::string>& values);

@@ -10,8 +10,9 @@ class json_value {
   public:
     static json_value object() { return json_value(cJSON_CreateObject()); }
     static json_value array() { return json_value(cJSON_CreateArray()); }
-    json_value(const char* text) : node(cJSON_CreateString(text)) {}
-    json_value(const std::string& text) : node(cJSON_CreateString(text.c_str())) {}
+    /// Bytes that are no UTF-8 become replacement characters.
+    json_value(const std::string& text);
+    json_value(const char* text) : json_value(std::string(text)) {}
     json_value(bool flag) : node(cJSON_CreateBool(flag)) {}
     /// Not a number or infinite becomes null.
     json_value(double number) : node(cJSON_CreateNumber(number)) {}

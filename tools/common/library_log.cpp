@@ -3,7 +3,6 @@
 #include <android/log.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <mutex>
 #include <new>
@@ -24,12 +23,17 @@ shared_log& log() {
     return *instance;
 }
 
+thread_local std::vector<library_message>* t_own = nullptr;
+
 void take_message(const __android_log_message* message) {
     shared_log& shared = log();
     try {
         const std::lock_guard guard(shared.lock);
-        if (shared.held) {
-            shared.messages.push_back(
+        std::vector<library_message>* to = t_own != nullptr ? t_own
+                                           : shared.held    ? &shared.messages
+                                                            : nullptr;
+        if (to != nullptr) {
+            to->push_back(
                 {message->priority, message->tag != nullptr ? message->tag : "", message->message});
         } else if (shared.printed) {
             __android_log_stderr_logger(message);
@@ -62,6 +66,18 @@ std::vector<library_message> held_library_log::take() {
     return std::exchange(log().messages, {});
 }
 
+thread_library_log::thread_library_log() : outer(std::exchange(t_own, &messages)) {
+    __android_log_set_logger(take_message);
+}
+
+thread_library_log::~thread_library_log() {
+    t_own = outer;
+}
+
+std::vector<library_message> thread_library_log::take() {
+    return std::exchange(messages, {});
+}
+
 void print_library_log(bool wanted) {
     __android_log_set_logger(take_message);
     const std::lock_guard guard(log().lock);
@@ -80,7 +96,7 @@ void print_library_message(const library_message& message) {
 void explain_failure(const std::vector<library_message>& messages) {
     std::vector<std::string> told;
     for (const library_message& message : messages) {
-        const std::string text = plain_text(message);
+        const std::string text = without_origin(message.text);
         if (message.priority >= ANDROID_LOG_ERROR &&
             std::find(told.begin(), told.end(), text) == told.end()) {
             std::fprintf(stderr, "    the library says: %s\n", text.c_str());
@@ -92,27 +108,10 @@ void explain_failure(const std::vector<library_message>& messages) {
 std::string without_origin(const std::string& text) {
     // "function            :0123 text"; a function's name has no colon followed by digits.
     const std::size_t colon = text.find(':');
-    if (colon == std::string::npos) {
-        return text;
-    }
-    std::size_t end = colon + 1;
-    while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end])) != 0) {
-        ++end;
-    }
-    const bool origin = end > colon + 1 && end < text.size() && text[end] == ' ';
-    return origin ? text.substr(end + 1) : text;
-}
-
-std::string plain_text(const library_message& message) {
-    std::string plain;
-    for (const char c : without_origin(message.text)) {
-        const bool space = c == ' ' || c == '\n' || c == '\r';
-        if (!space) {
-            plain += c;
-        } else if (!plain.empty() && plain.back() != ' ') {
-            plain += ' ';
-        }
-    }
-    plain.erase(plain.find_last_not_of(' ') + 1);
+    const std::size_t digits = colon == std::string::npos ? colon : colon + 1;
+    const std::size_t end = text.find_first_not_of("0123456789", digits);
+    const bool origin = end != std::string::npos && end > digits && text[end] == ' ';
+    std::string plain = origin ? text.substr(end + 1) : text;
+    plain.erase(plain.find_last_not_of(" \r\n") + 1);
     return plain;
 }

@@ -24,6 +24,23 @@ class held_library_log {
     std::vector<library_message> take();
 };
 
+/// Keeps the messages that this thread logs while it lives, apart from all others. The innermost of
+/// several takes them.
+class thread_library_log {
+  public:
+    thread_library_log();
+    ~thread_library_log();
+    thread_library_log(const thread_library_log&) = delete;
+    thread_library_log& operator=(const thread_library_log&) = delete;
+
+    /// Those since the last call, oldest first.
+    std::vector<library_message> take();
+
+  private:
+    std::vector<library_message> messages;
+    std::vector<library_message>* outer;
+};
+
 /// Whether messages that nobody takes are printed, those at the program's end among them; they are
 /// unless this says otherwise.
 void print_library_log(bool wanted);
@@ -31,7 +48,5 @@ void print_library_log(bool wanted);
 void print_library_message(const library_message& message);
 /// Tells the errors among the messages, each once, as the reasons of a failure.
 void explain_failure(const std::vector<library_message>& messages);
-/// A message's text without its "function:line ".
+/// A message's text without its "function:line " and without an end of line.
 std::string without_origin(const std::string& text);
-/// The same on one line, blanks by ones.
-std::string plain_text(const library_message& message);

@@ -2,8 +2,28 @@
 
 #include <vector>
 
+#include "channel_layout.h"
+#include "zel_channel_mixing.h"
+
 namespace {
 constexpr unsigned int kSimulatedCard = 0;
+}
+
+card_setup complete(card_setup card) {
+    if (card.channels == 0 && !card.layout.empty()) {
+        card.channels = static_cast<int>(zel_channel_mixing::channel_count(card.layout));
+    } else if (card.channels != 0 && card.layout.empty()) {
+        card.layout = card_layout_of(static_cast<unsigned int>(card.channels));
+    }
+    return card;
+}
+
+card_setup card_playing(card_setup card, const std::string& path, const sound_info& sound) {
+    card.channels = card.channels != 0 ? card.channels : static_cast<int>(sound.channels);
+    card.bits = card.bits != 0 ? card.bits : static_cast<int>(sound.bits);
+    card.rate = card.rate != 0 ? card.rate : static_cast<int>(sound.rate);
+    card.wav_file = path;
+    return complete(card);
 }
 
 simulated_card::simulated_card() : handle(mixer_open(kSimulatedCard)) {}

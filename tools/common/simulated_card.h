@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "sound_file.h"
+
 /// What the simulated card is to be; what is 0 or empty stays as it is.
 struct card_setup {
     int channels = 0;
@@ -15,6 +17,11 @@ struct card_setup {
     std::string wav_file;  ///< played instead of the signal
     bool once = false;     ///< the file, then silence; else over and over
 };
+
+/// The card as it was asked for, completed: channels by the layout, or the layout by the channels.
+card_setup complete(card_setup card);
+/// A card that plays a file: what isn't asked for is the file's.
+card_setup card_playing(card_setup card, const std::string& path, const sound_info& sound);
 
 /// The simulated sound card's settings, through its mixer. On a machine whose loopback capture is
 /// a real card there is none; every call then fails with a message.

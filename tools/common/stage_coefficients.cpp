@@ -1,36 +1,67 @@
 #include "stage_coefficients.h"
 
+#include <android/log.h>
 #include <tinyalsa/pcm.h>
 
-#include <stdexcept>
+#include <algorithm>
 
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
 
-std::vector<std::uint32_t> delays_of_file(const std::string& path, unsigned int channels,
-                                          unsigned int rate) {
-    std::vector<unsigned int> delays_ms(channels);
-    unsigned int* const table = delays_ms.data();
-    zel_channel_delay().load_coefficient(path, &table, channels);
-    std::vector<std::uint32_t> frames;
-    for (const unsigned int delay_ms : delays_ms) {
-        frames.push_back(zel_channel_delay::delay_frames(delay_ms, rate));
-    }
-    return frames;
+namespace {
+
+pcm_config stream(unsigned int channels, unsigned int rate) {
+    pcm_config config{};
+    config.channels = channels;
+    config.rate = rate;
+    config.format = PCM_FORMAT_S16_LE;
+    return config;
 }
 
-std::vector<double> matrix_of_file(const std::string& path, const std::string& layout,
-                                   unsigned int in, unsigned int out) {
-    pcm_config from{};
-    from.channels = in;
-    from.rate = 48000;
-    from.format = PCM_FORMAT_S16_LE;
-    pcm_config to = from;
-    to.channels = out;
+}  // namespace
+
+std::string taken_coefficients::reason() const {
+    const auto first = std::find_if(log.begin(), log.end(), [](const library_message& message) {
+        return message.priority >= ANDROID_LOG_WARN;
+    });
+    return first == log.end() ? "" : without_origin(first->text);
+}
+
+bool taken_weights::silent() const {
+    return std::all_of(weights.begin(), weights.end(), [](float w) { return w == 0; });
+}
+
+taken_weights take_weights(const std::string& path, const std::string& layout, unsigned int in,
+                           unsigned int out) {
+    constexpr unsigned int kRate = 48000;  // no matter to the weights
+    const pcm_config from = stream(in, kRate);
+    const pcm_config to = stream(out, kRate);
+    taken_weights taken;
+    thread_library_log log;
     zel_channel_mixing stage;
-    if (stage.init(path, layout, &from, &to) != 0) {
-        throw std::runtime_error("no memory for the matrix");
+    taken.status = stage.init(path, layout, &from, &to);
+    taken.log = log.take();
+    if (taken.status == 0) {
+        const auto matrix = stage.matrix();
+        taken.weights.assign(matrix.begin(), matrix.end());
+        // The first load's status stays inside; loading once more tells it.
+        taken.used = stage.channel_change(layout) == 0;
     }
-    const auto weights = stage.matrix();
-    return {weights.begin(), weights.end()};
+    return taken;
+}
+
+taken_delays take_delays(const std::string& path, unsigned int channels, unsigned int rate) {
+    const pcm_config config = stream(channels, rate);
+    taken_delays taken;
+    thread_library_log log;
+    zel_channel_delay stage;
+    taken.status = stage.init(path, &config);
+    taken.log = log.take();
+    if (taken.status == 0) {
+        // The stage keeps frames only; loading once more tells the milliseconds.
+        taken.ms.resize(channels);
+        unsigned int* table = taken.ms.data();
+        taken.used = stage.load_coefficient(path, &table, channels) == 0;
+    }
+    return taken;
 }

@@ -1,16 +1,32 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
-// What the delay and mixing stages take from a coefficient file, by their own code. Their messages
-// go to the log like any others'.
+#include "library_log.h"
 
-/// Delay of each of the card's channels in frames; none when the file does not fit.
-std::vector<std::uint32_t> delays_of_file(const std::string& path, unsigned int channels,
-                                          unsigned int rate);
-/// The weights in use with that file, a row by output channel: row o, column i at [o * in + i].
-/// Throws std::runtime_error without memory.
-std::vector<double> matrix_of_file(const std::string& path, const std::string& layout,
-                                   unsigned int in, unsigned int out);
+// What the mixing and delay stages take from a coefficient file, by their own code.
+
+struct taken_coefficients {
+    int status = 0;                    ///< of building the stage, 0 or a negative error number
+    bool used = false;                 ///< the stage goes by the file, not by a fallback
+    std::vector<library_message> log;  ///< what the stage said meanwhile
+
+    /// The first warning or error, in the library's words; empty when there is none.
+    std::string reason() const;
+};
+
+struct taken_weights : taken_coefficients {
+    /// A row by output channel: row o, column i at [o * in + i]. Empty without a stage.
+    std::vector<float> weights;
+
+    bool silent() const;
+};
+
+struct taken_delays : taken_coefficients {
+    std::vector<unsigned int> ms;  ///< one for each channel
+};
+
+taken_weights take_weights(const std::string& path, const std::string& layout, unsigned int in,
+                           unsigned int out);
+taken_delays take_delays(const std::string& path, unsigned int channels, unsigned int rate);

@@ -124,6 +124,13 @@ exit_code set_control(const controls_options& options) {
     if (!wrong.empty()) {
         return fail(EXIT_WRITE, "\"" + options.control + "\": " + wrong);
     }
-    std::printf("%s = %s\n", mixer_ctl_get_name(control), control_value_text(control).c_str());
+    const std::string name = mixer_ctl_get_name(control);
+    std::printf("%s = %s\n", name.c_str(), control_value_text(control).c_str());
+    if (name.starts_with("FC ")) {
+        std::fprintf(stderr,
+                     "zel-fc: \"%s\" is this process's own, which ends now; capture has --mixing, "
+                     "--delay and --change\n",
+                     name.c_str());
+    }
     return EXIT_OK;
 }

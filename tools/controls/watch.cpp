@@ -2,7 +2,6 @@
 
 #include <tinyalsa/mixer.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -20,19 +19,20 @@ namespace {
 
 class watcher {
   public:
-    watcher(const watch_options& wanted, mixer* opened) : options(wanted), handle(opened) {
+    watcher(const watch_options& wanted, mixer* opened)
+        : options(wanted), handle(opened), changes(wanted.changes, opened) {
         for (unsigned int i = 0; i < mixer_get_num_ctls(handle); ++i) {
             values.push_back(control_value_text(mixer_get_ctl(handle, i)));
         }
-        changes = options.changes;
-        std::stable_sort(
-            changes.begin(), changes.end(),
-            [](const card_change& a, const card_change& b) { return a.seconds < b.seconds; });
     }
 
     exit_code run() {
+        if (const std::string wrong = changes.check(); !wrong.empty()) {
+            return fail(EXIT_USAGE, wrong);
+        }
         while (!interrupted() && (options.seconds == 0 || elapsed() < options.seconds)) {
-            const std::string wrong = make_due_changes();
+            std::vector<std::string> made;
+            const std::string wrong = changes.make_due(elapsed(), &made);
             if (!wrong.empty()) {
                 return fail(EXIT_WRITE, wrong);
             }
@@ -52,21 +52,6 @@ class watcher {
   private:
     double elapsed() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    }
-
-    std::string make_due_changes() {
-        while (!changes.empty() && changes.front().seconds <= elapsed()) {
-            const card_change change = changes.front();
-            changes.erase(changes.begin());
-            mixer_ctl* control = find_control(handle, change.control);
-            const std::string wrong = control == nullptr
-                                          ? "no such control"
-                                          : set_control_from_text(control, {change.value});
-            if (!wrong.empty()) {
-                return "\"" + change.control + "\": " + wrong;
-            }
-        }
-        return "";
     }
 
     json_value event_json(const char* kind) const {
@@ -126,7 +111,7 @@ class watcher {
     const watch_options& options;
     mixer* handle;
     std::vector<std::string> values;
-    std::vector<card_change> changes;
+    card_changes changes;
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
 };
 

@@ -5,46 +5,22 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
+#include <deque>
 #include <vector>
 
 #include "audio_report.h"
 #include "card_feeder.h"
 #include "chain_report.h"
-#include "channel_layout.h"
 #include "interrupt.h"
-#include "json_value.h"
 #include "library_log.h"
+#include "output_file.h"
 #include "progress_bar.h"
-#include "stage_coefficients.h"
-#include "wav_info.h"
-#include "wav_writer.h"
 #include "zel_src_48k.h"
 
 namespace {
 
 constexpr unsigned int kPeriods = 128;  ///< as many blocks as card 70 lets a client buffer
 constexpr unsigned int kBlocksAhead = kPeriods - 1;
-
-/// The layout that a card with so many channels usually has, of those that the simulated card
-/// knows.
-std::string usual_layout(unsigned int channels) {
-    const std::string layout = card_layout_of(channels);
-    const std::vector<std::string>& known = card_layouts();
-    return std::find(known.begin(), known.end(), layout) != known.end() ? layout : "7.1";
-}
-
-/// The card that has recorded the file.
-card_setup card_for(const convert_options& options, const wav_info& in) {
-    card_setup card = options.card;
-    card.channels = card.channels != 0 ? card.channels : static_cast<int>(in.channels);
-    card.rate = static_cast<int>(in.rate);
-    card.bits = card.bits != 0 ? card.bits : static_cast<int>(in.bits);
-    card.layout = !card.layout.empty() ? card.layout : usual_layout(in.channels);
-    card.wav_file = options.in_file;
-    card.once = true;
-    return card;
-}
 
 /// How the file's frames are spread over blocks of 32 ms.
 struct block_plan {
@@ -62,59 +38,98 @@ struct block_plan {
 
 /// As long as something of the file can still be on its way: in the delays, in the filter.
 std::uint64_t ringing_frames(const chain_report& chain) {
-    const std::vector<std::uint32_t> delays =
-        delays_of_file(chain.delay_path, chain.card_channels, chain.card_rate);
+    const std::vector<unsigned int> delays = chain.delay_frames();
     return *std::max_element(delays.begin(), delays.end()) +
-           (chain.converts_rate ? static_cast<std::uint32_t>(res_order) : 0);
+           (chain.converts_rate ? static_cast<unsigned int>(res_order) : 0);
 }
+
+/// Counts the mixed samples that are beyond what the chain's width holds. Weights and delays are
+/// the stages'; only the order of adding may differ from theirs.
+class overload_count {
+  public:
+    explicit overload_count(const chain_report& report)
+        : chain(report), delays(report.delay_frames()), lines(delays.size()) {
+        for (std::size_t c = 0; c < lines.size(); ++c) {
+            lines[c].assign(delays[c], 0);
+        }
+    }
+
+    void add(const double* frames, std::size_t count) {
+        const std::size_t inputs = lines.size();
+        std::vector<double> delayed(inputs);
+        const double full = chain.truncates || chain.card.word_bits == 16 ? 32768 : 2147483648;
+        for (std::size_t f = 0; f < count; ++f) {
+            for (std::size_t c = 0; c < inputs; ++c) {
+                lines[c].push_back(std::floor(frames[f * inputs + c] * full));
+                delayed[c] = lines[c].front();
+                lines[c].pop_front();
+            }
+            for (std::size_t o = 0; o < chain.client.channels; ++o) {
+                double sum = 0;
+                for (std::size_t c = 0; c < inputs; ++c) {
+                    sum += static_cast<double>(chain.mixing.weights[o * inputs + c]) * delayed[c];
+                }
+                overloads += std::trunc(sum) < -full || std::trunc(sum) >= full ? 1U : 0U;
+            }
+        }
+    }
+    std::uint64_t count() const { return overloads; }
+
+  private:
+    const chain_report& chain;
+    std::vector<unsigned int> delays;
+    std::vector<std::deque<double>> lines;
+    std::uint64_t overloads = 0;
+};
 
 struct job {
     const convert_options& options;
-    wav_info in;
+    sound_info in;
     chain_report chain;
     block_plan plan{};
     level_meter level;
+    std::uint64_t overloads = 0;
     std::uint64_t done = 0;
     double elapsed = 0;
+
+    sound_info out() const {
+        const stream_format& client = options.client;
+        return {client.channels, client.rate, client.bits, std::to_string(client.bits) + " bits",
+                done};
+    }
 };
 
 void print_summary(const job& j) {
-    const stream_format& client = j.options.client;
-    std::printf("%s: %llu frames, %.3f s, %u Hz, %u channels, %u bits\n", j.options.in_file.c_str(),
-                static_cast<unsigned long long>(j.in.frames),
-                static_cast<double>(j.in.frames) / j.in.rate, j.in.rate, j.in.channels, j.in.bits);
+    std::printf("%s\n", j.in.text(j.options.in_file).c_str());
     print_chain(j.chain);
-    std::printf("played as %llu blocks of 32 ms, the last %llu frames of them silence\n",
+    std::printf("played as %llu blocks of 32 ms, the last %llu frames of them silence\n%s\n",
                 static_cast<unsigned long long>(j.plan.blocks()),
-                static_cast<unsigned long long>(j.plan.silent_frames()));
-    std::printf("%s: %llu frames, %.3f s, %u Hz, %u channels, %u bits\n",
-                j.options.out_file.c_str(), static_cast<unsigned long long>(j.done),
-                static_cast<double>(j.done) / client.rate, client.rate, client.channels,
-                client.bits);
+                static_cast<unsigned long long>(j.plan.silent_frames()),
+                j.out().text(j.options.out_file).c_str());
     print_levels(j.level);
     std::printf("%.2f s taken, %.0f x real time\n", j.elapsed,
-                static_cast<double>(j.done) / client.rate / j.elapsed);
+                static_cast<double>(j.done) / j.options.client.rate / j.elapsed);
+}
+
+json_value sound_json(const std::string& path, const sound_info& sound) {
+    json_value json = json_value::object();
+    json.set("file", path)
+        .set("frames", sound.frames)
+        .set("rate", sound.rate)
+        .set("channels", sound.channels)
+        .set("encoding", sound.encoding);
+    return json;
 }
 
 void print_json(const job& j) {
-    json_value in = json_value::object();
-    in.set("file", j.options.in_file)
-        .set("frames", j.in.frames)
-        .set("rate", j.in.rate)
-        .set("channels", j.in.channels)
-        .set("bits", j.in.bits);
-    json_value out = json_value::object();
-    out.set("file", j.options.out_file)
-        .set("frames", j.done)
-        .set("rate", j.options.client.rate)
-        .set("channels", j.options.client.channels)
-        .set("bits", j.options.client.bits)
-        .set("levels", levels_json(j.level));
+    json_value out = sound_json(j.options.out_file, j.out());
+    out.set("levels", levels_json(j.level));
     json_value all = json_value::object();
-    all.set("in", std::move(in))
+    all.set("in", sound_json(j.options.in_file, j.in))
         .set("chain", chain_json(j.chain))
         .set("blocks", j.plan.blocks())
         .set("silent_frames", j.plan.silent_frames())
+        .set("overloads", j.overloads)
         .set("out", std::move(out))
         .set("seconds_taken", j.elapsed);
     all.print();
@@ -150,27 +165,27 @@ exit_code play(job& j, virtual_stream& stream, card_feeder& feeder, simulated_ca
         bar.show(static_cast<double>(j.done) / client.rate);
     }
     bar.clear();
-    j.elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     if (!file.close()) {
-        return fail(EXIT_WRITE, j.options.out_file + ": cannot be completed");
+        return fail(EXIT_WRITE, file.error());
     }
+    j.elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return j.done == total ? EXIT_OK : fail(EXIT_READ, "interrupted before the file's end");
 }
 
-void follow_log(job& j, held_library_log& log) {
+void pass_on(const job& j, held_library_log& log) {
     for (const library_message& message : log.take()) {
-        j.chain.add(message);
         if (j.options.log) {
             print_library_message(message);
         }
     }
 }
 
-/// Tells why, with the library's own errors behind it.
-exit_code fail_open(const std::string& text, const std::vector<library_message>& messages) {
-    fail(EXIT_OPEN, text);
-    explain_failure(messages);
-    return EXIT_OPEN;
+void count_overloads(job& j) {
+    overload_count counter(j.chain);
+    sound_info ignored;
+    read_sound(j.options.in_file, &ignored,
+               [&](const double* frames, std::size_t count) { counter.add(frames, count); });
+    j.overloads = counter.count();
 }
 
 exit_code convert(job& j, simulated_card& card) {
@@ -178,17 +193,19 @@ exit_code convert(job& j, simulated_card& card) {
     virtual_stream stream;
     card_feeder feeder(&card, j.options.client.rate, j.in.rate, kBlocksAhead);
     if (!stream.open(j.options.client, 0, kPeriods, false)) {
-        return fail_open(stream.error(), log.take());
+        fail(EXIT_OPEN, stream.error());
+        explain_failure(log.take());
+        return EXIT_OPEN;
     }
-    follow_log(j, log);
+    pass_on(j, log);
+    j.chain = chain_for(j.options.client);
     const double tail = j.options.tail_seconds;
     j.plan = {j.in.frames,
               tail < 0 ? ringing_frames(j.chain)
                        : static_cast<std::uint64_t>(std::llround(tail * j.in.rate)),
               j.in.rate / 1000 * 32, j.options.client.block_frames()};
-    log.take();  // the probe's, no news
     const exit_code code = play(j, stream, feeder, card);
-    follow_log(j, log);
+    pass_on(j, log);
     return code;
 }
 
@@ -197,27 +214,35 @@ exit_code convert(job& j, simulated_card& card) {
 exit_code run_convert(const convert_options& options) {
     print_library_log(options.log);
     job j{options, {}, {}, {}, level_meter(options.client.channels, options.client.bits)};
-    std::string wrong = read_wav_info(options.in_file, &j.in);
+    std::string wrong = read_sound(options.in_file, &j.in);
     if (!wrong.empty()) {
-        return fail(EXIT_OPEN, wrong);
+        return fail(j.in.frames > 0 ? EXIT_READ : EXIT_OPEN, wrong);
     }
-    std::error_code ignored;
-    if (std::filesystem::equivalent(options.in_file, options.out_file, ignored)) {
-        return fail(EXIT_USAGE, "the output would overwrite " + options.in_file);
-    }
+    card_setup setup = card_playing(options.card, options.in_file, j.in);
+    setup.once = true;
     simulated_card card;
-    if (!card.apply(card_for(options, j.in)) || !card.step()) {
+    if (!card.apply(setup) || !card.step()) {
         return fail(EXIT_OPEN, card.error());
     }
     wrong = use_coefficient_paths(options.coefficients);
     if (!wrong.empty()) {
         return fail(EXIT_OPEN, wrong);
     }
+    if (keep_inputs(options.out_file, {options.in_file}) != EXIT_OK) {
+        return EXIT_USAGE;
+    }
     catch_interrupts();
     const exit_code code = convert(j, card);
-    warn_of_fallbacks(j.chain);
-    if (j.done > 0) {
-        options.json ? print_json(j) : print_summary(j);
+    if (j.done == 0 || code == EXIT_WRITE) {
+        return code;
     }
+    warn_of(j.chain);
+    count_overloads(j);
+    if (j.overloads > 0) {
+        warn(std::to_string(j.overloads) +
+             " mixed samples are beyond full scale: 16-bit ones wrap "
+             "round, 32-bit ones clip; zel-fc check tells which weights are too large");
+    }
+    options.json ? print_json(j) : print_summary(j);
     return code;
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -14,6 +13,7 @@
 #include "audio_report.h"
 #include "card_limits.h"
 #include "chain_report.h"
+#include "control_json.h"
 #include "control_text.h"
 #include "library_log.h"
 #include "stage_coefficients.h"
@@ -23,7 +23,8 @@ namespace {
 
 struct setting {
     std::string name;
-    std::string value;
+    std::string text;
+    json_value json;
 };
 
 /// All that is found out before anything is printed.
@@ -33,8 +34,6 @@ struct findings {
     chain_report chain;
     std::string open_error;  ///< empty: the stream opens
     std::vector<library_message> open_messages;
-    std::vector<std::uint32_t> delays;  ///< frames, by card channel
-    std::vector<double> matrix;         ///< a row by client channel
 };
 
 /// Card 70's controls: its own and those of the card behind it.
@@ -43,18 +42,10 @@ std::vector<setting> read_settings() {
     std::vector<setting> settings;
     for (unsigned int i = 0; handle && i < mixer_get_num_ctls(handle.get()); ++i) {
         mixer_ctl* control = mixer_get_ctl(handle.get(), i);
-        settings.push_back({mixer_ctl_get_name(control), control_value_text(control)});
+        settings.push_back({mixer_ctl_get_name(control), control_value_text(control),
+                            control_value_json(control)});
     }
     return settings;
-}
-
-std::string value_of(const findings& found, const char* name) {
-    for (const setting& one : found.settings) {
-        if (one.name == name) {
-            return one.value;
-        }
-    }
-    return "";
 }
 
 /// Opens and closes the stream, and listens to what the library says of it.
@@ -66,57 +57,36 @@ void try_stream(const info_options& options, findings* found) {
         found->open_error = stream.error();
     }
     found->open_messages = log.take();
-    for (const library_message& message : found->open_messages) {
-        found->chain.add(message);
-        if (options.log) {
+    if (options.log) {
+        for (const library_message& message : found->open_messages) {
             print_library_message(message);
         }
     }
-    if (found->chain.built) {
-        found->delays = delays_of_file(found->chain.delay_path, found->chain.card_channels,
-                                       found->chain.card_rate);
-        found->matrix =
-            matrix_of_file(found->chain.mixing_path, value_of(*found, "PCM Channel Layout"),
-                           found->chain.card_channels, options.client.channels);
-    }
+    found->chain = chain_for(options.client);
     stream.close();
     log.take();
 }
 
-void print_file(const char* what, const std::string& path, const std::string& use,
-                const std::string& reason) {
+void print_file(const char* what, const std::string& path, const char* use, bool opened,
+                const taken_coefficients& taken) {
     std::printf("  %-8s %s%s\n", what, path.empty() ? "(no path)" : path.c_str(),
                 access(path.c_str(), R_OK) == 0 ? "" : "  (cannot be read)");
-    if (!use.empty()) {
-        std::printf("           in use: %s%s\n", use.c_str(),
-                    reason.empty() ? "" : (": " + reason).c_str());
+    if (opened) {
+        std::printf("           in use: %s%s\n", use,
+                    taken.used ? "" : (": " + taken.reason()).c_str());
     }
-}
-
-/// Without the quotes that a text in a bytes control is shown in.
-std::string unquoted(const std::string& text) {
-    return text.size() >= 2 && text.front() == '"' ? text.substr(1, text.size() - 2) : "";
 }
 
 void print_files(const findings& found) {
     const chain_report& chain = found.chain;
-    const bool mixes = chain.mix == chain_report::mixing::file;
+    const bool opened = found.open_error.empty();
     std::printf("\nCoefficient files\n");
-    print_file("mixing", unquoted(value_of(found, "FC mixing coef file")),
-               mixes                                         ? "its matrix"
-               : chain.mix == chain_report::mixing::identity ? "the identity matrix"
-               : chain.mix == chain_report::mixing::silence  ? "silence"
-                                                             : "",
-               mixes ? "" : chain.mixing_reason);
-    print_file("delay", unquoted(value_of(found, "FC delay coef file")),
-               chain.delays == chain_report::delay::file     ? "its delays"
-               : chain.delays == chain_report::delay::bypass ? "no delay"
-                                                             : "",
-               chain.delay_reason);
+    print_file("mixing", chain.card.mixing_path, chain.mixing_use(), opened, chain.mixing);
+    print_file("delay", chain.card.delay_path, chain.delay_use(), opened, chain.delay);
 }
 
 void print_matrix(const findings& found, unsigned int out) {
-    const std::size_t in = found.chain.card_channels;
+    const std::size_t in = found.chain.card.channels;
     std::printf("  gain in dB from card channel\n          ");
     for (std::size_t i = 0; i < in; ++i) {
         std::printf("%5zu  ", i);
@@ -124,7 +94,7 @@ void print_matrix(const findings& found, unsigned int out) {
     for (std::size_t o = 0; o < out; ++o) {
         std::printf("\n  to %3zu  ", o);
         for (std::size_t i = 0; i < in; ++i) {
-            const double weight = found.matrix[o * in + i];
+            const auto weight = static_cast<double>(found.chain.mixing.weights[o * in + i]);
             if (weight == 0) {
                 std::printf("     . ");
             } else {
@@ -139,17 +109,17 @@ void print_chain_for(const info_options& options, const findings& found) {
     const stream_format& client = options.client;
     std::printf("\nChain for a client with %u Hz, %u channels, %u bits\n", client.rate,
                 client.channels, client.bits);
-    if (!found.chain.built) {
+    if (!found.open_error.empty()) {
         std::printf("  none: %s\n", found.open_error.c_str());
         return;
     }
     std::printf("  card      %u channels, %u-bit words, %u Hz\n  stages    %s\n",
-                found.chain.card_channels, found.chain.card_bits, found.chain.card_rate,
+                found.chain.card.channels, found.chain.card.word_bits, found.chain.card.rate,
                 found.chain.stages().c_str());
     std::printf("  block     %u frames of the card, %u of the client (32 ms)\n",
-                found.chain.card_rate / 1000 * 32, client.block_frames());
+                found.chain.card.rate / 1000 * 32, client.block_frames());
     std::printf("  delays   ");
-    for (const std::uint32_t frames : found.delays) {
+    for (const unsigned int frames : found.chain.delay_frames()) {
         std::printf(" %u", frames);
     }
     std::printf(" frames of the card\n");
@@ -159,7 +129,7 @@ void print_chain_for(const info_options& options, const findings& found) {
 void print_settings(const findings& found) {
     std::printf("\nControls of card 70\n");
     for (const setting& one : found.settings) {
-        std::printf("  %-22s %s\n", one.name.c_str(), shortened(one.value, 52).c_str());
+        std::printf("  %-22s %s\n", one.name.c_str(), shortened(one.text, 52).c_str());
     }
 }
 
@@ -171,30 +141,33 @@ json_value array_of(const auto& values) {
     return array;
 }
 
-void print_json(const info_options& options, const findings& found) {
+void print_json(const info_options& options, findings& found) {
     json_value settings = json_value::object();
-    for (const setting& one : found.settings) {
-        settings.set(one.name.c_str(), one.value);
+    for (setting& one : found.settings) {
+        settings.set(one.name.c_str(), std::move(one.json));
     }
     json_value client = json_value::object();
     client.set("rate", options.client.rate)
         .set("channels", options.client.channels)
         .set("bits", options.client.bits);
     json_value rows = json_value::array();
-    for (auto row = found.matrix.begin(); row != found.matrix.end();) {
-        const auto end = row + static_cast<std::ptrdiff_t>(found.chain.card_channels);
+    const bool opened = found.open_error.empty();
+    const std::vector<float>& weights = found.chain.mixing.weights;
+    for (auto row = weights.begin(); opened && row != weights.end();) {
+        const auto end = row + static_cast<std::ptrdiff_t>(found.chain.card.channels);
         rows.append(array_of(std::vector<double>(row, end)));
         row = end;
     }
     json_value all = json_value::object();
     all.set("limits", limits_json(found.limits))
-        .set("mixing_file", unquoted(value_of(found, "FC mixing coef file")))
-        .set("delay_file", unquoted(value_of(found, "FC delay coef file")))
+        .set("mixing_file", found.chain.card.mixing_path)
+        .set("delay_file", found.chain.card.delay_path)
         .set("controls", std::move(settings))
         .set("client", std::move(client))
-        .set("opens", found.open_error.empty())
-        .set("chain", chain_json(found.chain))
-        .set("delay_frames", array_of(found.delays))
+        .set("opens", opened)
+        .set("chain", opened ? chain_json(found.chain) : json_value::object())
+        .set("delay_frames",
+             array_of(opened ? found.chain.delay_frames() : std::vector<unsigned int>()))
         .set("matrix", std::move(rows));
     all.print();
 }
@@ -204,7 +177,7 @@ void print_json(const info_options& options, const findings& found) {
 exit_code run_info(const info_options& options) {
     print_library_log(options.log);
     simulated_card card;
-    if (!card.apply(options.card)) {
+    if (!card.apply(complete(options.card))) {
         return fail(EXIT_OPEN, card.error());
     }
     const std::string wrong = use_coefficient_paths(options.coefficients);
@@ -223,11 +196,13 @@ exit_code run_info(const info_options& options) {
         print_chain_for(options, found);
         print_settings(found);
     }
-    warn_of_fallbacks(found.chain);
-    if (!found.open_error.empty()) {
+    if (found.open_error.empty()) {
+        warn_of(found.chain);
+    } else {
         fail(EXIT_OPEN, found.open_error);
         explain_failure(found.open_messages);
-    } else if (found.settings.empty()) {
+    }
+    if (found.settings.empty()) {
         return fail(EXIT_OPEN, "cannot open the mixer of card 70");
     }
     return found.open_error.empty() ? EXIT_OK : EXIT_OPEN;

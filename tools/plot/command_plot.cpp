@@ -27,15 +27,21 @@ void add_plot_command(CLI::App* app, tool_action* action) {
         one->add_option("out", options->out_file, "SVG file to write")->required();
         one->footer("");
     }
-    matrix->add_option("--card-channels", options->in_channels, "Card's channels (1 to 16)")
-        ->check(CLI::Range(1, 16))
-        ->capture_default_str();
+    matrix
+        ->add_option("--card-channels", options->card.channels,
+                     "Card's channels (1 to 16; default: 8, or by the layout)")
+        ->check(CLI::Range(1, 16));
     matrix->add_option("-c,--channels", options->out_channels, "Client's channels (1 to 8)")
         ->check(CLI::Range(1, 8))
         ->capture_default_str();
-    matrix->add_option("--card-layout", options->layout, "Card's layout")->capture_default_str();
+    matrix->add_option("--card-layout", options->card.layout,
+                       "Card's layout (default: by the channels)");
     filter->callback([=] { *action = [=] { return plot_filter(options->out_file); }; });
     sound->callback(
         [=] { *action = [=] { return plot_recording(options->in_file, options->out_file); }; });
-    matrix->callback([=] { *action = [=] { return plot_matrix(*options); }; });
+    matrix->callback([=] {
+        const bool named = options->card.channels != 0 || !options->card.layout.empty();
+        options->card.channels = named ? options->card.channels : 8;
+        *action = [=] { return plot_matrix(*options); };
+    });
 }

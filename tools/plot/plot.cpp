@@ -1,18 +1,14 @@
 #include "plot.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
-#include <memory>
 #include <utility>
 #include <vector>
 
 #include "audio_report.h"
-#include "chain_report.h"
-#include "library_log.h"
+#include "channel_layout.h"
+#include "output_file.h"
 #include "spectrum.h"
 #include "stage_coefficients.h"
 #include "svg_picture.h"
@@ -20,26 +16,23 @@
 
 namespace {
 
-constexpr const char* kCurve = "#1f4e9c";
 constexpr const char* kLimit = "#c0392b";
 
-exit_code save(const svg_picture& picture, const std::string& path) {
-    if (!picture.save(path)) {
-        return fail(EXIT_WRITE, path + ": cannot be written");
-    }
-    std::printf("%s\n", path.c_str());
-    return EXIT_OK;
-}
-
+/// Where the response is within the axes.
 void draw_response(svg_picture* picture, const svg_axes& axes) {
     constexpr double kRate = 48000;
     std::vector<std::pair<double, double>> points;
     for (double pixel = 0; pixel <= axes.width; pixel += 0.5) {
         const double khz = axes.x_min + pixel / axes.width * (axes.x_max - axes.x_min);
         const double gain = filter_gain_db(res_coeff, res_order, khz * 1000, kRate);
-        points.emplace_back(axes.x(khz), axes.y(std::clamp(gain, axes.y_min, axes.y_max)));
+        if (gain >= axes.y_min && gain <= axes.y_max) {
+            points.emplace_back(axes.x(khz), axes.y(gain));
+        } else if (!points.empty()) {
+            picture->polyline(points, kPlotCurve);
+            points.clear();
+        }
     }
-    picture->polyline(points, kCurve);
+    picture->polyline(points, kPlotCurve);
 }
 
 /// A limit from one frequency to another.
@@ -48,100 +41,45 @@ void draw_limit(svg_picture* picture, const svg_axes& axes, double from_khz, dou
     picture->line(axes.x(from_khz), axes.y(db), axes.x(to_khz), axes.y(db), kLimit, true);
 }
 
-struct recording {
-    SF_INFO info{};
-    std::vector<double> samples;  ///< interleaved, full scale 1
-
-    std::size_t frames() const { return static_cast<std::size_t>(info.frames); }
-    double at(std::size_t frame, int channel) const {
-        return samples[frame * static_cast<std::size_t>(info.channels) +
-                       static_cast<std::size_t>(channel)];
+std::string decibels_text(double gain) {
+    char words[24] = "";
+    if (gain != 0) {
+        std::snprintf(words, sizeof(words), "%.1f%s", 20 * std::log10(std::fabs(gain)),
+                      gain < 0 ? " inv" : "");
     }
-};
-
-std::string load(const std::string& path, recording* into) {
-    constexpr sf_count_t kMaxSamples = sf_count_t{1} << 27;
-    const std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(
-        sf_open(path.c_str(), SFM_READ, &into->info), sf_close);
-    if (!file) {
-        return path + ": " + sf_strerror(nullptr);
-    }
-    if (into->info.frames <= 0 || into->info.frames > kMaxSamples / into->info.channels) {
-        return path + ": empty or too long to be drawn";
-    }
-    into->samples.resize(into->frames() * static_cast<std::size_t>(into->info.channels));
-    return sf_readf_double(file.get(), into->samples.data(), into->info.frames) == into->info.frames
-               ? ""
-               : path + ": cut short";
+    return words;
 }
 
-/// Lowest and highest sample of each pixel's frames.
-void draw_waveform(svg_picture* picture, const svg_axes& axes, const recording& sound,
-                   int channel) {
-    const auto columns = static_cast<std::size_t>(axes.width);
-    for (std::size_t column = 0; column < columns; ++column) {
-        const std::size_t begin = sound.frames() * column / columns;
-        const std::size_t end = std::max(sound.frames() * (column + 1) / columns, begin + 1);
-        double low = 1;
-        double high = -1;
-        for (std::size_t f = begin; f < std::min(end, sound.frames()); ++f) {
-            low = std::min(low, sound.at(f, channel));
-            high = std::max(high, sound.at(f, channel));
-        }
-        if (low <= high) {
-            picture->rect(axes.left + static_cast<double>(column), axes.y(high), 1,
-                          std::max(axes.y(low) - axes.y(high), 1.0), kCurve);
-        }
-    }
+/// White for nothing to blue for 0 dB and more, red where it is inverted.
+std::string gain_colour(double gain) {
+    constexpr double kFloorDb = -40;
+    const double db = 20 * std::log10(std::fabs(gain));
+    const double share = gain == 0 ? 0 : 1 - std::clamp(db / kFloorDb, 0.0, 0.9);
+    const int light = 255 - static_cast<int>(share * 150);
+    char shade[8];
+    std::snprintf(shade, sizeof(shade), "#%02x%02x%02x", gain < 0 ? 255 : light, light,
+                  gain < 0 ? light : 255);
+    return shade;
 }
 
-/// A spectrum every four pixels, cells of equal colour drawn as one.
-void draw_spectrogram(svg_picture* picture, const svg_axes& axes, const recording& sound,
-                      int channel) {
-    constexpr std::size_t kSize = 512;
-    constexpr double kFloorDb = -100;
-    constexpr double kCell = 4;
-    const auto columns = static_cast<std::size_t>(axes.width / kCell);
-    const auto rows = static_cast<std::size_t>(axes.height / 2);
-    for (std::size_t column = 0; column < columns; ++column) {
-        const std::size_t centre = sound.frames() * (2 * column + 1) / (2 * columns);
-        std::vector<double> part(kSize);
-        for (std::size_t k = 0; k < kSize; ++k) {
-            const std::size_t frame = centre + k - kSize / 2;  // before 0: beyond the end
-            part[k] = frame < sound.frames() ? sound.at(frame, channel) : 0;
-        }
-        const std::vector<double> levels = spectrum_dbfs(part);
-        std::string colour;
-        std::size_t first = 0;
-        for (std::size_t row = 0; row <= rows; ++row) {
-            std::string next;
-            if (row < rows) {
-                const std::size_t bin = levels.size() * (rows - 1 - row) / rows;
-                // Steps of 4 dB: the eye sees no more, and the file stays small.
-                next = heat_colour(std::round((levels[bin] - kFloorDb) / 4) * 4 / -kFloorDb);
-            }
-            if (next != colour) {
-                if (!colour.empty()) {
-                    picture->rect(axes.left + static_cast<double>(column) * kCell,
-                                  axes.top + static_cast<double>(first) * 2, kCell,
-                                  static_cast<double>(row - first) * 2, colour);
-                }
-                colour = next;
-                first = row;
-            }
-        }
-    }
-}
-
-double round_step(double range) {
-    const double power = std::pow(10, std::floor(std::log10(range / 5)));
-    const double share = range / 5 / power;
-    return power * (share > 5 ? 10 : share > 2 ? 5 : share > 1 ? 2 : 1);
+std::string numbered(unsigned int channel, const std::vector<std::string>& names) {
+    return std::to_string(channel) + (channel < names.size() ? " " + names[channel] : "");
 }
 
 }  // namespace
 
+exit_code save_picture(const svg_picture& picture, const std::string& path) {
+    if (!picture.save(path)) {
+        return fail(EXIT_WRITE, path + ": cannot be written");
+    }
+    std::printf("%s\n", path.c_str());
+    return EXIT_OK;
+}
+
 exit_code plot_filter(const std::string& out_file) {
+    if (keep_inputs(out_file, {}) != EXIT_OK) {
+        return EXIT_USAGE;
+    }
     svg_picture picture(860, 720);
     const double dc = filter_gain_db(res_coeff, res_order, 0, 48000);
     char title[96];
@@ -163,80 +101,54 @@ exit_code plot_filter(const std::string& out_file) {
     draw_limit(&picture, pass, 0, 7.2, high);
     picture.text(pass.x(3.6), pass.y(high) - 6, "pass band: gain 0.9441 to 0.9560 up to 7.2 kHz",
                  "middle");
-    return save(picture, out_file);
-}
-
-exit_code plot_recording(const std::string& in_file, const std::string& out_file) {
-    std::error_code ignored;
-    if (std::filesystem::equivalent(in_file, out_file, ignored)) {
-        return fail(EXIT_USAGE, "the picture would overwrite " + in_file);
-    }
-    recording sound;
-    const std::string wrong = load(in_file, &sound);
-    if (!wrong.empty()) {
-        return fail(EXIT_OPEN, wrong);
-    }
-    constexpr double kChannelHeight = 320;
-    const double seconds = static_cast<double>(sound.info.frames) / sound.info.samplerate;
-    svg_picture picture(860, 40 + kChannelHeight * sound.info.channels);
-    picture.text(70, 24,
-                 in_file + ": " + std::to_string(sound.info.samplerate) + " Hz, " +
-                     std::to_string(sound.info.channels) +
-                     " channels; spectrogram black to white: -100 to 0 dBFS");
-    for (int c = 0; c < sound.info.channels; ++c) {
-        const double top = 60 + kChannelHeight * c;
-        const svg_axes wave{70, top, 760, 80, 0, seconds, -1, 1};
-        wave.draw(&picture, round_step(seconds), 1, "", "channel " + std::to_string(c));
-        draw_waveform(&picture, wave, sound, c);
-        const double khz = sound.info.samplerate / 2000.0;
-        const svg_axes spectrum{70, top + 118, 760, 128, 0, seconds, 0, khz};
-        spectrum.draw(&picture, round_step(seconds), round_step(khz), "seconds", "kHz");
-        draw_spectrogram(&picture, spectrum, sound, c);
-    }
-    return save(picture, out_file);
+    return save_picture(picture, out_file);
 }
 
 exit_code plot_matrix(const matrix_options& options) {
-    std::vector<double> weights;
-    chain_report chain;
-    {
-        print_library_log(false);
-        held_library_log log;
-        weights = matrix_of_file(options.in_file, options.layout, options.in_channels,
-                                 options.out_channels);
-        for (const library_message& message : log.take()) {
-            chain.add(message);
-        }
+    if (keep_inputs(options.out_file, {options.in_file}) != EXIT_OK) {
+        return EXIT_USAGE;
     }
-    warn_of_fallbacks(chain);
+    const card_setup card = complete(options.card);
+    const auto inputs = static_cast<unsigned int>(card.channels);
+    const taken_weights taken =
+        take_weights(options.in_file, card.layout, inputs, options.out_channels);
+    if (taken.status != 0) {
+        return fail(EXIT_OPEN, "no stage for that many channels");
+    }
     constexpr double kCell = 56;
-    constexpr double kFloorDb = -40;
-    svg_picture picture(110 + kCell * options.in_channels + 20, 110 + kCell * options.out_channels);
-    picture.text(20, 24,
-                 options.layout + ", " + std::to_string(options.in_channels) + " to " +
+    constexpr double kLeft = 110;
+    constexpr double kTop = 106;
+    svg_picture picture(std::max(kLeft + kCell * (inputs + 1) + 20, 420.0),
+                        kTop + kCell * options.out_channels + 24);
+    picture.text(20, 24, options.in_file);
+    picture.text(20, 44,
+                 card.layout + ", " + std::to_string(inputs) + " to " +
                      std::to_string(options.out_channels) + " channels, gain in dB");
-    picture.text(110 + kCell * options.in_channels / 2, 56, "card channel", "middle");
-    for (unsigned int i = 0; i < options.in_channels; ++i) {
-        picture.text(110 + kCell * (i + 0.5), 76, std::to_string(i), "middle");
+    if (!taken.used) {
+        const std::string instead = taken.silent() ? "silence" : "the identity matrix";
+        picture.text(20, 64, "not of the file: " + instead + ", because " + taken.reason());
+        warn("the mixing file is not in use (" + taken.reason() + "): this is " + instead);
     }
+    const auto names = channel_names(card.layout);
+    const auto out_names = output_names(options.out_channels, names);
+    picture.text(kLeft + kCell * inputs / 2, kTop - 26, "card channel", "middle");
+    for (unsigned int i = 0; i < inputs; ++i) {
+        picture.text(kLeft + kCell * (i + 0.5), kTop - 8, numbered(i, names), "middle");
+    }
+    picture.text(kLeft + kCell * (inputs + 0.5), kTop - 8, "sum", "middle");
     for (unsigned int o = 0; o < options.out_channels; ++o) {
-        const double top = 86 + kCell * o;
-        picture.text(100, top + kCell / 2 + 4, "client " + std::to_string(o), "end");
-        for (unsigned int i = 0; i < options.in_channels; ++i) {
-            const double weight = weights[std::size_t{o} * options.in_channels + i];
-            const double db = 20 * std::log10(std::fabs(weight));
-            const double share = weight == 0 ? 0 : 1 - std::clamp(db / kFloorDb, 0.0, 0.9);
-            char shade[8];
-            const int light = 255 - static_cast<int>(share * 150);
-            std::snprintf(shade, sizeof(shade), "#%02x%02x%02x", weight < 0 ? 255 : light, light,
-                          weight < 0 ? light : 255);
-            char words[16] = "";
-            if (weight != 0) {
-                std::snprintf(words, sizeof(words), "%.1f%s", db, weight < 0 ? " inv" : "");
-            }
-            picture.rect(110 + kCell * i, top, kCell - 2, kCell - 2, shade);
-            picture.text(110 + kCell * (i + 0.5) - 1, top + kCell / 2 + 4, words, "middle");
+        const double top = kTop + kCell * o;
+        picture.text(kLeft - 10, top + kCell / 2 + 4, "client " + numbered(o, out_names), "end");
+        double sum = 0;
+        for (unsigned int i = 0; i < inputs; ++i) {
+            const auto weight = static_cast<double>(taken.weights[std::size_t{o} * inputs + i]);
+            sum += std::fabs(weight);
+            picture.rect(kLeft + kCell * i, top, kCell - 2, kCell - 2, gain_colour(weight));
+            picture.text(kLeft + kCell * (i + 0.5) - 1, top + kCell / 2 + 4, decibels_text(weight),
+                         "middle");
         }
+        picture.text(kLeft + kCell * (inputs + 0.5), top + kCell / 2 + 4,
+                     sum == 0 ? "none" : decibels_text(sum), "middle");
     }
-    return save(picture, options.out_file);
+    return save_picture(picture, options.out_file);
 }

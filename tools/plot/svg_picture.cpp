@@ -67,6 +67,17 @@ bool svg_picture::save(const std::string& path) const {
     return !file.fail();
 }
 
+double svg_axes::y(double value) const {
+    const double share = logarithmic ? std::log(y_max / value) / std::log(y_max / y_min)
+                                     : (y_max - value) / (y_max - y_min);
+    return top + share * height;
+}
+
+double svg_axes::y_value(double pixel) const {
+    const double share = (pixel - top) / height;
+    return logarithmic ? y_max * std::pow(y_min / y_max, share) : y_max - share * (y_max - y_min);
+}
+
 void svg_axes::draw(svg_picture* picture, double x_step, double y_step, const std::string& x_name,
                     const std::string& y_name) const {
     constexpr double kFigureRoom = 16;
@@ -75,9 +86,23 @@ void svg_axes::draw(svg_picture* picture, double x_step, double y_step, const st
         picture->text(x(v), top + height + kFigureRoom,
                       number(std::fabs(v) < x_step / 1000 ? 0 : v), "middle");
     }
-    for (double v = std::ceil(y_min / y_step) * y_step; v <= y_max + y_step / 1000; v += y_step) {
+    const auto line_at = [&](double v) {
         picture->line(left, y(v), left + width, y(v), "#cccccc");
-        picture->text(left - 6, y(v) + 4, number(std::fabs(v) < y_step / 1000 ? 0 : v), "end");
+        picture->text(left - 6, y(v) + 4, number(v), "end");
+    };
+    if (logarithmic) {
+        for (double power = 1; power <= y_max; power *= 10) {
+            for (const double v : {power, 2 * power, 5 * power}) {
+                if (v >= y_min && v <= y_max) {
+                    line_at(v);
+                }
+            }
+        }
+    } else {
+        for (double v = std::ceil(y_min / y_step) * y_step; v <= y_max + y_step / 1000;
+             v += y_step) {
+            line_at(std::fabs(v) < y_step / 1000 ? 0 : v);
+        }
     }
     picture->text(left + width / 2, top + height + 2 * kFigureRoom, x_name, "middle");
     picture->text(left, top - 6, y_name);
