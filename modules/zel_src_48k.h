@@ -22,7 +22,7 @@ int Ovra_VOC_SrcInit48k(int channels);
 /// Converts a block in place: `*samples` 16-bit samples of all channels become a third of that, at
 /// the block's start. The frame count must be a multiple of 3, and an odd channel count fixes it
 /// with the first block. 0, or -22 or -12 with block and count unchanged. Real-time, but for
-/// the first block of an odd channel count, which allocates when the plain kernels are in use.
+/// the first block of an odd channel count, which allocates.
 int Ovra_VOC_SrcProcess48k(std::int16_t* block, unsigned int* samples);
 /// Releases the converter; harmless when it is released. Always 0.
 int Ovra_VOC_SrcDeInit48k();
