@@ -12,8 +12,10 @@ namespace {
 constexpr std::size_t kGroupFrames = 3;
 constexpr std::size_t kWindowGroups = 237 / kGroupFrames;
 constexpr std::size_t kMostGroups = 128;  // new ones taken at a time
-/// Vectors of sums under way at once: they hide the additions' latency.
-#if defined(__ARM_NEON) && !defined(__aarch64__)
+/// Vectors of sums under way at once, as many as the registers hold: they hide the additions' latency.
+#if defined(__aarch64__)
+constexpr std::size_t kSums = 16;
+#elif defined(__ARM_NEON)
 constexpr std::size_t kSums = 4;
 #else
 constexpr std::size_t kSums = 8;
@@ -56,14 +58,14 @@ struct sums {
     floats v[kSums] = {};
 
     ZEL_INLINE void add_tap(float c, const float* x) {
-#pragma GCC unroll 8
+#pragma GCC unroll 16
         for (std::size_t i = 0; i < kSums; ++i) {
             const floats one = *reinterpret_cast<const any_floats*>(x + i * Lanes);
             zel_add_product(v[i], c, one);
         }
     }
     ZEL_INLINE void add_pair(float c, const float* early, const float* late) {
-#pragma GCC unroll 8
+#pragma GCC unroll 16
         for (std::size_t i = 0; i < kSums; ++i) {
             floats pair = *reinterpret_cast<const any_floats*>(early + i * Lanes);
             const floats other = *reinterpret_cast<const any_floats*>(late + i * Lanes);
