@@ -12,7 +12,8 @@ namespace {
 constexpr std::size_t kGroupFrames = 3;
 constexpr std::size_t kWindowGroups = 237 / kGroupFrames;
 constexpr std::size_t kMostGroups = 128;  // new ones taken at a time
-/// Vectors of sums under way at once, as many as the registers hold: they hide the additions' latency.
+/// Vectors of sums under way at once, as many as the registers hold: they hide the additions'
+/// latency.
 #if defined(__aarch64__)
 constexpr std::size_t kSums = 16;
 #elif defined(__ARM_NEON)
