@@ -285,7 +285,7 @@ TEST_F(loopback_card_test, controls_keep_their_ranges) {
     EXPECT_EQ(mixer_get_ctl(card, 18), nullptr);
     EXPECT_EQ(set("PCM Slave Channels", 17), -EINVAL);
     EXPECT_EQ(set("PCM Slave Channels", 0), -EINVAL);
-    EXPECT_EQ(set("PCM Channel Layout", 6), -EINVAL);
+    EXPECT_EQ(set("PCM Channel Layout", 9), -EINVAL);
     EXPECT_EQ(choose("PCM Channel Layout", "9.9"), -EINVAL);
     const unsigned char bytes[64] = {1, 2, 3};
     unsigned char back[64] = {};

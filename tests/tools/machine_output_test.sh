@@ -81,8 +81,8 @@ form=lines holds 0 '[(e["name"], e["value"]) for e in j] == [("Loopback Volume",
 form=lines holds 1 'len(j) == 0' controls watch --json --change "0:Loopback Volume=101"
 form=lines holds 2 'len(j) == 0' controls watch --json --card 5
 # An interrupt ends the watch.
-"$zel_fc" controls watch >/dev/null 2>&1 &
-sleep 0.5
+"$zel_fc" controls watch --change "0:PCM Slave Channels=6" >"$folder/watched" 2>&1 &
+until [ -s "$folder/watched" ]; do sleep 0.1; done
 kill -INT $!
 wait $!
 
