@@ -45,7 +45,7 @@ grep -qF "blocks are silence" "$folder/errors"
 holds 0 'j["limits"]["channels"] == {"min": 1, "max": 8} and
     j["limits"]["rate"] == {"min": 16000, "max": 48000} and
     j["controls"]["PCM Channel Layout"] == "5.1" and len(j["matrix"]) == 2 and
-    len(j["matrix"][0]) == 6 and len(j["delay_frames"]) == 6 and
+    len(j["matrix"][0]) == 6 and j["delay_frames"] == [48, 48, 96, 0, 240, 240] and
     j["chain"]["stages"]["rate_conversion"] and not j["chain"]["stages"]["padding"] and
     j["mixing_file"].endswith("voice_channel_mixing_coef.json") and
     j["kernels"]["in_use"] in [k["name"] for k in j["kernels"]["built"] if k["supported"]]' \
