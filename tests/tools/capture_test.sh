@@ -130,7 +130,7 @@ expect 4 "/nowhere/plot.svg" plot filter /nowhere/plot.svg
 
 # An interrupt leaves a valid file, with just what the summary says.
 "$zel_fc" capture "$out" --seconds 60 --channels 3 >"$folder/said" 2>&1 &
-sleep 1
+until [ "$(grep -c ' s of 60.00 s' "$folder/said")" -ge 2 ]; do sleep 0.1; done
 kill -INT $!
 wait $!
 grep -qF "interrupted" "$folder/said"

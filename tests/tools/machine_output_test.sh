@@ -45,7 +45,7 @@ grep -qF "blocks are silence" "$folder/errors"
 holds 0 'j["limits"]["channels"] == {"min": 1, "max": 8} and
     j["limits"]["rate"] == {"min": 16000, "max": 48000} and
     j["controls"]["PCM Channel Layout"] == "5.1" and len(j["matrix"]) == 2 and
-    len(j["matrix"][0]) == 6 and len(j["delay_frames"]) == 6 and
+    len(j["matrix"][0]) == 6 and j["delay_frames"] == [48, 48, 96, 0, 240, 240] and
     j["chain"]["stages"]["rate_conversion"] and not j["chain"]["stages"]["padding"] and
     j["mixing_file"].endswith("voice_channel_mixing_coef.json")' \
     info --json --card-channels 6 --card-layout 5.1
@@ -79,8 +79,8 @@ form=lines holds 0 '[(e["name"], e["value"]) for e in j] == [("Loopback Volume",
 form=lines holds 1 'len(j) == 0' controls watch --json --change "0:Loopback Volume=101"
 form=lines holds 2 'len(j) == 0' controls watch --json --card 5
 # An interrupt ends the watch.
-"$zel_fc" controls watch >/dev/null 2>&1 &
-sleep 0.5
+"$zel_fc" controls watch --change "0:PCM Slave Channels=6" >"$folder/watched" 2>&1 &
+until [ -s "$folder/watched" ]; do sleep 0.1; done
 kill -INT $!
 wait $!
 

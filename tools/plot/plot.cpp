@@ -117,7 +117,7 @@ exit_code plot_matrix(const matrix_options& options) {
     }
     constexpr double kCell = 56;
     constexpr double kLeft = 110;
-    constexpr double kTop = 106;
+    constexpr double kTop = 136;
     svg_picture picture(std::max(kLeft + kCell * (inputs + 1) + 20, 420.0),
                         kTop + kCell * options.out_channels + 24);
     picture.text(20, 24, options.in_file);
@@ -126,7 +126,8 @@ exit_code plot_matrix(const matrix_options& options) {
                      std::to_string(options.out_channels) + " channels, gain in dB");
     if (!taken.used) {
         const std::string instead = taken.silent() ? "silence" : "the identity matrix";
-        picture.text(20, 64, "not of the file: " + instead + ", because " + taken.reason());
+        picture.text(20, 64, "not of the file: " + instead);
+        picture.text(20, 84, taken.reason());
         warn("the mixing file is not in use (" + taken.reason() + "): this is " + instead);
     }
     const auto names = channel_names(card.layout);
