@@ -31,8 +31,8 @@ install_packages() {
 # Installs what a preset builds and runs its tests with.
 install_for() {
     case $1 in
-        arm64) install_packages $ARM_PACKAGES g++-aarch64-linux-gnu ;;
-        armhf) install_packages $ARM_PACKAGES g++-arm-linux-gnueabihf ;;
+        arm64-gcc) install_packages $ARM_PACKAGES g++-aarch64-linux-gnu ;;
+        armhf-gcc) install_packages $ARM_PACKAGES g++-arm-linux-gnueabihf ;;
         arm*) install_packages $ARM_PACKAGES clang lld llvm ;;
         *) install_packages $BUILD_PACKAGES ;;
     esac

@@ -1,16 +1,11 @@
-# Included by the toolchain files: compiles for Debian on ZEL_ARCH with the libraries that
-# script/sysroot has unpacked; programs run under qemu-user. The compiler is g++, if a preset names
-# no other.
+# Included by the toolchain files: compiles for Debian on ZEL_ARCH, with the compiler that the preset
+# names and the libraries that script/sysroot has unpacked; programs run under qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 cmake_path(SET CMAKE_SYSROOT NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot/${ZEL_ARCH})
 if(NOT EXISTS ${CMAKE_SYSROOT}/packages)
   message(FATAL_ERROR "there is no ${CMAKE_SYSROOT} yet: script/sysroot ${ZEL_ARCH}")
 endif()
 set(CMAKE_CROSSCOMPILING_EMULATOR ${ZEL_EMULATOR} -L ${CMAKE_SYSROOT})
-if(NOT CMAKE_CXX_COMPILER)
-  set(CMAKE_C_COMPILER ${ZEL_TRIPLE}-gcc)
-  set(CMAKE_CXX_COMPILER ${ZEL_TRIPLE}-g++)
-endif()
 set(CMAKE_C_COMPILER_TARGET ${ZEL_CLANG_TARGET})
 set(CMAKE_CXX_COMPILER_TARGET ${ZEL_CLANG_TARGET})
 
