@@ -68,10 +68,13 @@ void add_controls_command(CLI::App* app, tool_action* action) {
     controls->add_option("-D,--card", options->access.card, "Card")->capture_default_str();
     add_watch_command(controls, &options->access, &options->watch, action);
     controls->footer(
+        "Controls that begin with FC are the library's own, in each process for itself: set them "
+        "for\n"
+        "a recording with capture's --mixing, --delay and --change.\n"
+        "\n"
         "Examples:\n"
         "  zel-fc controls list\n"
-        "  zel-fc controls set \"FC log level\" Trace\n"
-        "  zel-fc controls set \"FC mixing coef file\" /data/mixing.json\n"
+        "  zel-fc controls set \"Loopback Volume\" 80\n"
         "  zel-fc controls watch --change \"1:PCM Slave Channels=6\" --seconds 3");
     controls->callback([options] {});
 }
