@@ -12,8 +12,8 @@
 
 /// Reaches what the converter keeps to itself; a converter of its own for each test.
 struct zel_format_converter_access {
-    /// Those whose worker did not answer its exit command, and may still use them.
-    static inline std::vector<zel_format_converter*> left_behind;
+    /// Those whose worker did not answer its exit command, and may still use them: to the end.
+    static inline auto& left_behind = *new std::vector<zel_format_converter*>;
     struct deleter {
         void operator()(zel_format_converter* converter) const {
             converter->shut_down();
