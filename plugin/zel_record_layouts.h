@@ -32,7 +32,7 @@ static_assert(sizeof(snd_xferi) == 3 * kWord);
 static_assert(offsetof(snd_ctl_elem_value, id.numid) == 0);
 static_assert(offsetof(snd_ctl_elem_value, value) == (alignof(std::int64_t) == 8 ? 72 : 68));
 static_assert(sizeof(snd_ctl_elem_value{}.value.integer.value) == 128 * kWord);
-static_assert(sizeof(snd_ctl_elem_value{}.value.enumerated.item) == 128 * 4);
+static_assert(sizeof(snd_ctl_elem_value{}.value.enumerated.item) == 512);
 static_assert(sizeof(snd_ctl_elem_value{}.value.bytes.data) == 512);
 
 static_assert(offsetof(snd_ctl_tlv, length) == 4 && sizeof(snd_ctl_tlv) == 8);
