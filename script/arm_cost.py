@@ -4,6 +4,7 @@ take on devices' cores: compiles the library's files as those build folders do, 
 the assembly and lets llvm-mca run them. All data is taken to lie in the first-level cache; what stands
 around the loops isn't counted."""
 
+import functools
 import json
 import pathlib
 import re
@@ -38,6 +39,7 @@ def run(command, **options):
     return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True, **options).stdout
 
 
+@functools.cache
 def assembly(build, file):
     """Functions of the file, by their full names, each with its lines."""
     for entry in json.loads((build / "compile_commands.json").read_text()):
