@@ -5,11 +5,6 @@
 #include <atomic>
 #include <cerrno>
 
-#ifdef __USE_TIME_BITS64  // the C library's name for it then
-#define __wrap_ioctl __wrap___ioctl_time64
-#define __real_ioctl __real___ioctl_time64
-#endif
-
 namespace {
 
 using zel_test::system_call;
