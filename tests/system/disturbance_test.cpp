@@ -5,8 +5,11 @@
 #include <pthread.h>
 #include <tinyalsa/pcm.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
+#include <future>
+#include <memory>
 #include <thread>
 
 #include "captured_log.h"
@@ -25,28 +28,32 @@ TEST_F(disturbance_test, signals_interrupt_no_call) {
     struct sigaction before {};
     action.sa_handler = [](int) {};  // without SA_RESTART: blocking calls end with EINTR
     sigaction(SIGUSR1, &action, &before);
-    std::jthread bombard([client = pthread_self()](const std::stop_token& over) {
-        while (!over.stop_requested()) {
+    std::atomic<bool> over{false};
+    const auto bombard = std::async(std::launch::async, [&over, client = pthread_self()] {
+        while (!over) {
             pthread_kill(client, SIGUSR1);
             std::this_thread::sleep_for(200us);
         }
     });
+    // A round that fails leaves the test; the signals must end then, too.
+    const auto end = [](std::atomic<bool>* flag) { *flag = true; };
+    const std::unique_ptr<std::atomic<bool>, decltype(end)> ended(&over, end);
     for (int round = 0; round < 5; ++round) {
         ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
         EXPECT_EQ(read_blocks(10), expected(kUsual, 10));
         // A read that has to wait for its data.
-        std::jthread later([this] {
+        const auto later = std::async(std::launch::async, [this] {
             std::this_thread::sleep_for(50ms);
             set("Sim Granted Frames", 1536);
         });
         zel_test::chain_model model(kUsual, zel_test::matrix_for("1.0", 8, 2));
         expected(model, 10);
         EXPECT_EQ(read(512), expected(model, 1));
-        later.join();
+        later.wait();
         close();
     }
-    bombard.request_stop();
-    bombard.join();
+    over = true;
+    bombard.wait();
     sigaction(SIGUSR1, &before, nullptr);
     EXPECT_FALSE(zel_test::log_has("epoll wait fail"));
 }
