@@ -155,7 +155,7 @@ TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_alo
     });
     const char* seconds = std::getenv("ZEL_STORM_SECONDS");
     storm(std::chrono::seconds(seconds != nullptr ? std::atol(seconds) : 5),
-          [] { return g_calls_inside > 0; });
+          [this] { return g_calls_inside > 0 && reads > 0; });
     EXPECT_GT(reads, 0);
     EXPECT_GT(opens, 20);
     EXPECT_GT(events, 0);

@@ -47,9 +47,9 @@ json_value decision_json(const decision& decided, file_kind kind) {
     if (!decided.weights.empty()) {
         const auto inputs = channel_names(stream.layout);
         json_value rows = json_value::array();
-        for (auto row = decided.weights.begin(); row != decided.weights.end();
-             row += stream.channels) {
-            rows.append(array_of(std::vector<double>(row, row + stream.channels)));
+        const auto columns = static_cast<std::ptrdiff_t>(stream.channels);
+        for (auto row = decided.weights.begin(); row != decided.weights.end(); row += columns) {
+            rows.append(array_of(std::vector<double>(row, row + columns)));
         }
         json.set("input_names", array_of(inputs))
             .set("output_names", array_of(output_names(stream.outputs, inputs)))

@@ -22,17 +22,21 @@ struct recording {
     }
 };
 
+/// The frame at `part` of `parts` of the sound. A product of frames needs 64 bits.
+std::size_t frame_at(const recording& sound, std::size_t part, std::size_t parts) {
+    return static_cast<std::size_t>(sound.info.frames * part / parts);
+}
+
 /// Lowest and highest sample of each pixel's frames; what is beyond full scale ends at the frame.
 void draw_waveform(svg_picture* picture, const svg_axes& axes, const recording& sound,
                    unsigned int channel) {
     const auto columns = static_cast<std::size_t>(axes.width);
     for (std::size_t column = 0; column < columns; ++column) {
-        const std::size_t begin = sound.info.frames * column / columns;
-        const std::size_t end =
-            std::max<std::size_t>(sound.info.frames * (column + 1) / columns, begin + 1);
+        const std::size_t begin = frame_at(sound, column, columns);
+        const std::size_t end = std::max(frame_at(sound, column + 1, columns), begin + 1);
         double low = 1;
         double high = -1;
-        for (std::size_t f = begin; f < std::min<std::size_t>(end, sound.info.frames); ++f) {
+        for (std::size_t f = begin; f < end && f < sound.info.frames; ++f) {
             low = std::clamp(sound.at(f, channel), -1.0, low);
             high = std::clamp(sound.at(f, channel), high, 1.0);
         }
@@ -55,7 +59,7 @@ void draw_spectrogram(svg_picture* picture, const svg_axes& axes, const recordin
     const auto columns = static_cast<std::size_t>(axes.width / kCell);
     const auto rows = static_cast<std::size_t>(axes.height / 2);
     for (std::size_t column = 0; column < columns; ++column) {
-        const std::size_t centre = sound.info.frames * (2 * column + 1) / (2 * columns);
+        const std::size_t centre = frame_at(sound, 2 * column + 1, 2 * columns);
         std::vector<double> part(size);
         for (std::size_t k = 0; k < size; ++k) {
             const std::size_t frame = centre + k - size / 2;  // before 0: beyond the end
