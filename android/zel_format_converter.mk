@@ -15,5 +15,6 @@ PRODUCT_COPY_FILES += \
 PRODUCT_COPY_FILES += \
     $(ZEL_FC_PATH)/android/card-defs.xml:$(TARGET_COPY_OUT_VENDOR)/etc/card-defs.xml
 
-# To try it on the device; tinyalsa's own build calls them tinycap2, tinymix2 and tinypcminfo2.
-PRODUCT_PACKAGES_DEBUG += tinycap tinymix tinypcminfo
+# To try it on the device: zel-fc-doctor tells whether card 70 works, zel-fc-doctor32 the same for 32-bit
+# processes. tinyalsa's own build calls the other three tinycap2, tinymix2 and tinypcminfo2.
+PRODUCT_PACKAGES_DEBUG += zel-fc-doctor tinycap tinymix tinypcminfo

@@ -13,6 +13,8 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_BUILD_RPATH "$ORIGIN" "$ORIGIN/../lib")
 set(CMAKE_INSTALL_RPATH "$ORIGIN" "$ORIGIN/../${ZEL_INSTALL_LIBDIR}")
+# An installed tinyalsa, when it isn't where the loader looks by itself.
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
@@ -23,7 +25,9 @@ set(ZEL_SANITIZER "" CACHE STRING "Sanitizers to build with, as -fsanitize takes
 add_library(zel_build_flags INTERFACE)
 # One rounding per operation on every target: no fused multiply-add behind our back.
 target_compile_options(zel_build_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror -ffp-contract=off)
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror -ffp-contract=off
+  # With -O3, g++ 12 takes additions of short strings for copies onto themselves.
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 target_link_options(zel_build_flags INTERFACE -Wl,-z,defs)
 # The library runs inside other people's processes and reads files that it doesn't trust.
 target_compile_options(zel_build_flags INTERFACE -fstack-protector-strong)

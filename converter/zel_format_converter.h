@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "zel_card_names.h"
 #include "zel_epoll.h"
 #include "zel_ring_buf.h"
 
@@ -186,8 +187,8 @@ class zel_format_converter {
     std::string strChannelsCtlName;
     std::string strLayoutCtlName;
     std::int32_t s32CmdTimeoutMs = 1000;
-    std::uint32_t u32RestartCtlId = 1;
-    std::uint32_t u32LayoutCtlId = 6;
+    std::uint32_t u32RestartCtlId = zel_card_names::kActiveNumber;
+    std::uint32_t u32LayoutCtlId = zel_card_names::kLayoutNumber;
     std::uint32_t u32RestartLimit = 10;
     std::mutex mLock;
     std::int32_t s32CmdPipe[2] = {0, 0};

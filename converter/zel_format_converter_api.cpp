@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "zel_card_names.h"
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
 
@@ -27,14 +28,14 @@ zel_format_converter& zel_format_converter::getInstance() {
 }
 
 zel_format_converter::zel_format_converter()
-    : strDefaultDelayJsonPath("/vendor/tvconfig/config/voc/voice_channel_delay_coef.json"),
-      strDefaultMixingJsonPath("/vendor/tvconfig/config/voc/voice_channel_mixing_coef.json"),
-      strSndDeviceName("Loopback Capture_I2S"),
-      strActiveCtlName("PCM Slave Active"),
-      strFormatCtlName("PCM Slave Format"),
-      strRateCtlName("PCM Slave Rate"),
-      strChannelsCtlName("PCM Slave Channels"),
-      strLayoutCtlName("PCM Channel Layout") {
+    : strDefaultDelayJsonPath(zel_card_names::kDelayFile),
+      strDefaultMixingJsonPath(zel_card_names::kMixingFile),
+      strSndDeviceName(zel_card_names::kCaptureDevice),
+      strActiveCtlName(zel_card_names::kActiveControl),
+      strFormatCtlName(zel_card_names::kFormatControl),
+      strRateCtlName(zel_card_names::kRateControl),
+      strChannelsCtlName(zel_card_names::kChannelsControl),
+      strLayoutCtlName(zel_card_names::kLayoutControl) {
     if (get_json_path(strDelayJsonPath, static_cast<voice_json>(1)) != 0) {
         ZEL_FC_LOGE("can't get delay json path use default path");
         strDelayJsonPath = strDefaultDelayJsonPath;

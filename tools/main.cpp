@@ -33,6 +33,7 @@ int run(int argc, char** argv) {
     add_convert_command(&app, &action);
     add_check_command(&app, &action);
     add_controls_command(&app, &action);
+    add_doctor_command(&app, &action);
     add_info_command(&app, &action);
     add_plot_command(&app, &action);
     add_program_help(&app);  // behind the commands, which would inherit it

@@ -109,7 +109,8 @@ void* elements(const mixer_ctl* control, snd_ctl_elem_value* value, std::size_t 
 extern "C" {
 
 ZEL_EXPORT unsigned int mixer_ctl_get_id(const mixer_ctl* control) {
-    return control != nullptr ? control->numid : ~0U;
+    // From 0 on for a kernel's card, whose numbers begin with 1; a plugin's begin with 0.
+    return control != nullptr ? control->numid - 1 : ~0U;
 }
 
 ZEL_EXPORT const char* mixer_ctl_get_name(const mixer_ctl* control) {

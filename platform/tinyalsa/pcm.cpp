@@ -84,8 +84,8 @@ int set_sw_params(pcm* stream) {
 int open_stream(pcm* stream, unsigned int card, unsigned int device) {
     if (!stream->node.load(card_node::kind::pcm, card, device)) {
         char what[160];
-        std::snprintf(what, sizeof(what), "cannot open device %u of card %u (%.100s)", device, card,
-                      stream->node.error().c_str());
+        std::snprintf(what, sizeof(what), "no device (hw/plugin) for card(%u), device(%u) (%.100s)",
+                      card, device, stream->node.error().c_str());
         return fail(stream, ENODEV, what);
     }
     stream->ops = static_cast<const pcm_plugin_ops*>(stream->node.ops());

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """usage: android_bp_test.py PROJECT COMPILE_COMMANDS ARCH RELEASE. The device's build files against
-CMake's: the same sources, compiled with the same flags (in a release build, 1)."""
+CMake's: the same sources, the library's compiled with the same flags (in a release build, 1)."""
 
 import json
 import os
@@ -19,7 +19,7 @@ LIBRARY = "libzel_tinyalsa_format_converter_plugin"
 # Not the library's own choice: what Soong sets itself, the build type's, and g++'s own.
 LEFT_TO_SOONG = {
     "-O2", "-g", "-DNDEBUG", "-fPIC", "-U_FORTIFY_SOURCE", "-D_FORTIFY_SOURCE=2",
-    "-fstack-protector-strong", "-Dzel_tinyalsa_format_converter_plugin_EXPORTS"}
+    "-fstack-protector-strong", "-Wno-restrict", "-Dzel_tinyalsa_format_converter_plugin_EXPORTS"}
 
 
 def cmake_compilations():
@@ -57,6 +57,12 @@ class AndroidBp(unittest.TestCase):
         for source, flags in cmake_compilations():
             self.assertEqual(all_of(LIBRARY, "cflags", arch), flags, source)
 
+    def test_makes_the_doctor_of_the_sources_that_cmake_takes(self):
+        text = (root / "tools/CMakeLists.txt").read_text()
+        own = re.search(r"add_executable\(zel_fc_doctor ([^)]*)\)", text)[1].split()
+        self.assertEqual(sources_of("zel-fc-doctor"),
+                         {os.path.normpath(f"tools/{source}") for source in own})
+
     def test_links_as_cmake_does(self):
         cmake = (root / "plugin/CMakeLists.txt").read_text()
         for flag in all_of(LIBRARY, "ldflags"):
@@ -65,7 +71,7 @@ class AndroidBp(unittest.TestCase):
         exports = modules[LIBRARY]["version_script"].lstrip(":")
         self.assertEqual(modules[exports]["srcs"], ["plugin/exports.map"])
         self.assertIn("-fexceptions", all_of(LIBRARY, "cppflags"))
-        self.assertEqual(modules["zel_fc_defaults"]["compile_multilib"], "both")
+        self.assertEqual(modules[LIBRARY]["compile_multilib"], "both")
 
 
 unittest.main(argv=sys.argv[:1])

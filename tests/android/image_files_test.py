@@ -16,7 +16,7 @@ def content(path):
 
 # The paths that the library falls back to, as its source names them.
 default_paths = set(re.findall(r'"(/vendor/[^"]*)"',
-                               content("converter/zel_format_converter_api.cpp")))
+                               content("converter/zel_card_names.h")))
 
 
 class ImageFiles(unittest.TestCase):

@@ -18,8 +18,8 @@ TEST(tinyalsa, devices_that_are_not_there_are_named) {
         const pcm_config* config;
         const char* error;
     } cases[] = {
-        {5, 0, PCM_IN, &config, "cannot open device 0 of card 5"},
-        {0, 9, PCM_IN, &config, "cannot open device 9 of card 0"},
+        {5, 0, PCM_IN, &config, "no device (hw/plugin) for card(5), device(0)"},
+        {0, 9, PCM_IN, &config, "no device (hw/plugin) for card(0), device(9)"},
         {0, 0, PCM_OUT, &config, "no playback"},
         {0, 0, PCM_IN, nullptr, "no configuration"},
         {0, 0, PCM_IN, &config, "cannot set hw params: Invalid argument"},

@@ -86,7 +86,7 @@ wait $!
 
 # The manual page: every command and option of the help, without a complaint of the formatter.
 "$zel_fc" --man >"$folder/zel-fc.1"
-for command in capture convert check "controls list" "controls get" "controls set" "controls watch" \
+for command in capture convert check doctor "controls list" "controls get" "controls set" "controls watch" \
     info "plot filter" "plot recording" "plot matrix"; do
     grep -qF ".SS zel\\-fc $command" "$folder/zel-fc.1"
     "$zel_fc" $command --help | grep -oE -- '^  (-.,)?--[a-z-]+' | tr -d ' ' |

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "control_text.h"
+#include "zel_card_names.h"
 #include "zel_channel_delay.h"
 #include "zel_virtual_card.h"
 
@@ -33,13 +34,13 @@ card_state read_card_state() {
     if (!handle) {
         return card;
     }
-    const auto format = static_cast<int>(number_of(handle.get(), "PCM Slave Format"));
+    const auto format = static_cast<int>(number_of(handle.get(), zel_card_names::kFormatControl));
     card.known = true;
-    card.channels = number_of(handle.get(), "PCM Slave Channels");
+    card.channels = number_of(handle.get(), zel_card_names::kChannelsControl);
     card.word_bits = format == kAlsaS16 ? 16 : 32;
     card.low_bytes = format == kAlsaS24;
-    card.rate = number_of(handle.get(), "PCM Slave Rate");
-    card.layout = text_of(handle.get(), "PCM Channel Layout");
+    card.rate = number_of(handle.get(), zel_card_names::kRateControl);
+    card.layout = text_of(handle.get(), zel_card_names::kLayoutControl);
     card.mixing_path = text_of(handle.get(), "FC mixing coef file");
     card.delay_path = text_of(handle.get(), "FC delay coef file");
     return card;

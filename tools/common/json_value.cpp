@@ -1,23 +1,40 @@
 #include "json_value.h"
 
-#include <rapidjson/encodings.h>
-#include <rapidjson/stream.h>
-
+#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <string_view>
 
 namespace {
 
-std::string valid_utf8(const std::string& text) {
-    const std::string padded = text + std::string(4, '\0');  // what decoding may look at
+/// Length of the character that a text begins with, 0 when those bytes are none.
+std::size_t character_length(std::string_view text) {
+    const auto byte = [=](std::size_t at) {
+        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
+    };
+    const unsigned int lead = byte(0);
+    if (lead < 0x80) {
+        return 1;
+    }
+    // No longer forms than needed, no halves of UTF-16's pairs, nothing beyond U+10FFFF.
+    unsigned int least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned int most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    bool good = lead >= 0xC2 && lead <= 0xF4;
+    for (std::size_t at = 1; at < length; ++at) {
+        good = good && byte(at) >= least && byte(at) <= most;
+        least = 0x80;
+        most = 0xBF;
+    }
+    return good ? length : 0;
+}
+
+std::string valid_utf8(std::string_view text) {
     std::string valid;
-    for (std::size_t at = 0; at < text.size();) {
-        rapidjson::StringStream in(padded.c_str() + at);
-        unsigned int ignored = 0;
-        const bool good = rapidjson::UTF8<>::Decode(in, &ignored);
-        const std::size_t length = good ? in.Tell() : 1;
-        valid += good ? text.substr(at, length) : "\xEF\xBF\xBD";
-        at += length;
+    while (!text.empty()) {
+        const std::size_t length = character_length(text);
+        valid += length != 0 ? text.substr(0, length) : "\xEF\xBF\xBD";
+        text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return valid;
 }

@@ -36,12 +36,12 @@ void virtual_stream::close() {
     }
 }
 
-int virtual_stream::read(void* frames, std::uint32_t wanted) {
+int virtual_stream::read(void* frames, std::uint32_t wanted, unsigned int patience_ms) {
     // A blocking read looks for new data only every 32 ms; this one is for those in a hurry.
     constexpr useconds_t kLookUs = 200;
-    constexpr int kLooks = 10'000'000 / kLookUs;
+    const unsigned int looks = patience_ms * 1000 / kLookUs;
     int got = pcm_readi(handle, frames, wanted);
-    for (int look = 0; !waits && got == 0 && look < kLooks; ++look) {
+    for (unsigned int look = 0; !waits && got == 0 && look < looks; ++look) {
         usleep(kLookUs);
         got = pcm_readi(handle, frames, wanted);
     }

@@ -28,8 +28,9 @@ class virtual_stream {
     bool open(const stream_format& format, unsigned int period_size, unsigned int period_count,
               bool blocking);
     void close();
-    /// Frames read, or -1 with error() set. Waits for the first frame at most 10 s in any case.
-    int read(void* frames, std::uint32_t wanted);
+    /// Frames read, or -1 with error() set. Waits for the first frame at most so long; a blocking
+    /// stream has the library's bound of 10 s.
+    int read(void* frames, std::uint32_t wanted, unsigned int patience_ms = 10'000);
     /// Frames left in the buffer and the newest one's time; false when the card doesn't tell.
     bool newest(unsigned int* avail, timespec* time) const;
     std::uint32_t buffer_frames() const { return pcm_get_buffer_size(handle); }

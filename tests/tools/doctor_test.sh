@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# usage: doctor_test.sh ZEL_FC FAULTY_DOCTOR ODD_FOLDER CONFIG_DIR. Each check fails once.
+set -euo pipefail
+zel_fc=$1 doctor=$2 odd=$3
+export ZEL_VOICE_CONFIG_DIR=$4
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+library=libzel_tinyalsa_format_converter_plugin.so
+
+# shows RESULT CHECK TEXT [VARIABLE=VALUE...] [-- OPTION...]: the row of a run that ends with 5 where
+# something failed, else with 0.
+shows() {
+    local result=$1 check=$2 text=$3 got=0 expected=0 variables=()
+    shift 3
+    while [ $# -gt 0 ] && [ "$1" != -- ]; do
+        variables+=("$1")
+        shift
+    done
+    shift || true
+    # What fails anyway needn't take its time.
+    [ "$result" != FAILED ] || expected=5 variables=("ZEL_LOOPBACK_CARD=Sim Pacing=Fast" "${variables[@]}")
+    env "${variables[@]}" "$doctor" "$@" >"$folder/said" 2>"$folder/log" || got=$?
+    if [ "$got" -ne "$expected" ] ||
+        ! grep "^$result  *$check  *" "$folder/said" | grep -qF -- "$text"; then
+        echo "${variables[*]} $*: exit code $got instead of $expected, or no \"$result $check $text\":"
+        cat "$folder/said" "$folder/log"
+        exit 1
+    fi
+}
+
+# A whole card: by both programs, and as JSON.
+"$zel_fc" doctor >"$folder/said"
+[ "$(grep -c '^ok ' "$folder/said")" -eq 16 ]
+grep -qxF "Card 70 works here: 0 of 16 checks failed, 0 warnings." "$folder/said"
+shows ok "mixing file" "entry 11: 8 channels (7.1) to 2"
+shows ok open "48000 Hz, 8 channels, 32 bits" -- -r 48000 -c 8 -b 32
+"$doctor" --json 2>/dev/null | python3 -c 'import json, sys
+j = json.load(sys.stdin)
+sys.exit(not (j["works"] and [c["result"] for c in j["checks"]] == ["pass"] * 16))'
+[ "$("$doctor" -c 0 2>&1 >/dev/null | head -c 6)" = usage: ]
+
+shows FAILED tinyalsa "loads no plugins" ZEL_FAULT=no_plugins
+[ "$(grep -c "^- .* not tried without" "$folder/said")" -eq 5 ]
+
+cards=LD_LIBRARY_PATH=$odd/cards:${LD_LIBRARY_PATH:-}
+shows FAILED "card definition" "card 70 is not defined" "$cards" ZEL_ODD_CARDS=open=70
+shows FAILED "card definition" "card 70 has no PCM device 70" "$cards" ZEL_ODD_CARDS=pcm=0
+shows FAILED "card definition" "card 70 has no mixer" "$cards" ZEL_ODD_CARDS=mixer=0
+shows FAILED "card definition" "of type 0, not 1" "$cards" ZEL_ODD_CARDS=type=0
+shows FAILED "card definition" "does not capture" "$cards" ZEL_ODD_CARDS=capture=0
+shows FAILED "card definition" "names libother.so" "$cards" ZEL_ODD_CARDS=so-name=libother.so
+mkdir "$folder/bad"
+echo "no library" >"$folder/bad/libsndcardparser.so"
+shows FAILED "card definition" libsndcardparser.so "LD_LIBRARY_PATH=$folder/bad:${LD_LIBRARY_PATH:-}"
+
+shows FAILED library "$folder/$library" "$cards" "ZEL_ODD_CARDS=so-name=$folder/$library"
+shows FAILED library "exports no res_coeff" "$cards" "ZEL_ODD_CARDS=so-name=$odd/bare/$library"
+shows FAILED version "table has 12 operations" "$cards" "ZEL_ODD_CARDS=so-name=$odd/short/$library"
+shows FAILED "voice utility" "no capture device \"Loopback Capture_I2S\"" "$cards" ZEL_ODD_CARDS=open=0
+
+shows FAILED "card controls" "does not open: Permission denied" ZEL_FAULT=card_mixer
+shows FAILED "card controls" "there is no \"PCM Slave Rate\"" ZEL_FAULT=missing_control
+shows FAILED "card controls" "\"PCM Slave Channels\" is enumerated, not integer" ZEL_FAULT=kind
+shows FAILED "card controls" "format 3" ZEL_FAULT=format
+shows FAILED "control numbers" "\"PCM Channel Layout\" is number 8, the library watches 6" \
+    ZEL_FAULT=numbers
+shows FAILED mirroring "\"Loopback Volume\" is boolean" ZEL_FAULT=boolean
+grep -q "^FAILED  *mixer of card 70" "$folder/said"
+shows FAILED mirroring "\"PCM Channel Layout\" has no text for item 8" ZEL_FAULT=item
+
+shows FAILED "mixing file" "No such file or directory" "ZEL_VOICE_CONFIG_DIR=$folder"
+grep -q "^warning  *sound  *a second of silence" "$folder/said"
+mkdir "$folder/files"
+echo '{"a": ' >"$folder/files/voice_channel_mixing_coef.json"
+cp "$ZEL_VOICE_CONFIG_DIR/voice_channel_delay_coef.json" "$folder/files"
+shows warning "mixing file" "is not JSON" "ZEL_VOICE_CONFIG_DIR=$folder/files"
+shows warning "mixing file" "has no entry for 8 channels (7.1) to 3" -- -c 3
+shows warning "delay file" "has no entry for 11 channels" "ZEL_LOOPBACK_CARD=PCM Slave Channels=11"
+sed 's/true/false/' "$ZEL_VOICE_CONFIG_DIR/voice_channel_delay_coef.json" \
+    >"$folder/files/voice_channel_delay_coef.json"
+shows warning "delay file" "is disabled, or its entry" "ZEL_VOICE_CONFIG_DIR=$folder/files"
+
+shows FAILED open "cannot set hw params" "ZEL_LOOPBACK_CARD=Sim Fault Open=1000"
+shows warning open "16000 Hz, 2 channels, 16 bits, in " ZEL_FAULT=slow_open
+shows FAILED "first block" "none in 2000.0 ms" "ZEL_LOOPBACK_CARD=Sim Pacing=Step"
+shows warning "first block" "after " "ZEL_LOOPBACK_CARD=Sim Fault Stall=300"
+shows FAILED timestamps "they do not advance" ZEL_FAULT=no_time
+shows FAILED timestamps "by 8.0 ms" ZEL_FAULT=half_time "ZEL_LOOPBACK_CARD=Sim Pacing=Clock"  # halved for the library, and for its client
+shows FAILED sound "the card stopped" "ZEL_LOOPBACK_CARD=Sim Pacing=Step;Sim Granted Frames=15360"
+shows warning sound "a second of silence" "ZEL_LOOPBACK_CARD=Loopback Signal=Silence"
+shows FAILED rights "/dev/snd/pcmC0D0c: Permission denied" ZEL_FAULT=rights

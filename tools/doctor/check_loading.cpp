@@ -1,0 +1,202 @@
+// From tinyalsa to the library: whether each finds the next, and whether they fit together.
+
+#include <dlfcn.h>
+#include <elf.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <tinyalsa/pcm.h>
+#include <tinyalsa/plugin.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+
+#include "examination.h"
+#include "zel_virtual_card.h"
+
+namespace {
+
+constexpr const char* kLibrary = "libzel_tinyalsa_format_converter_plugin.so";
+constexpr const char* kParser = "libsndcardparser.so";
+
+std::string loader_error() {
+    const char* text = dlerror();
+    return text != nullptr ? text : "the loader gives no reason";
+}
+
+/// The file that a loaded function or table came from.
+std::string file_of(const void* address) {
+    Dl_info info{};
+    return dladdr(address, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname
+                                                                    : "this program";
+}
+
+std::string tinyalsa_file() {
+    const void* open = dlsym(RTLD_DEFAULT, "pcm_open");
+    return open != nullptr ? file_of(open) : "tinyalsa in this program";
+}
+
+/// Size of an exported object in bytes, by the file's own symbol table; 0 when it has none. The
+/// file has been loaded, so its headers are sound.
+std::size_t exported_size(const std::string& path, const char* name) {
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat info {};
+    void* start =
+        fd >= 0 && fstat(fd, &info) == 0
+            ? mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ, MAP_PRIVATE, fd, 0)
+            : MAP_FAILED;
+    if (fd >= 0) {
+        close(fd);
+    }
+    if (start == MAP_FAILED) {
+        return 0;
+    }
+    const auto* file = static_cast<const char*>(start);
+    const auto* header = reinterpret_cast<const ElfW(Ehdr)*>(file);
+    const auto* sections = reinterpret_cast<const ElfW(Shdr)*>(file + header->e_shoff);
+    std::size_t size = 0;
+    for (unsigned int s = 0; s < header->e_shnum; ++s) {
+        if (sections[s].sh_type != SHT_DYNSYM) {
+            continue;
+        }
+        const auto* symbols = reinterpret_cast<const ElfW(Sym)*>(file + sections[s].sh_offset);
+        const char* names = file + sections[sections[s].sh_link].sh_offset;
+        for (std::size_t k = 0; k < sections[s].sh_size / sizeof(*symbols); ++k) {
+            if (std::strcmp(names + symbols[k].st_name, name) == 0) {
+                size = symbols[k].st_size;
+            }
+        }
+    }
+    munmap(start, static_cast<std::size_t>(info.st_size));
+    return size;
+}
+
+/// One node of the definition, the PCM device or the mixer; what is wrong, or empty.
+std::string wrong_in(const snd_node_ops& definitions, void* node, bool captures,
+                     std::string* so_name) {
+    int type = 0;
+    int capture = 0;
+    char* text = nullptr;
+    if (node == nullptr) {
+        return captures ? "card 70 has no PCM device 70" : "card 70 has no mixer";
+    }
+    const std::string what = captures ? "device 70 of card 70" : "the mixer of card 70";
+    if (definitions.get_int(node, "type", &type) != 0 || type != 1) {
+        return what + " is of type " + std::to_string(type) + ", not 1 (plugin)";
+    }
+    if (captures && (definitions.get_int(node, "capture", &capture) != 0 || capture != 1)) {
+        return what + " does not capture";
+    }
+    if (definitions.get_str(node, "so-name", &text) != 0 || text == nullptr) {
+        return what + " has no so-name";
+    }
+    *so_name = text;
+    return so_name->substr(so_name->rfind('/') + 1) == kLibrary
+               ? ""
+               : what + " names " + text + ", not " + kLibrary;
+}
+
+}  // namespace
+
+void check_tinyalsa(examination* found) {
+    // No kernel has a card of that number and no definition should, so that nothing is loaded.
+    constexpr unsigned int kNoCard = 9999;
+    pcm_config config{};
+    config.channels = 2;
+    config.rate = 48000;
+    config.period_size = 1536;
+    config.period_count = 4;
+    const std::unique_ptr<pcm, int (*)(pcm*)> handle(pcm_open(kNoCard, 0, PCM_IN, &config),
+                                                     pcm_close);
+    const std::string error = handle ? pcm_get_error(handle.get()) : "";
+    if (error.find("no device (hw/plugin)") != std::string::npos) {
+        found->pass("tinyalsa", tinyalsa_file() + " loads plugins");
+        return;
+    }
+    found->may_open = false;
+    found->fail("tinyalsa", tinyalsa_file() + " loads no plugins (\"" + error + "\")",
+                "Build tinyalsa with -DTINYALSA_USES_PLUGINS; a program that links it statically "
+                "has a copy of its own.");
+}
+
+void check_definition(examination* found) {
+    constexpr const char* kCheck = "card definition";
+    constexpr const char* kDefine =
+        "Give the card parser the definition of card 70; a sample is android/card-defs.xml.";
+    void* parser = dlopen(kParser, RTLD_NOW);
+    const void* table = parser != nullptr ? dlsym(parser, "snd_card_ops") : nullptr;
+    if (table == nullptr) {
+        found->may_open = false;
+        found->fail(kCheck, loader_error(),
+                    std::string("Put ") + kParser +
+                        " where the loader finds it (on a host with an "
+                        "installed tinyalsa: LD_LIBRARY_PATH).");
+        return;
+    }
+    const auto& definitions = *static_cast<const snd_node_ops*>(table);
+    void* card = definitions.open_card(kZelVirtualCard);
+    std::string mixer_library;
+    std::string wrong = "card 70 is not defined";
+    if (card != nullptr) {
+        wrong = wrong_in(definitions, definitions.get_pcm(card, kZelVirtualDevice), true,
+                         &found->so_name);
+        if (wrong.empty()) {
+            wrong = wrong_in(definitions, definitions.get_mixer(card), false, &mixer_library);
+        }
+        definitions.close_card(card);
+    }
+    dlclose(parser);
+    if (wrong.empty()) {
+        found->pass(kCheck, "card 70, device 70: " + found->so_name);
+    } else {
+        found->may_open = false;
+        found->fail(kCheck, wrong, kDefine);
+    }
+}
+
+void check_library(examination* found) {
+    constexpr const char* kCheck = "library";
+    const std::string name = found->so_name.empty() ? kLibrary : found->so_name;
+    found->library = dlopen(name.c_str(), RTLD_NOW);
+    if (found->library == nullptr) {
+        found->may_open = false;
+        found->fail(kCheck, loader_error(),
+                    "Put the file that the loader misses where it looks, for programs of this "
+                    "width (32 or 64 bits).");
+        return;
+    }
+    for (const char* symbol : {"pcm_plugin_ops", "mixer_plugin_ops", "res_coeff", "res_order"}) {
+        if (dlsym(found->library, symbol) == nullptr) {
+            found->may_open = false;
+            found->fail(kCheck, name + " exports no " + symbol,
+                        "Take the library as it was built, with its version script.");
+            return;
+        }
+    }
+    found->pass(kCheck, file_of(dlsym(found->library, "pcm_plugin_ops")));
+}
+
+void check_version(examination* found) {
+    constexpr const char* kCheck = "version";
+    const void* table =
+        found->library != nullptr ? dlsym(found->library, "pcm_plugin_ops") : nullptr;
+    if (table == nullptr) {
+        found->skip(kCheck, "the library");
+        return;
+    }
+    // tinyalsa got pcm_drain together with the operation of that name, its table's sixteenth. No
+    // version number tells.
+    const std::size_t wanted = dlsym(RTLD_DEFAULT, "pcm_drain") != nullptr ? 16 : 15;
+    const std::size_t has = exported_size(file_of(table), "pcm_plugin_ops") / sizeof(void*);
+    const std::string seen = "the library's table has " + std::to_string(has) +
+                             " operations, tinyalsa's has " + std::to_string(wanted);
+    if (has == wanted) {
+        found->pass(kCheck, seen);
+    } else {
+        found->may_open = false;
+        found->fail(kCheck, seen,
+                    "Build the library against the headers of the tinyalsa that it runs with.");
+    }
+}

@@ -1,0 +1,41 @@
+// zel-fc doctor: its command line.
+
+#include <memory>
+
+#include "command_options.h"
+#include "commands.h"
+#include "doctor.h"
+#include "library_log.h"
+
+namespace {
+
+struct doctor_options {
+    stream_format client;
+    bool json = false;
+    bool log = false;
+};
+
+exit_code run_doctor(const doctor_options& options) {
+    print_library_log(options.log);
+    const examination found = examine_card(options.client);
+    options.json ? print_examination_json(found) : print_examination(found);
+    return found.works() ? EXIT_OK : EXIT_PROBLEMS;
+}
+
+}  // namespace
+
+void add_doctor_command(CLI::App* app, tool_action* action) {
+    auto options = std::make_shared<doctor_options>();
+    CLI::App* doctor =
+        app->add_subcommand("doctor", "Tell whether card 70 works here, and if not, what to do");
+    add_client_options(doctor, &options->client);
+    add_json_flag(doctor, &options->json);
+    doctor->add_flag("--log", options->log,
+                     "Pass the library's messages on to the standard error stream");
+    doctor->footer(
+        "Follows the way from tinyalsa to the first samples, a line for each check: what was seen\n"
+        "and, where something is wrong, the remedy. On an image there is the same as a program of\n"
+        "its own, zel-fc-doctor.\n"
+        "Exit codes: 0 card 70 works, perhaps with warnings, 1 usage, 5 a check failed.");
+    doctor->callback([=] { *action = [=] { return run_doctor(*options); }; });
+}

@@ -1,0 +1,74 @@
+#include "doctor.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "json_value.h"
+
+namespace {
+
+/// For people and for programs.
+std::pair<const char*, const char*> words_of(verdict result) {
+    switch (result) {
+        case verdict::pass:
+            return {"ok", "pass"};
+        case verdict::warning:
+            return {"warning", "warning"};
+        case verdict::failure:
+            return {"FAILED", "failure"};
+        case verdict::skipped:
+            break;
+    }
+    return {"-", "skipped"};
+}
+
+}  // namespace
+
+std::size_t examination::count(verdict result) const {
+    return static_cast<std::size_t>(std::count_if(
+        rows.begin(), rows.end(), [=](const check_row& row) { return row.result == result; }));
+}
+
+examination examine_card(const stream_format& client) {
+    examination found(client);
+    check_tinyalsa(&found);
+    check_definition(&found);
+    check_library(&found);
+    check_version(&found);
+    check_voice_utility(&found);
+    check_card_controls(&found);
+    check_coefficient_files(&found);
+    check_virtual_mixer(&found);
+    check_stream(&found);
+    check_rights(&found);
+    return found;
+}
+
+void print_examination(const examination& found) {
+    for (const check_row& row : found.rows) {
+        std::printf("%-8s %-16s %s\n", words_of(row.result).first, row.check, row.seen.c_str());
+        if (!row.remedy.empty()) {
+            std::printf("%-8s %-16s > %s\n", "", "", row.remedy.c_str());
+        }
+    }
+    const std::size_t warnings = found.count(verdict::warning);
+    std::printf("Card 70 %s here: %zu of %zu checks failed, %zu warning%s.\n",
+                found.works() ? "works" : "does not work", found.count(verdict::failure),
+                found.rows.size(), warnings, warnings == 1 ? "" : "s");
+}
+
+void print_examination_json(const examination& found) {
+    json_value checks = json_value::array();
+    for (const check_row& row : found.rows) {
+        json_value one = json_value::object();
+        one.set("check", row.check)
+            .set("result", words_of(row.result).second)
+            .set("seen", row.seen)
+            .set("remedy", row.remedy);
+        checks.append(std::move(one));
+    }
+    json_value all = json_value::object();
+    all.set("works", found.works()).set("checks", std::move(checks));
+    all.print();
+}

@@ -1,0 +1,68 @@
+// zel-fc-doctor: `zel-fc doctor` as a program of its own, for an image. It needs tinyalsa, cJSON
+// and the log and nothing else.
+
+#include <getopt.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "doctor.h"
+#include "exit_code.h"
+
+namespace {
+
+constexpr const char* kHelp =
+    "usage: zel-fc-doctor [-r RATE] [-c CHANNELS] [-b 16|32] [--json]\n"
+    "Tells whether card 70 works here for such a client, and if not, what to do. Run it as the "
+    "user of\n"
+    "the process that captures. Default: 16000 Hz, 2 channels, 16 bits. Exit codes: 0 card 70 "
+    "works,\n"
+    "1 the command line is wrong, 5 a check failed.\n";
+
+bool read_number(const char* text, unsigned int* number) {
+    char* end = nullptr;
+    const unsigned long value = std::strtoul(text, &end, 10);
+    *number = static_cast<unsigned int>(value);
+    return end != text && *end == '\0' && value > 0 && value <= 1'000'000;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    stream_format client;
+    bool json = false;
+    bool good = true;
+    constexpr option kOptions[] = {
+        {"rate", required_argument, nullptr, 'r'}, {"channels", required_argument, nullptr, 'c'},
+        {"bits", required_argument, nullptr, 'b'}, {"json", no_argument, nullptr, 'j'},
+        {"help", no_argument, nullptr, 'h'},       {}};
+    for (int name = 0; (name = getopt_long(argc, argv, "r:c:b:h", kOptions, nullptr)) != -1;) {
+        switch (name) {
+            case 'r':
+                good = read_number(optarg, &client.rate) && client.rate >= 1000 && good;
+                break;
+            case 'c':
+                good = read_number(optarg, &client.channels) && client.channels <= 64 && good;
+                break;
+            case 'b':
+                good = read_number(optarg, &client.bits) &&
+                       (client.bits == 16 || client.bits == 32) && good;
+                break;
+            case 'j':
+                json = true;
+                break;
+            case 'h':
+                std::fputs(kHelp, stdout);
+                return EXIT_OK;
+            default:
+                good = false;
+        }
+    }
+    if (!good || optind != argc) {
+        std::fputs(kHelp, stderr);
+        return EXIT_USAGE;
+    }
+    const examination found = examine_card(client);
+    json ? print_examination_json(found) : print_examination(found);
+    return found.works() ? EXIT_OK : EXIT_PROBLEMS;
+}
