@@ -46,6 +46,18 @@ std::uint32_t interval_min(const snd_pcm_hw_params& params, int interval) {
     return params.intervals[interval - SNDRV_PCM_HW_PARAM_FIRST_INTERVAL].min;
 }
 
+std::uint32_t format_mask(const snd_pcm_hw_params& params) {
+    return params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0];
+}
+
+/// A client that takes 8 bits a sample has no room for the 16 that it would be given. tinyalsa
+/// refuses no format.
+bool has_no_room(const snd_pcm_hw_params& params) {
+    constexpr std::uint32_t kNarrow = (1U << SNDRV_PCM_FORMAT_S8) | (1U << SNDRV_PCM_FORMAT_U8);
+    const std::uint32_t mask = format_mask(params);
+    return mask != 0 && (mask & ~kNarrow) == 0;
+}
+
 /// The width decides; but tinyalsa always names 16 bits there and keeps what the client asked for
 /// in the format mask only, so a mask that names just one of our formats has the last word. Speaks
 /// in the name of hw_params.
@@ -57,8 +69,7 @@ void take_format(const snd_pcm_hw_params& params, pcm_config* config) {
     } else if (bits == 16) {
         config->format = PCM_FORMAT_S16_LE;
     }
-    const std::uint32_t mask =
-        params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0];
+    const std::uint32_t mask = format_mask(params);
     const bool s16 = (mask & (1U << SNDRV_PCM_FORMAT_S16_LE)) != 0;
     const bool s32 = (mask & (1U << SNDRV_PCM_FORMAT_S32_LE)) != 0;
     if (s16 != s32) {
@@ -142,6 +153,8 @@ int hw_params(pcm_plugin* plugin, snd_pcm_hw_params* params) {
         if (channels == 0 || channels > kMaxChannels) {
             ZEL_FC_LOGE("channel num %d out of limit %d", static_cast<int>(channels),
                         static_cast<int>(kMaxChannels));
+        } else if (has_no_room(*params)) {
+            ZEL_FC_LOGE("samples of 8 bits have no room for 16");
         } else if (status = zel_guarded([=] { return zel_open_stream(plugin); }); status != 0) {
             ZEL_FC_LOGE("format converter open fail.");
         }

@@ -19,7 +19,8 @@ LIBRARY = "libzel_tinyalsa_format_converter_plugin"
 # Not the library's own choice: what Soong sets itself, the build type's, and g++'s own.
 LEFT_TO_SOONG = {
     "-O2", "-g", "-DNDEBUG", "-fPIC", "-U_FORTIFY_SOURCE", "-D_FORTIFY_SOURCE=2",
-    "-fstack-protector-strong", "-Wno-restrict", "-Dzel_tinyalsa_format_converter_plugin_EXPORTS"}
+    "-fstack-protector-strong", "-Wno-restrict", "-Wno-free-nonheap-object",
+    "-Dzel_tinyalsa_format_converter_plugin_EXPORTS"}
 
 
 def cmake_compilations():

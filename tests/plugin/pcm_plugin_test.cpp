@@ -226,6 +226,14 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
     }
 }
 
+TEST_F(pcm_plugin_test, a_client_of_8_bits_whose_buffer_would_overflow_is_refused) {
+    pcm_plugin* plugin = open();
+    EXPECT_EQ(set_params(plugin, {.format_mask = 1U << SNDRV_PCM_FORMAT_S8}), -22);
+    EXPECT_TRUE(zel_test::log_has("hw_params", "samples of 8 bits have no room for 16"));
+    EXPECT_FALSE(zel_test::log_has("open FC with"));
+    EXPECT_EQ(close(plugin), 0);
+}
+
 TEST_F(pcm_plugin_test, a_refused_second_client_leaves_the_first_alone) {
     pcm_plugin* first = open();
     ASSERT_EQ(set_params(first, {}), 0);

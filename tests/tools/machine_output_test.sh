@@ -59,6 +59,11 @@ holds 5 'j["files"][0]["file"].endswith("b\ufffd.json")' \
 holds 0 'j["chain"]["mixing"] == {"in_use": "identity", "file": j["mixing_file"],
     "reason": "8(7.1) => 3 mixing coefficient not found"} and
     j["matrix"] == [[int(i == o) for i in range(8)] for o in range(3)]' info --json -c 3
+holds 0 'len(j["chain"]["warnings"]) == 2 and "audio is lost all the time" in j["chain"]["warnings"][1] and
+    "it delivers 16" in j["chain"]["warnings"][0]' info --json -b 24 -p 2000 -n 1
+holds 0 '"a single block" in j["chain"]["warnings"][0]' info --json -n 1
+holds 0 'j["chain"]["warnings"] == []' info --json -p 1024 -n 4
+holds 0 '"50 % of each block is silence" in j["chain"]["warnings"][0]' info --json -b 32 -r 32000
 holds 2 'not j["opens"] and j["chain"] == {}' info --json --card-rate 44100
 grep -qF "the library says: sample rate is not 16 48Khz" "$folder/errors"
 

@@ -181,8 +181,7 @@ exit_code capture(const capture_options& options, unsigned int card_rate, simula
     virtual_stream stream;
     // One block at a time, so that changes of the card come when they are due.
     card_feeder feeder(&card, client.rate, card_rate, 1);
-    const bool opened =
-        stream.open(client, options.period_size, options.period_count, !options.fast);
+    const bool opened = stream.open(client, !options.fast);
     session s{
         options,
         stream,

@@ -13,8 +13,6 @@ struct capture_options {
     std::string out_file = "capture.wav";
     stream_format client;
     double seconds = 5;
-    unsigned int period_size = 0;  ///< frames; 0 stands for one block of 32 ms
-    unsigned int period_count = 8;
     card_setup card;
     coefficient_paths coefficients;
     bool fast = false;

@@ -13,15 +13,9 @@ void add_stream_options(CLI::App* capture, capture_options* options) {
         ->envname("ZEL_CAPTURE_FILE")
         ->capture_default_str();
     add_client_options(capture, &options->client);
+    add_buffer_options(capture, &options->client);
     capture->add_option("-s,--seconds", options->seconds, "Length of the recording in seconds")
         ->check(CLI::Range(0.01, 86400.0))
-        ->capture_default_str();
-    capture
-        ->add_option("-p,--period-size", options->period_size,
-                     "Frames per period (default: one block of 32 ms)")
-        ->check(CLI::Range(1U, 1U << 20));
-    capture->add_option("-n,--period-count", options->period_count, "Periods in the buffer")
-        ->check(CLI::Range(1, 1024))
         ->capture_default_str();
     add_coefficient_options(capture, &options->coefficients);
     add_json_flag(capture, &options->json);

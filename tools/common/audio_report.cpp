@@ -62,11 +62,16 @@ json_value chain_json(const chain_report& chain) {
         .set("mixing", true)
         .set("rate_conversion", chain.converts_rate)
         .set("padding", chain.pads);
+    json_value warnings = json_value::array();
+    for (const std::string& text : chain.warnings()) {
+        warnings.append(text);
+    }
     json.set("card", std::move(card))
         .set("stages", std::move(stages))
         .set("mixing", file_json(chain.mixing_use(), chain.card.mixing_path, chain.mixing))
         .set("delay", file_json(chain.delay_use(), chain.card.delay_path, chain.delay))
-        .set("audio_share", chain.audio_share);
+        .set("audio_share", chain.audio_share)
+        .set("warnings", std::move(warnings));
     return json;
 }
 

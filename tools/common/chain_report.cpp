@@ -2,6 +2,7 @@
 
 #include <tinyalsa/mixer.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -52,7 +53,7 @@ chain_report chain_for(const stream_format& client) {
     chain.client = client;
     const card_state& card = chain.card;
     chain.converts_rate = card.rate != client.rate;
-    chain.truncates = card.word_bits == 32 && (client.bits == 16 || chain.converts_rate);
+    chain.truncates = card.word_bits == 32 && (client.bits != 32 || chain.converts_rate);
     const unsigned int inner_bits = chain.truncates ? 16 : card.word_bits;
     chain.pads = inner_bits == 16 && client.bits == 32;
     // The rate converter makes one frame of three, whatever the client's rate is.
@@ -82,6 +83,35 @@ std::vector<unsigned int> chain_report::delay_frames() const {
     return frames;
 }
 
+namespace {
+
+/// The client's buffer takes whole blocks; the card, whose period has as many frames as the
+/// client's, gives a period at once.
+void add_buffer_warning(const chain_report& chain, std::vector<std::string>* all) {
+    const unsigned int block = chain.client.block_frames();
+    const unsigned int period = chain.client.period_frames();
+    const unsigned int blocks =
+        chain.client.period_count * (period % block == 0 ? period / block : 1);
+    const double buffer_ms = 32.0 * blocks;
+    const double period_ms = 1e3 * period / std::max(chain.card.rate, 1U);
+    char text[160] = "";
+    if (period_ms > buffer_ms) {
+        std::snprintf(text, sizeof(text),
+                      "the card delivers a period of %.1f ms at once, the client's buffer holds "
+                      "%.0f ms: audio is lost all the time; take shorter periods, or more",
+                      period_ms, buffer_ms);
+    } else if (blocks == 1) {
+        std::snprintf(text, sizeof(text),
+                      "the client's buffer holds a single block, 32 ms: a read that comes late "
+                      "loses audio; take two periods at least");
+    }
+    if (*text != '\0') {
+        all->emplace_back(text);
+    }
+}
+
+}  // namespace
+
 std::vector<std::string> chain_report::warnings() const {
     std::vector<std::string> all;
     if (!mixing.used) {
@@ -102,6 +132,13 @@ std::vector<std::string> chain_report::warnings() const {
         all.push_back("the converter has no way from the card's " + std::to_string(card.rate) +
                       " Hz to the client's rate: " + part);
     }
+    if (client.bits == 24) {
+        all.emplace_back(
+            "the library has no samples of 24 bits: it delivers 16, and of each read the first "
+            "half "
+            "of the buffer is filled");
+    }
+    add_buffer_warning(*this, &all);
     if (card.low_bytes && truncates) {
         all.emplace_back(
             "a 24-bit card's samples lose their lower 16 bits and play 48 dB down; to play them at "

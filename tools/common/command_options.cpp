@@ -2,15 +2,26 @@
 
 #include "channel_layout.h"
 
-void add_client_options(CLI::App* command, stream_format* client) {
+void add_client_options(CLI::App* command, stream_format* client, bool any_bits) {
     command->add_option("-r,--rate", client->rate, "Client's rate in Hz (16000 to 48000)")
         ->check(CLI::Range(16000, 48000))
         ->capture_default_str();
     command->add_option("-c,--channels", client->channels, "Client's channels (1 to 8)")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
-    command->add_option("-b,--bits", client->bits, "Client's bits per sample (16 or 32)")
-        ->check(CLI::IsMember({16, 32}))
+    CLI::Option* bits =
+        command->add_option("-b,--bits", client->bits, "Client's bits per sample (16 or 32)");
+    bits->check(any_bits ? CLI::IsMember({16, 24, 32}) : CLI::IsMember({16, 32}))
+        ->capture_default_str();
+}
+
+void add_buffer_options(CLI::App* command, stream_format* client) {
+    command
+        ->add_option("-p,--period-size", client->period_size,
+                     "Frames per period (default: one block of 32 ms)")
+        ->check(CLI::Range(1U, 1U << 20));
+    command->add_option("-n,--period-count", client->period_count, "Periods in the buffer")
+        ->check(CLI::Range(1, 1024))
         ->capture_default_str();
 }
 

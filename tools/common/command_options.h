@@ -11,7 +11,10 @@
 
 // Options that several subcommands share, with the same names and words.
 
-void add_client_options(CLI::App* command, stream_format* client);
+/// Rate, channels and width; `any_bits`: also one that the library does not deliver.
+void add_client_options(CLI::App* command, stream_format* client, bool any_bits = false);
+/// Period size and count.
+void add_buffer_options(CLI::App* command, stream_format* client);
 void add_coefficient_options(CLI::App* command, coefficient_paths* files);
 /// Width and layout; `channels_and_rate`: those two as well.
 void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rate,

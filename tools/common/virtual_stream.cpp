@@ -10,15 +10,16 @@ bool virtual_stream::fail(const char* what) {
     return false;
 }
 
-bool virtual_stream::open(const stream_format& format, unsigned int period_size,
-                          unsigned int period_count, bool blocking) {
+bool virtual_stream::open(const stream_format& format, bool blocking) {
     waits = blocking;
     pcm_config config{};
     config.channels = format.channels;
     config.rate = format.rate;
-    config.period_size = period_size != 0 ? period_size : format.block_frames();
-    config.period_count = period_count;
-    config.format = format.bits == 32 ? PCM_FORMAT_S32_LE : PCM_FORMAT_S16_LE;
+    config.period_size = format.period_frames();
+    config.period_count = format.period_count;
+    config.format = format.bits == 32   ? PCM_FORMAT_S32_LE
+                    : format.bits == 24 ? PCM_FORMAT_S24_LE
+                                        : PCM_FORMAT_S16_LE;
     const unsigned int flags =
         PCM_IN | PCM_MONOTONIC | (blocking ? 0 : static_cast<unsigned int>(PCM_NONBLOCK));
     handle = pcm_open(kZelVirtualCard, kZelVirtualDevice, flags, &config);

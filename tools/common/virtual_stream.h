@@ -9,10 +9,13 @@
 struct stream_format {
     unsigned int rate = 16000;  ///< Hz
     unsigned int channels = 2;
-    unsigned int bits = 16;
+    unsigned int bits = 16;        ///< 16, 24 (in 32-bit words) or 32
+    unsigned int period_size = 0;  ///< frames; 0 stands for one block
+    unsigned int period_count = 8;
 
     /// Length of the converter's 32 ms block in frames.
     unsigned int block_frames() const { return rate / 1000 * 32; }
+    unsigned int period_frames() const { return period_size != 0 ? period_size : block_frames(); }
 };
 
 /// The capture stream of card 70, device 70, that a client opens.
@@ -23,10 +26,9 @@ class virtual_stream {
     virtual_stream(const virtual_stream&) = delete;
     virtual_stream& operator=(const virtual_stream&) = delete;
 
-    /// Opens and starts the stream; false with error() set. A period of 0 frames stands for one
-    /// block. `blocking`: reads wait for their frames; else they return what is there, or 0.
-    bool open(const stream_format& format, unsigned int period_size, unsigned int period_count,
-              bool blocking);
+    /// Opens and starts the stream; false with error() set. `blocking`: reads wait for their
+    /// frames; else they return what is there, or 0.
+    bool open(const stream_format& format, bool blocking);
     void close();
     /// Frames read, or -1 with error() set. Waits for the first frame at most so long; a blocking
     /// stream has the library's bound of 10 s.

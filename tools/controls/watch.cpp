@@ -123,8 +123,7 @@ exit_code run_watch(const watch_options& options) {
     virtual_stream stream;
     if (options.card == kZelVirtualCard && !options.no_stream) {
         held_library_log log;
-        constexpr unsigned int kPeriods = 4;
-        if (!stream.open({}, 0, kPeriods, true)) {
+        if (!stream.open({}, true)) {
             fail(EXIT_OPEN, stream.error());
             explain_failure(log.take());
             return EXIT_OPEN;

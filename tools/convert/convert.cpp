@@ -192,7 +192,9 @@ exit_code convert(job& j, simulated_card& card) {
     held_library_log log;
     virtual_stream stream;
     card_feeder feeder(&card, j.options.client.rate, j.in.rate, kBlocksAhead);
-    if (!stream.open(j.options.client, 0, kPeriods, false)) {
+    stream_format client = j.options.client;
+    client.period_count = kPeriods;
+    if (!stream.open(client, false)) {
         fail(EXIT_OPEN, stream.error());
         explain_failure(log.take());
         return EXIT_OPEN;

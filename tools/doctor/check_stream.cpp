@@ -33,9 +33,8 @@ std::string ms_text(double ms) {
 
 void open_stream(examination* found, virtual_stream* stream, bool* opened) {
     constexpr const char* kCheck = "open";
-    constexpr unsigned int kPeriods = 8;
     const auto begin = steady::now();
-    *opened = stream->open(found->client, 0, kPeriods, false);
+    *opened = stream->open(found->client, false);
     const double took = ms_since(begin);
     const std::string client = std::to_string(found->client.rate) + " Hz, " +
                                std::to_string(found->client.channels) + " channels, " +

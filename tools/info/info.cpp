@@ -52,8 +52,7 @@ std::vector<setting> read_settings() {
 void try_stream(const info_options& options, findings* found) {
     held_library_log log;
     virtual_stream stream;
-    constexpr unsigned int kPeriods = 4;
-    if (!stream.open(options.client, 0, kPeriods, true)) {
+    if (!stream.open(options.client, true)) {
         found->open_error = stream.error();
     }
     found->open_messages = log.take();
@@ -123,6 +122,9 @@ void print_chain_for(const info_options& options, const findings& found) {
         std::printf(" %u", frames);
     }
     std::printf(" frames of the card\n");
+    for (const std::string& text : found.chain.warnings()) {
+        std::printf("  warning   %s\n", text.c_str());
+    }
     print_matrix(found, client.channels);
 }
 
@@ -196,9 +198,7 @@ exit_code run_info(const info_options& options) {
         print_chain_for(options, found);
         print_settings(found);
     }
-    if (found.open_error.empty()) {
-        warn_of(found.chain);
-    } else {
+    if (!found.open_error.empty()) {
         fail(EXIT_OPEN, found.open_error);
         explain_failure(found.open_messages);
     }
