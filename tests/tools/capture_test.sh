@@ -89,6 +89,7 @@ convert "$out" "$mixing" --mixing "$mixing"
 plot recording "$out" "$out"
 plot matrix "$mixing" "$mixing"
 END
+ZEL_LOOPBACK_CARD="Sim WAV File=$out" expect 1 "the output would overwrite" capture "$out"
 cmp "$mixing" "$2/voice_channel_mixing_coef.json"
 cmp "$out" "$folder/kept"
 rm "$folder/same.wav"

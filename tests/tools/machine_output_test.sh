@@ -36,6 +36,14 @@ holds 0 'j["in"]["frames"] == 16000 and j["chain"]["card"]["rate"] == 16000 and
 holds 0 'j["chain"]["card"] == {"channels": 6, "layout": "7.1", "word_bits": 32, "rate": 48000} and
     j["restarts"] == 1' capture "$out" --fast -s 1 --json -q \
     --change "0:FC log level=None" --change "0.5:PCM Slave Channels=6"
+# Of a file that is played it is known which samples the weights take beyond full scale.
+echo '{"MixingCoefficientEnable": true, "MixingWeighting": [{"InputChannel": 2,
+    "InputChannelLayout": "2.0", "OutputChannel": 2, "Parameters": [9, 0, 0, 9]}]}' >"$folder/loud.json"
+for weights in "0 $2/voice_channel_mixing_coef.json" "1 $folder/loud.json"; do
+    holds 0 "(j[\"overloads\"] > 1000) == ${weights%% *}" capture "$folder/loud.wav" --fast -s 1 --json -q \
+        --wav "$out" --mixing "${weights#* }" --card-rate 48000
+done
+grep -qF "mixed samples are beyond full scale" "$folder/errors"
 # No way from 48000 to 32000 Hz.
 "$zel_fc" capture "$out" --fast -s 0.5 -r 48000 -c 8 -q >/dev/null
 holds 0 'j["chain"]["audio_share"] == 0 and

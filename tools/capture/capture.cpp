@@ -16,6 +16,7 @@
 #include "card_feeder.h"
 #include "interrupt.h"
 #include "library_log.h"
+#include "mix_overloads.h"
 #include "output_file.h"
 #include "stream_monitor.h"
 #include "zel_virtual_card.h"
@@ -36,6 +37,7 @@ struct session {
     struct mixer* mixer;  ///< of card 70, or null
     chain_report chain;
     unsigned int restarts = 0;
+    std::uint64_t overloads = 0;
     std::vector<std::string> events{};
     std::uint64_t done = 0;
 };
@@ -142,6 +144,7 @@ void print_json(const session& s) {
         .set("overruns", s.monitor.overruns())
         .set("frames_lost", s.monitor.lost_frames())
         .set("restarts", s.restarts)
+        .set("overloads", s.overloads)
         .set("events", std::move(events))
         .set("chain", chain_json(s.chain));
     all.print();
@@ -162,6 +165,11 @@ exit_code record_to_file(session& s) {
         code = fail(EXIT_WRITE, file.error());
     }
     warn_of(s.chain);
+    // One pass of the file at most, over a card that stayed as it is.
+    if (!s.options.card.wav_file.empty() && s.options.changes.empty()) {
+        s.overloads = warn_of_overloads(s.chain, s.options.card.wav_file,
+                                        s.done * s.chain.card.rate / client.rate);
+    }
     s.options.json ? print_json(s) : print_summary(s);
     return code;
 }
@@ -219,7 +227,7 @@ exit_code run_capture(const capture_options& options) {
     if (!wrong.empty()) {
         return fail(EXIT_OPEN, wrong);
     }
-    if (keep_inputs(options.out_file, {setup.wav_file}) != EXIT_OK) {
+    if (keep_inputs(options.out_file, {}) != EXIT_OK) {
         return EXIT_USAGE;
     }
     catch_interrupts();

@@ -44,6 +44,7 @@ card_state read_card_state() {
     card.layout = text_of(handle.get(), zel_card_names::kLayoutControl);
     card.mixing_path = text_of(handle.get(), "FC mixing coef file");
     card.delay_path = text_of(handle.get(), "FC delay coef file");
+    card.wav_file = text_of(handle.get(), "Sim WAV File");
     return card;
 }
 

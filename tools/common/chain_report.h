@@ -16,6 +16,7 @@ struct card_state {
     std::string layout;
     std::string mixing_path;
     std::string delay_path;
+    std::string wav_file;  ///< that the simulated card may play
 };
 card_state read_card_state();
 

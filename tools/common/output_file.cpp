@@ -6,7 +6,7 @@
 
 exit_code keep_inputs(const std::string& out, std::vector<std::string> inputs) {
     const card_state card = read_card_state();
-    inputs.insert(inputs.end(), {card.mixing_path, card.delay_path});
+    inputs.insert(inputs.end(), {card.mixing_path, card.delay_path, card.wav_file});
     for (const std::string& input : inputs) {
         std::error_code ignored;
         if (std::filesystem::equivalent(input, out, ignored)) {

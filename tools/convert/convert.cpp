@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <deque>
 #include <vector>
 
 #include "audio_report.h"
@@ -13,6 +12,7 @@
 #include "chain_report.h"
 #include "interrupt.h"
 #include "library_log.h"
+#include "mix_overloads.h"
 #include "output_file.h"
 #include "progress_bar.h"
 #include "zel_src_48k.h"
@@ -42,45 +42,6 @@ std::uint64_t ringing_frames(const chain_report& chain) {
     return *std::max_element(delays.begin(), delays.end()) +
            (chain.converts_rate ? static_cast<unsigned int>(res_order) : 0);
 }
-
-/// Counts the mixed samples that are beyond what the chain's width holds. Weights and delays are
-/// the stages'; only the order of adding may differ from theirs.
-class overload_count {
-  public:
-    explicit overload_count(const chain_report& report)
-        : chain(report), delays(report.delay_frames()), lines(delays.size()) {
-        for (std::size_t c = 0; c < lines.size(); ++c) {
-            lines[c].assign(delays[c], 0);
-        }
-    }
-
-    void add(const double* frames, std::size_t count) {
-        const std::size_t inputs = lines.size();
-        std::vector<double> delayed(inputs);
-        const double full = chain.truncates || chain.card.word_bits == 16 ? 32768 : 2147483648;
-        for (std::size_t f = 0; f < count; ++f) {
-            for (std::size_t c = 0; c < inputs; ++c) {
-                lines[c].push_back(std::floor(frames[f * inputs + c] * full));
-                delayed[c] = lines[c].front();
-                lines[c].pop_front();
-            }
-            for (std::size_t o = 0; o < chain.client.channels; ++o) {
-                double sum = 0;
-                for (std::size_t c = 0; c < inputs; ++c) {
-                    sum += static_cast<double>(chain.mixing.weights[o * inputs + c]) * delayed[c];
-                }
-                overloads += std::trunc(sum) < -full || std::trunc(sum) >= full ? 1U : 0U;
-            }
-        }
-    }
-    std::uint64_t count() const { return overloads; }
-
-  private:
-    const chain_report& chain;
-    std::vector<unsigned int> delays;
-    std::vector<std::deque<double>> lines;
-    std::uint64_t overloads = 0;
-};
 
 struct job {
     const convert_options& options;
@@ -180,14 +141,6 @@ void pass_on(const job& j, held_library_log& log) {
     }
 }
 
-void count_overloads(job& j) {
-    overload_count counter(j.chain);
-    sound_info ignored;
-    read_sound(j.options.in_file, &ignored,
-               [&](const double* frames, std::size_t count) { counter.add(frames, count); });
-    j.overloads = counter.count();
-}
-
 exit_code convert(job& j, simulated_card& card) {
     held_library_log log;
     virtual_stream stream;
@@ -230,7 +183,7 @@ exit_code run_convert(const convert_options& options) {
     if (!wrong.empty()) {
         return fail(EXIT_OPEN, wrong);
     }
-    if (keep_inputs(options.out_file, {options.in_file}) != EXIT_OK) {
+    if (keep_inputs(options.out_file, {}) != EXIT_OK) {
         return EXIT_USAGE;
     }
     catch_interrupts();
@@ -239,12 +192,7 @@ exit_code run_convert(const convert_options& options) {
         return code;
     }
     warn_of(j.chain);
-    count_overloads(j);
-    if (j.overloads > 0) {
-        warn(std::to_string(j.overloads) +
-             " mixed samples are beyond full scale: 16-bit ones wrap "
-             "round, 32-bit ones clip; zel-fc check tells which weights are too large");
-    }
+    j.overloads = warn_of_overloads(j.chain, options.in_file, j.in.frames);
     options.json ? print_json(j) : print_summary(j);
     return code;
 }
