@@ -19,7 +19,7 @@
 #define ZEL_FC_LOGI(...) ZEL_FC_LOGI_OF(__func__, __VA_ARGS__)
 #define ZEL_FC_LOGT(...) ZEL_FC_LOGT_OF(__func__, __VA_ARGS__)
 
-// From a step that speaks for the operation it belongs to: a reader of the log knows operations.
+// Under the name of the operation that a step belongs to: a reader of the log knows operations.
 #define ZEL_FC_LOGE_OF(operation, ...) \
     ZEL_FC_LOG(FC_LOG_ERROR, ANDROID_LOG_ERROR, operation, __VA_ARGS__)
 #define ZEL_FC_LOGW_OF(operation, ...) \

@@ -105,7 +105,7 @@ int zel_format_converter::init_fc_submodule() {
     return 0;
 }
 
-// The steps of init_fc_submodule speak in its name.
+// Its steps log under its name.
 namespace {
 constexpr const char* kInit = "init_fc_submodule";
 }

@@ -196,7 +196,7 @@ int zel_format_converter::process_command() {
     return 0;
 }
 
-// The steps of process_command speak in its name.
+// Its steps log under its name.
 namespace {
 constexpr const char* kProcess = "process_command";
 }

@@ -7,7 +7,7 @@
 /// string literal; a message is at most about 1000 characters long, the log cuts longer ones.
 #define ZEL_LOG_PRINT(prio, tag, ...) ZEL_LOG_PRINT_OF(prio, tag, __func__, __VA_ARGS__)
 
-/// The same led by another function's name, for a step that speaks for the operation it belongs to.
+/// The same under another function's name, for a step that logs as the operation it belongs to.
 #ifndef __cppcheck__
 #define ZEL_LOG_PRINT_OF(prio, tag, operation, fmt, ...)                                 \
     static_cast<void>(__android_log_print((prio), (tag), "%-20s:%04d " fmt, (operation), \

@@ -14,7 +14,7 @@ namespace zel_format_converter_mixer_plugin {
 
 namespace {
 
-// The steps of these two speak in their name.
+// Steps of these two log under their names.
 constexpr const char* kGet = "get";
 constexpr const char* kPut = "put";
 

@@ -22,7 +22,7 @@ struct mixer_closer {
     void operator()(mixer* opened) const { mixer_close(opened); }
 };
 
-/// One control of the freshly opened card, for one operation, in whose name all messages are;
+/// One control of the freshly opened card, for one operation, whose name all messages bear;
 /// without one, `status` tells why.
 struct card_control {
     const char* operation;
@@ -98,7 +98,7 @@ int clamp_to_int(long value) {
         std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-// The mirroring of one control speaks in the name of add_dd_snd_ctl.
+// The mirroring of one control logs under the name of add_dd_snd_ctl.
 constexpr const char* kAdd = "add_dd_snd_ctl";
 
 int no_memory(const char* name) {

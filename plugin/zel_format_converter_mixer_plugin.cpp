@@ -27,7 +27,7 @@ namespace {
 
 constexpr const char* kAdd = "add_snd_ctl";
 
-/// Speaks in the name of add_snd_ctl, as the next function does.
+/// Logs under the name of add_snd_ctl, as the next function does.
 bool add_own_controls(snd_control* slots) {
     constexpr snd_value_bytes kPathBytes{zel_format_converter::kMaxPathBytes};
     std::array<const char*, 7> levels{};

@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 #include <tinyalsa/mixer.h>
-// tinyalsa's plugin interface speaks the kernel's sound records.
+// tinyalsa's plugin interface uses the kernel's sound records.
 #include <sound/asound.h>
 #include <tinyalsa/plugin.h>
 

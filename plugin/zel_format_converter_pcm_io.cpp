@@ -34,7 +34,7 @@ int read_converter(std::uint8_t* to, std::uint64_t bytes) {
     });
 }
 
-/// Fills the client's buffer, sleeping whenever the ring buffer is empty. Speaks in the name of
+/// Fills the client's buffer, sleeping whenever the ring buffer is empty. Logs under the name of
 /// readi_frames.
 int read_all(std::uint8_t* to, std::uint64_t bytes) {
     constexpr const char* kRead = "readi_frames";

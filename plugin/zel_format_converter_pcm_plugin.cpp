@@ -59,8 +59,8 @@ bool has_no_room(const snd_pcm_hw_params& params) {
 }
 
 /// The width decides; but tinyalsa always names 16 bits there and keeps what the client asked for
-/// in the format mask only, so a mask that names just one of our formats has the last word. Speaks
-/// in the name of hw_params.
+/// in the format mask only, so a mask that names just one of our formats decides over it. Logs
+/// under the name of hw_params.
 void take_format(const snd_pcm_hw_params& params, pcm_config* config) {
     constexpr const char* kParams = "hw_params";
     const std::uint32_t bits = interval_min(params, SNDRV_PCM_HW_PARAM_SAMPLE_BITS);

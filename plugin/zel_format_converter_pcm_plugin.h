@@ -3,7 +3,7 @@
 #include <poll.h>
 #include <sys/types.h>
 #include <tinyalsa/pcm.h>
-// tinyalsa's plugin interface speaks the kernel's sound records.
+// tinyalsa's plugin interface uses the kernel's sound records.
 #include <sound/asound.h>
 #include <tinyalsa/plugin.h>
 

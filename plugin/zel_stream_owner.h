@@ -3,7 +3,7 @@
 #include <sound/asound.h>
 #include <sys/types.h>
 #include <tinyalsa/pcm.h>
-// tinyalsa's plugin interface speaks the kernel's sound records.
+// tinyalsa's plugin interface uses the kernel's sound records.
 #include <tinyalsa/plugin.h>
 
 // The converter has one stream, and it belongs to the handle whose hw_params opened it. tinyalsa
