@@ -155,15 +155,11 @@ void check_delay_entries(const located_json& text, const cJSON* body, file_repor
 decision decide_delay(const std::string& path, const located_json& text,
                       const stream_request& stream) {
     const taken_delays taken = take_delays(path, stream.channels, stream.rate);
-    decision decided;
-    decided.request = stream;
-    decided.status = taken.status;
-    decided.log = device_texts(taken.log);
+    decision decided = begin_decision(stream, taken);
     if (taken.status != 0) {
         return decided;
     }
     decided.delays_ms = taken.ms;
-    decided.used = taken.used;
     const bool any = std::any_of(decided.delays_ms.begin(), decided.delays_ms.end(),
                                  [](unsigned int ms) { return ms > 0; });
     decided.result = any ? outcome::delays : outcome::bypass;

@@ -42,15 +42,18 @@ std::string fallback_text(file_kind kind) {
                                     : "mixes by the identity matrix instead";
 }
 
-std::vector<std::string> device_texts(const std::vector<library_message>& log) {
+decision begin_decision(const stream_request& stream, const taken_coefficients& taken) {
     constexpr std::size_t kLongestMessage = 160;
-    std::vector<std::string> texts;
-    for (const library_message& message : log) {
+    decision decided;
+    decided.request = stream;
+    decided.status = taken.status;
+    decided.used = taken.used;
+    for (const library_message& message : taken.log) {
         if (message.priority >= ANDROID_LOG_INFO) {
-            texts.push_back(printable(without_origin(message.text), kLongestMessage));
+            decided.log.push_back(printable(without_origin(message.text), kLongestMessage));
         }
     }
-    return texts;
+    return decided;
 }
 
 std::string identity_text(unsigned int inputs, unsigned int outputs) {

@@ -24,8 +24,9 @@ top_names top_names_of(file_kind kind);
 
 /// What a stage does without a usable entry, such as "mixes by the identity matrix".
 std::string fallback_text(file_kind kind);
-/// The messages without debug messages, function and line, cut to what can be printed.
-std::vector<std::string> device_texts(const std::vector<library_message>& log);
+/// What a stage took for that stream, with its messages but for debug messages, function and line,
+/// cut to what can be printed.
+decision begin_decision(const stream_request& stream, const taken_coefficients& taken);
 /// What the identity matrix does to these channels.
 std::string identity_text(unsigned int inputs, unsigned int outputs);
 

@@ -31,15 +31,11 @@ std::string mixing_stream_text(const stream_request& stream) {
 decision decide_mixing(const std::string& path, const located_json& text,
                        const stream_request& stream) {
     const taken_weights taken = take_weights(path, stream.layout, stream.channels, stream.outputs);
-    decision decided;
-    decided.request = stream;
-    decided.status = taken.status;
-    decided.log = device_texts(taken.log);
+    decision decided = begin_decision(stream, taken);
     if (taken.status != 0) {
         return decided;
     }
     decided.weights = taken.weights;
-    decided.used = taken.used;
     decided.result = taken.used       ? outcome::entry
                      : taken.silent() ? outcome::silence
                                       : outcome::identity;

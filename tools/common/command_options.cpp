@@ -79,6 +79,10 @@ void add_change_option(CLI::App* command, std::vector<card_change>* changes,
         ->type_name("CHANGE");
 }
 
+void add_log_flag(CLI::App* command, bool* log) {
+    command->add_flag("--log", *log, "Pass the library's messages on to the standard error stream");
+}
+
 void add_json_flag(CLI::App* command, bool* json) {
     command->add_flag("--json", *json, "Print JSON, for programs");
 }

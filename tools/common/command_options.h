@@ -22,4 +22,5 @@ void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rat
 /// "--change", once or more; the words are followed by an example.
 void add_change_option(CLI::App* command, std::vector<card_change>* changes,
                        const std::string& words);
+void add_log_flag(CLI::App* command, bool* log);
 void add_json_flag(CLI::App* command, bool* json);

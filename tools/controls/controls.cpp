@@ -20,14 +20,46 @@ exit_code no_card(const controls_options& options) {
     return fail(EXIT_OPEN, "cannot open the mixer of card " + std::to_string(options.card));
 }
 
-/// The control that the options name, or null with a message.
-mixer_ctl* named_control(mixer* handle, const controls_options& options) {
-    mixer_ctl* control = find_control(handle, options.control);
-    if (control == nullptr) {
-        fail(EXIT_USAGE, "card " + std::to_string(options.card) + " has no control \"" +
-                             options.control + "\"");
+/// Gives the control that the options name to `use`.
+exit_code with_control(const controls_options& options,
+                       exit_code (*use)(const controls_options&, mixer_ctl*)) {
+    const mixer_owner handle(mixer_open(options.card));
+    if (!handle) {
+        return no_card(options);
     }
-    return control;
+    mixer_ctl* control = find_control(handle.get(), options.control);
+    return control != nullptr ? use(options, control)
+                              : fail(EXIT_USAGE, "card " + std::to_string(options.card) +
+                                                     " has no control \"" + options.control + "\"");
+}
+
+exit_code get_value(const controls_options& options, mixer_ctl* control) {
+    const std::string value = control_value_text(control);
+    if (value == "?") {
+        return fail(EXIT_READ, "the card does not tell \"" + options.control + "\"");
+    }
+    if (options.json) {
+        control_value_json(control).print(true);
+    } else {
+        std::printf("%s\n", value.c_str());
+    }
+    return EXIT_OK;
+}
+
+exit_code set_value(const controls_options& options, mixer_ctl* control) {
+    const std::string wrong = set_control_from_text(control, options.values);
+    if (!wrong.empty()) {
+        return fail(EXIT_WRITE, "\"" + options.control + "\": " + wrong);
+    }
+    const std::string name = mixer_ctl_get_name(control);
+    std::printf("%s = %s\n", name.c_str(), control_value_text(control).c_str());
+    if (name.starts_with("FC ")) {
+        std::fprintf(stderr,
+                     "zel-fc: \"%s\" is this process's own, which ends now; capture has --mixing, "
+                     "--delay and --change\n",
+                     name.c_str());
+    }
+    return EXIT_OK;
 }
 
 const char* type_text(mixer_ctl* control) {
@@ -91,46 +123,9 @@ exit_code list_controls(const controls_options& options) {
 }
 
 exit_code get_control(const controls_options& options) {
-    const mixer_owner handle(mixer_open(options.card));
-    if (!handle) {
-        return no_card(options);
-    }
-    mixer_ctl* control = named_control(handle.get(), options);
-    if (control == nullptr) {
-        return EXIT_USAGE;
-    }
-    const std::string value = control_value_text(control);
-    if (value == "?") {
-        return fail(EXIT_READ, "the card does not tell \"" + options.control + "\"");
-    }
-    if (options.json) {
-        control_value_json(control).print(true);
-    } else {
-        std::printf("%s\n", value.c_str());
-    }
-    return EXIT_OK;
+    return with_control(options, get_value);
 }
 
 exit_code set_control(const controls_options& options) {
-    const mixer_owner handle(mixer_open(options.card));
-    if (!handle) {
-        return no_card(options);
-    }
-    mixer_ctl* control = named_control(handle.get(), options);
-    if (control == nullptr) {
-        return EXIT_USAGE;
-    }
-    const std::string wrong = set_control_from_text(control, options.values);
-    if (!wrong.empty()) {
-        return fail(EXIT_WRITE, "\"" + options.control + "\": " + wrong);
-    }
-    const std::string name = mixer_ctl_get_name(control);
-    std::printf("%s = %s\n", name.c_str(), control_value_text(control).c_str());
-    if (name.starts_with("FC ")) {
-        std::fprintf(stderr,
-                     "zel-fc: \"%s\" is this process's own, which ends now; capture has --mixing, "
-                     "--delay and --change\n",
-                     name.c_str());
-    }
-    return EXIT_OK;
+    return with_control(options, set_value);
 }

@@ -24,8 +24,7 @@ void add_convert_command(CLI::App* app, tool_action* action) {
                      "run out)")
         ->check(CLI::Range(0.0, 60.0));
     add_json_flag(convert, &options->json);
-    convert->add_flag("--log", options->log,
-                      "Pass the library's messages on to the standard error stream");
+    add_log_flag(convert, &options->log);
     convert->footer(
         "The file runs through virtual card 70 itself, over a simulated card with the file's\n"
         "channels, rate and width: every sample is the one that the device delivers. The card\n"

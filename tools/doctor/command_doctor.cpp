@@ -30,8 +30,7 @@ void add_doctor_command(CLI::App* app, tool_action* action) {
         app->add_subcommand("doctor", "Tell whether card 70 works here, and if not, what to do");
     add_client_options(doctor, &options->client);
     add_json_flag(doctor, &options->json);
-    doctor->add_flag("--log", options->log,
-                     "Pass the library's messages on to the standard error stream");
+    add_log_flag(doctor, &options->log);
     doctor->footer(
         "Follows the way from tinyalsa to the first samples, a line for each check: what was seen\n"
         "and, where something is wrong, the remedy. On an image there is the same as a program of\n"

@@ -15,8 +15,7 @@ void add_info_command(CLI::App* app, tool_action* action) {
     add_coefficient_options(info, &options->coefficients);
     add_card_options(info, &options->card, true, "");
     add_json_flag(info, &options->json);
-    info->add_flag("--log", options->log,
-                   "Pass the library's messages on to the standard error stream");
+    add_log_flag(info, &options->log);
     info->footer(
         "Opens card 70 as a client with that format would, and closes it again: what is printed\n"
         "is what the library did. So this one command shows whether card definition, paths,\n"
