@@ -264,6 +264,7 @@ TEST_F(loopback_card_test, every_subscriber_hears_of_the_cards_controls) {
     set("PCM Slave Rate", 44100);  // announced as a change of the loopback source, too
     set("PCM Slave Rate", 48000);
     for (const unsigned int numid : {4U, 1U}) {
+        ASSERT_EQ(mixer_wait_event(card, 100), 1);
         mixer_ctl_event event{};
         ASSERT_EQ(mixer_read_event(card, &event), 1);
         EXPECT_EQ(event.data.element.id.numid, numid);

@@ -29,7 +29,7 @@ holds 0 'j["frames"] == 16000 and j["chain"]["mixing"]["in_use"] == "file" and
     j["events"][1].endswith("the capture was restarted") and j["restarts"] == 1 and
     j["chain"]["card"]["word_bits"] == 16' \
     capture "$out" --fast -s 1 --json --change "0.5:PCM Slave Format=2" -q
-[ ! -s "$folder/errors" ]
+[ -z "$(grep -v "^pcm_plug_open: dlopen successful" "$folder/errors")" ]  # that is tinyalsa's own
 holds 0 'j["in"]["frames"] == 16000 and j["chain"]["card"]["rate"] == 16000 and
     j["out"]["levels"][0]["peak_dbfs"] is not None' convert "$out" "$folder/again.wav" --json
 # The chain after a restart, whatever is logged.
