@@ -1,6 +1,8 @@
 // Card 70's stream, as a client has it: how long the open takes, when the first block comes,
 // whether its times go with its frames, and whether anything is to be heard.
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -39,7 +41,13 @@ void open_stream(examination* found, virtual_stream* stream, bool* opened) {
     const std::string client = std::to_string(found->client.rate) + " Hz, " +
                                std::to_string(found->client.channels) + " channels, " +
                                std::to_string(found->client.bits) + " bits";
-    if (!*opened) {
+    if (!*opened && dlsym(RTLD_DEFAULT, "pcm_drain") == nullptr &&
+        found->client.rate != found->card_rate) {
+        found->fail(
+            kCheck, client + ": " + stream->error(),
+            "This tinyalsa may give no reason when a card refuses a rate, and the card's own "
+            "is then not tried: ask for that, or take a later one.");
+    } else if (!*opened) {
         found->fail(kCheck, client + ": " + stream->error(),
                     "The library's log tells the step that failed (logcat -s "
                     "zel_tinyalsa_format_converter), android/messages.md the remedy.");
