@@ -118,7 +118,7 @@ grep -qF "channel 1</text>" "$folder/plot.svg"
 for text in "500" "dBFS" "-100"; do grep -qF -- ">$text</text>" "$folder/plot.svg"; done
 expect 0 "plot.svg" plot filter "$folder/plot.svg"
 # Below its frame nothing is drawn.
-! grep polyline "$folder/plot.svg" | grep -qE ',670 '
+[ "$(grep polyline "$folder/plot.svg" | grep -cE ",670 ")" -eq 0 ]
 expect 0 "plot.svg" plot matrix "$2/voice_channel_mixing_coef.json" "$folder/plot.svg"
 [ "$(grep -c -- '-12.9</text>' "$folder/plot.svg")" -eq 6 ]
 for text in "voice_channel_mixing_coef.json" "3 LFE" "client 1 R" "sum"; do
@@ -126,6 +126,15 @@ for text in "voice_channel_mixing_coef.json" "3 LFE" "client 1 R" "sum"; do
 done
 expect 0 "the mixing file is not in use" plot matrix "$0" "$folder/plot.svg"
 grep -qF "not of the file: the identity matrix" "$folder/plot.svg"
+# Samples of 4 and -4, beyond full scale: painted to the edges of the waveform's frame.
+python3 -c 'import struct, sys
+data = struct.pack("<4000f", *([0, 4, -4, 0.5] * 1000))
+sys.stdout.buffer.write(b"RIFF" + struct.pack("<I", 36 + len(data)) + b"WAVEfmt " +
+    struct.pack("<IHHIIHH", 16, 3, 1, 16000, 64000, 4, 32) + b"data" + struct.pack("<I", len(data)) + data)' \
+    >"$folder/float.wav"
+expect 0 "plot.svg" plot recording "$folder/float.wav" "$folder/plot.svg"
+[ "$(grep -o 'y="[^"]*" width="1" [^/]*' "$folder/plot.svg" | sort -u)" = \
+    'y="60" width="1" height="80" fill="#1f4e9c"' ]
 expect 2 "Format not recognised" plot recording "$0" "$folder/plot.svg"
 expect 4 "/nowhere/plot.svg" plot filter /nowhere/plot.svg
 
