@@ -15,7 +15,7 @@ constexpr titled_text kSections[] = {
      "2  a card, a mixer or an input file cannot be opened\n"
      "3  reading failed, or a conversion was interrupted before its end\n"
      "4  a file or a control cannot be written\n"
-     "5  check found errors or warnings"},
+     "5  check found errors or warnings, a check of doctor failed"},
     {"Environment",
      "ZEL_VOICE_CONFIG_DIR  folder of voice_channel_mixing_coef.json and\n"
      "                      voice_channel_delay_coef.json on a host\n"
