@@ -185,7 +185,7 @@ void check_stream(examination* found) {
     }
     for (const char* check : kChecks) {
         if (!found->may_open || check != kChecks[0]) {
-            found->skip(check, found->may_open ? "a stream" : "a library that tinyalsa can load");
+            found->skip(check, found->may_open ? "a stream" : kLoadable);
         }
     }
 }

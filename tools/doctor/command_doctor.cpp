@@ -17,9 +17,7 @@ struct doctor_options {
 
 exit_code run_doctor(const doctor_options& options) {
     print_library_log(options.log);
-    const examination found = examine_card(options.client);
-    options.json ? print_examination_json(found) : print_examination(found);
-    return found.works() ? EXIT_OK : EXIT_PROBLEMS;
+    return print_examination(options.client, options.json) ? EXIT_OK : EXIT_PROBLEMS;
 }
 
 }  // namespace

@@ -23,42 +23,22 @@ std::pair<const char*, const char*> words_of(verdict result) {
     return {"-", "skipped"};
 }
 
-}  // namespace
-
-std::size_t examination::count(verdict result) const {
-    return static_cast<std::size_t>(std::count_if(
-        rows.begin(), rows.end(), [=](const check_row& row) { return row.result == result; }));
-}
-
-examination examine_card(const stream_format& client) {
-    examination found(client);
-    check_tinyalsa(&found);
-    check_definition(&found);
-    check_library(&found);
-    check_version(&found);
-    check_voice_utility(&found);
-    check_card_controls(&found);
-    check_coefficient_files(&found);
-    check_virtual_mixer(&found);
-    check_stream(&found);
-    check_rights(&found);
-    return found;
-}
-
-void print_examination(const examination& found) {
-    for (const check_row& row : found.rows) {
-        std::printf("%-8s %-16s %s\n", words_of(row.result).first, row.check, row.seen.c_str());
-        if (!row.remedy.empty()) {
-            std::printf("%-8s %-16s > %s\n", "", "", row.remedy.c_str());
-        }
+void print_row(const check_row& row) {
+    std::printf("%-8s %-16s %s\n", words_of(row.result).first, row.check, row.seen.c_str());
+    if (!row.remedy.empty()) {
+        std::printf("%-8s %-16s > %s\n", "", "", row.remedy.c_str());
     }
+    std::fflush(stdout);
+}
+
+void print_sum(const examination& found) {
     const std::size_t warnings = found.count(verdict::warning);
     std::printf("Card 70 %s here: %zu of %zu checks failed, %zu warning%s.\n",
                 found.works() ? "works" : "does not work", found.count(verdict::failure),
                 found.rows.size(), warnings, warnings == 1 ? "" : "s");
 }
 
-void print_examination_json(const examination& found) {
+void print_json(const examination& found) {
     json_value checks = json_value::array();
     for (const check_row& row : found.rows) {
         json_value one = json_value::object();
@@ -71,4 +51,33 @@ void print_examination_json(const examination& found) {
     json_value all = json_value::object();
     all.set("works", found.works()).set("checks", std::move(checks));
     all.print();
+}
+
+}  // namespace
+
+std::size_t examination::count(verdict result) const {
+    return static_cast<std::size_t>(std::count_if(
+        rows.begin(), rows.end(), [=](const check_row& row) { return row.result == result; }));
+}
+
+examination examine_card(const stream_format& client, void (*told)(const check_row& row)) {
+    constexpr void (*kChecks[])(examination*) = {
+        check_tinyalsa,      check_definition,    check_library,           check_version,
+        check_voice_utility, check_card_controls, check_coefficient_files, check_virtual_mixer,
+        check_stream,        check_rights};
+    examination found(client);
+    for (const auto check : kChecks) {
+        const std::size_t before = found.rows.size();
+        check(&found);
+        for (std::size_t row = before; told != nullptr && row < found.rows.size(); ++row) {
+            told(found.rows[row]);
+        }
+    }
+    return found;
+}
+
+bool print_examination(const stream_format& client, bool json) {
+    const examination found = examine_card(client, json ? nullptr : print_row);
+    json ? print_json(found) : print_sum(found);
+    return found.works();
 }

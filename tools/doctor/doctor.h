@@ -4,9 +4,10 @@
 
 /// Whether card 70 works on this machine, for that client, and if not, why: runs all checks, each
 /// bounded in time, and opens the card as a client does. A few seconds.
-examination examine_card(const stream_format& client);
+/// `told`, when not null, gets each row as it is found: what comes next may end the program, as
+/// tinyalsa's own faults do.
+examination examine_card(const stream_format& client, void (*told)(const check_row& row));
 
-/// A line for each check, a line with the remedy where there is one, and the sum.
-void print_examination(const examination& found);
-/// The same as one JSON object.
-void print_examination_json(const examination& found);
+/// Examines and prints: a line for each check, with the remedy below where there is one, and the
+/// sum; or all as one JSON object. True when nothing failed.
+bool print_examination(const stream_format& client, bool json);

@@ -62,7 +62,5 @@ int main(int argc, char** argv) {
         std::fputs(kHelp, stderr);
         return EXIT_USAGE;
     }
-    const examination found = examine_card(client);
-    json ? print_examination_json(found) : print_examination(found);
-    return found.works() ? EXIT_OK : EXIT_PROBLEMS;
+    return print_examination(client, json) ? EXIT_OK : EXIT_PROBLEMS;
 }

@@ -51,6 +51,9 @@ struct examination {
     std::string delay_file;
 };
 
+/// What checks that are skipped for its sake lack.
+inline constexpr const char* kLoadable = "a library that tinyalsa can load";
+
 // The checks, in the order in which they run; each adds its rows.
 
 void check_tinyalsa(examination* found);
