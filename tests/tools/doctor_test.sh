@@ -82,10 +82,12 @@ shows warning "delay file" "is disabled, or its entry" "ZEL_VOICE_CONFIG_DIR=$fo
 
 shows FAILED open "cannot set hw params" "ZEL_LOOPBACK_CARD=Sim Fault Open=1000"
 shows warning open "16000 Hz, 2 channels, 16 bits, in " ZEL_FAULT=slow_open
-shows FAILED "first block" "none in 2000.0 ms" "ZEL_LOOPBACK_CARD=Sim Pacing=Step"
+# tinyalsa forgets a handle whose close failed, as that of a card that holds the worker.
+held=LSAN_OPTIONS=detect_leaks=0
+shows FAILED "first block" "none in 2000.0 ms" "ZEL_LOOPBACK_CARD=Sim Pacing=Step" $held
 shows warning "first block" "after " "ZEL_LOOPBACK_CARD=Sim Fault Stall=300"
 shows FAILED timestamps "they do not advance" ZEL_FAULT=no_time
 shows FAILED timestamps "by 8.0 ms" ZEL_FAULT=half_time "ZEL_LOOPBACK_CARD=Sim Pacing=Clock"  # halved for the library, and for its client
-shows FAILED sound "the card stopped" "ZEL_LOOPBACK_CARD=Sim Pacing=Step;Sim Granted Frames=15360"
+shows FAILED sound "the card stopped" "ZEL_LOOPBACK_CARD=Sim Pacing=Step;Sim Granted Frames=15360" $held
 shows warning sound "a second of silence" "ZEL_LOOPBACK_CARD=Loopback Signal=Silence"
 shows FAILED rights "/dev/snd/pcmC0D0c: Permission denied" ZEL_FAULT=rights
