@@ -268,7 +268,8 @@ void check_rights(examination* found) {
     for (const std::string& path : nodes) {
         missing += access(path.c_str(), F_OK) == 0 ? 0U : 1U;
         if (access(path.c_str(), R_OK | W_OK) != 0) {
-            wrong = joined(wrong, path + ": " + std::strerror(errno));
+            const char* error = std::strerror(errno);
+            wrong = joined(wrong, path).append(": ").append(error);
         }
     }
     const std::string who = " for user " + std::to_string(getuid());
