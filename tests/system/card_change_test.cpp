@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -16,55 +18,9 @@ using zel_test::stream_setup;
 
 namespace {
 
-class card_change_test : public zel_test::virtual_card_fixture {
-  protected:
-    /// Capture time of the frame that was read last.
-    std::int64_t read_time_ns() {
-        const auto [time_ns, left] = newest();
-        return time_ns - std::int64_t{left} * 1'000'000'000 / current.client_rate;
-    }
-};
+using card_change_test = zel_test::virtual_card_fixture;
 
 const stream_setup kUsual{32, 8, 16, 2, 16000};
-
-TEST_F(card_change_test, the_stream_goes_on_with_the_cards_new_settings) {
-    const struct {
-        const char* control;
-        int value;
-        stream_setup setup;
-    } changes[] = {
-        {"PCM Slave Active", 0, {32, 8, 16, 2, 16000}},
-        {"PCM Slave Channels", 6, {32, 6, 16, 2, 16000}},
-        {"PCM Slave Format", 2, {16, 6, 16, 2, 16000}},
-        {"PCM Slave Channels", 1, {16, 1, 16, 2, 16000}},
-        {"PCM Slave Format", 6, {24, 1, 16, 2, 16000}},
-        {"PCM Slave Channels", 16, {24, 16, 16, 2, 16000}},
-        {"PCM Slave Active", 1, {24, 16, 16, 2, 16000}},
-    };
-    for (const unsigned int rate : {16000U, 48000U}) {
-        stream_setup setup = kUsual;
-        setup.client_rate = rate;
-        ASSERT_NO_FATAL_FAILURE(open_and_start(setup));
-        EXPECT_EQ(read_blocks(3), expected(setup, 3));
-        chain_model before(setup, matrix_for("1.0", setup.card_channels, 2));
-        expected(before, 3);
-        for (const auto& c : changes) {
-            SCOPED_TRACE(testing::Message() << c.control << " = " << c.value << " at " << rate);
-            change(c.control, c.value);
-            // The block that the worker waits for is still of the old stream.
-            EXPECT_EQ(read_blocks(1), expected(before, 1));
-            EXPECT_EQ(take_events(), 0);
-            setup = c.setup;
-            setup.client_rate = rate;
-            before = chain_model(setup, matrix_for("1.0", setup.card_channels, 2));
-            EXPECT_EQ(read_blocks(1), expected(before, 1));
-            EXPECT_EQ(take_events(), 1);
-            EXPECT_EQ(read_blocks(4), expected(before, 4));
-            EXPECT_EQ(take_events(), 0);
-        }
-        close();
-    }
-}
 
 TEST_F(card_change_test, new_paths_take_effect_with_the_next_restart_or_open) {
     const std::string swapped = zel_test::write_file(
@@ -113,59 +69,37 @@ TEST_F(card_change_test, a_card_that_cannot_be_followed_ends_the_sound_until_it_
     EXPECT_EQ(take_events(), 1);
 }
 
-TEST_F(card_change_test, times_and_positions_agree_across_restarts) {
-    for (const unsigned int rate : {16000U, 48000U}) {
-        stream_setup setup = kUsual;
-        setup.client_rate = rate;
-        ASSERT_NO_FATAL_FAILURE(open_and_start(setup));
-        read_blocks(1);
-        std::int64_t before = read_time_ns();
-        for (int b = 1; b < 59; ++b) {
-            const bool restarts = b % 10 == 0;
-            if (b % 10 == 9) {
-                change("PCM Slave Active", 1);
-            }
-            timespec wall{};
-            read_blocks(1);
-            clock_gettime(CLOCK_MONOTONIC, &wall);
-            const std::int64_t now = read_time_ns();
-            if (restarts) {
-                // The card's stream began after its last block was asked for, and before now.
-                EXPECT_GT(now, wall.tv_sec * 1'000'000'000LL + wall.tv_nsec - 5'000'000'000LL);
-                EXPECT_LE(now - 32'000'000, wall.tv_sec * 1'000'000'000LL + wall.tv_nsec);
-            } else {
-                EXPECT_EQ(now - before, 32'000'000) << "block " << b << " at " << rate;
-            }
-            before = now;
-        }
-        EXPECT_EQ(take_events(), 5);
-        EXPECT_FALSE(zel_test::log_has("no update"));
-        close();
-    }
-}
-
 TEST_F(card_change_test, real_time_goes_on_across_restarts) {
     set_card(kUsual);
     choose("Sim Pacing", "Clock");
     ASSERT_TRUE(open(kUsual, 512, 8));
-    read(512);
-    std::int64_t before = read_time_ns();
+    std::vector<std::int64_t> ages_ns;  // of the card's newest frame when a blocking read returns
+    std::int64_t before = 0;
     std::int64_t lost = 0;
-    constexpr int kBlocks = 60;
-    for (int b = 1; b <= kBlocks; ++b) {
+    for (int b = 0; b <= 60; ++b) {
         if (b % 20 == 10) {
             change("PCM Slave Active", 1);
         }
         read(512);
-        const std::int64_t now = read_time_ns();
-        EXPECT_GE(now - before, 31'000'000) << "time stands still or goes back at block " << b;
-        lost += now - before - 32'000'000;
+        timespec clock{};
+        clock_gettime(CLOCK_MONOTONIC, &clock);
+        const auto [newest_ns, left] = newest();
+        ages_ns.push_back(clock.tv_sec * 1'000'000'000LL + clock.tv_nsec - newest_ns);
+        // Capture time of the frame that was read last.
+        const std::int64_t now = newest_ns - std::int64_t{left} * 1'000'000'000 / 16000;
+        if (b > 0) {
+            EXPECT_GE(now - before, 31'000'000) << "time stands still or goes back at block " << b;
+            lost += now - before - 32'000'000;
+        }
         before = now;
     }
     // What a restart loses is the time it takes, and no more than a few blocks.
     EXPECT_GE(lost, -1'000'000);
     EXPECT_LT(lost, 3 * 3 * 32'000'000LL);
     EXPECT_EQ(take_events(), 3);
+    std::sort(ages_ns.begin(), ages_ns.end());
+    EXPECT_GE(ages_ns.front(), 0);
+    EXPECT_LT(ages_ns[ages_ns.size() / 2], 70'000'000);
 }
 
 }  // namespace
