@@ -17,17 +17,17 @@
 #include "zel_format_converter_pcm_plugin.h"
 
 namespace ops = zel_format_converter_pcm_plugin;
-using zel_test::call;
-using zel_test::fc_access;
+using namespace zel_test;
+using namespace std::chrono_literals;
 
 namespace {
 
 class pcm_owner : public testing::Test {
   protected:
     void SetUp() override {
-        zel_test::reset_script();
-        zel_test::allow_reads(-1);
-        zel_test::clear_log();
+        reset_script();
+        allow_reads(-1);
+        clear_log();
         for (pcm_plugin*& handle : handles) {
             ASSERT_EQ(ops::open(&handle, 70, 70, PCM_IN), 0);
         }
@@ -36,10 +36,10 @@ class pcm_owner : public testing::Test {
         for (pcm_plugin* handle : handles) {
             EXPECT_TRUE(handle == nullptr || ops::close(handle) == 0);
         }
-        EXPECT_EQ(zel_test::open_handles(), 0);
+        EXPECT_EQ(open_handles(), 0);
     }
     int set_params(pcm_plugin* handle) {
-        snd_pcm_hw_params params = zel_test::client_params{.rate = 48000}.record();
+        snd_pcm_hw_params params = client_params{.rate = 48000}.record();
         return ops::hw_params(handle, &params);
     }
     int read(pcm_plugin* handle) {
@@ -75,11 +75,11 @@ TEST_F(pcm_owner, a_stream_whose_close_failed_is_closed_with_the_next_handle) {
 TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
     ASSERT_EQ(set_params(first), 0);
     EXPECT_EQ(ops::start(second), -EINVAL);
-    EXPECT_TRUE(zel_test::log_has("the stream belongs to another handle"));
+    EXPECT_TRUE(log_has("the stream belongs to another handle"));
     EXPECT_EQ(ops::start(first), 0);
     EXPECT_EQ(read(first), 0);
     EXPECT_EQ(ops::start(first), -EINVAL);
-    EXPECT_TRUE(zel_test::log_has("error to start fc thread before open"));
+    EXPECT_TRUE(log_has("error to start fc thread before open"));
     first->state = 2;
     EXPECT_EQ(ops::start(first), 0) << "prepared anew after a stop";
     EXPECT_EQ(read(first), 0);
@@ -102,7 +102,7 @@ TEST_F(pcm_owner, a_start_that_is_answered_too_late_is_a_start) {
 }
 
 TEST_F(pcm_owner, a_status_without_an_error_number_is_told_as_eio) {
-    zel_test::fail_call(call::mixer_open, 1, 0);
+    fail_call(call::mixer_open, 1, 0);
     errno = 0;
     EXPECT_EQ(set_params(first), -1);
     EXPECT_EQ(errno, EIO);
@@ -110,13 +110,12 @@ TEST_F(pcm_owner, a_status_without_an_error_number_is_told_as_eio) {
 
 // The worker waits in the card's read, so a command would take until its time-out.
 TEST_F(pcm_owner, refused_handles_cost_the_owner_nothing) {
-    using namespace std::chrono_literals;
     using clock = std::chrono::steady_clock;
     ASSERT_EQ(set_params(first), 0);
     ASSERT_EQ(read(first), 0);
-    zel_test::allow_reads(0);
-    const auto held = [] { return zel_test::reads_waiting() == 1; };
-    ASSERT_TRUE(zel_test::eventually(held));
+    allow_reads(0);
+    const auto held = [] { return reads_waiting() == 1; };
+    ASSERT_TRUE(eventually(held));
 
     std::atomic<bool> over{false};
     std::atomic<int> refusals{0};
@@ -131,7 +130,7 @@ TEST_F(pcm_owner, refused_handles_cost_the_owner_nothing) {
             ++refusals;
         }
     };
-    zel_test::clear_log();
+    clear_log();
     std::thread intruders[] = {std::thread(intrude, second), std::thread(intrude, third)};
     clock::duration longest{};
     for (const auto end = clock::now() + 500ms; clock::now() < end;) {
@@ -139,18 +138,18 @@ TEST_F(pcm_owner, refused_handles_cost_the_owner_nothing) {
         std::uint8_t data[64];
         EXPECT_GE(fc.read(data, sizeof(data)), 0);
         longest = std::max(longest, clock::now() - begin);
-        zel_test::clear_log();
+        clear_log();
     }
     over = true;
     for (std::thread& intruder : intruders) {
         intruder.join();
     }
     EXPECT_TRUE(held());
-    zel_test::allow_reads(-1);
+    allow_reads(-1);
     EXPECT_GT(refusals, 100);
     EXPECT_LT(longest, 200ms) << "a copy's time, and what the scheduler takes";
     EXPECT_EQ(set_params(second), -EINVAL);
-    EXPECT_TRUE(zel_test::log_has("hw_params", "the stream belongs to another handle"));
+    EXPECT_TRUE(log_has("hw_params", "the stream belongs to another handle"));
     EXPECT_EQ(read(first), 0);
 }
 
