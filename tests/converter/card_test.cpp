@@ -199,6 +199,13 @@ TEST_F(card_test, a_restart_is_tried_ten_times_and_a_later_event_brings_the_stre
     }
 }
 
+TEST_F(card_test, a_restart_that_a_close_follows_is_not_announced_in_the_next_stream) {
+    ASSERT_EQ(after_event(kActive), 0);
+    ASSERT_EQ(fc_access::execute(*fc, FC_CLOSE), 0);
+    ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+    EXPECT_FALSE(fc_access::pending(*fc));
+}
+
 TEST_F(card_test, newer_events_come_first_while_a_restart_is_pending) {
     for (const int failures : {3, 9}) {  // the count starts anew with every event
         fail_call(call::pcm_open, 1, 0, failures);

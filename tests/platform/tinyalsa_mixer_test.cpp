@@ -116,34 +116,35 @@ TEST_F(tinyalsa_mixer, no_more_elements_than_a_value_holds_are_moved) {
     }
 }
 
-TEST_F(tinyalsa_mixer, an_event_that_comes_while_nothing_is_read_stays) {
-    mixer_ctl_event event{};
-    ASSERT_EQ(mixer_subscribe_events(opened, 1), 0);
-    g_card.read_event = [](mixer_plugin* plugin) {
-        g_card.callback(plugin);
-        return 0;
+TEST_F(tinyalsa_mixer, an_event_stays_until_it_is_read_and_is_waited_for_once) {
+    const auto announce = [](mixer_plugin* plugin) { g_card.callback(plugin); };
+    const struct {
+        std::function<ssize_t(mixer_plugin*)> read_event;
+        int read;
+        bool stays;
+    } rows[] = {
+        // Comes while nothing is read.
+        {[&](mixer_plugin* plugin) {
+             announce(plugin);
+             return 0;
+         },
+         0, true},
+        {[](mixer_plugin*) { return sizeof(snd_ctl_event); }, 1, false},
+        // Read before it is announced: the card puts it in place first.
+        {[&](mixer_plugin* plugin) {
+             announce(plugin);
+             return sizeof(snd_ctl_event);
+         },
+         1, true},
+        {[](mixer_plugin*) { return 0; }, 0, false},
     };
-    EXPECT_EQ(mixer_read_event(opened, &event), 0);
-    EXPECT_EQ(mixer_wait_event(opened, 0), 1);
-    g_card.read_event = [](mixer_plugin*) { return sizeof(event); };
-    EXPECT_EQ(mixer_read_event(opened, &event), 1);
-    EXPECT_EQ(mixer_wait_event(opened, 0), 0);
-}
-
-TEST_F(tinyalsa_mixer, an_announced_event_that_is_not_there_is_waited_for_once) {
-    mixer_ctl_event event{};
     ASSERT_EQ(mixer_subscribe_events(opened, 1), 0);
-    // Read before it is announced: the card puts it in place first.
-    g_card.read_event = [](mixer_plugin* plugin) {
-        g_card.callback(plugin);
-        return sizeof(event);
-    };
-    EXPECT_EQ(mixer_read_event(opened, &event), 1);
-    g_card.read_event = [](mixer_plugin*) { return 0; };
-    if (mixer_wait_event(opened, 0) == 1) {
-        EXPECT_EQ(mixer_read_event(opened, &event), 0);
+    for (const auto& row : rows) {
+        g_card.read_event = row.read_event;
+        mixer_ctl_event event{};
+        EXPECT_EQ(mixer_read_event(opened, &event), row.read);
+        EXPECT_EQ(mixer_wait_event(opened, 0), row.stays);
     }
-    EXPECT_EQ(mixer_wait_event(opened, 0), 0);
 }
 
 TEST_F(tinyalsa_mixer, unsubscribing_drops_what_is_pending) {

@@ -2,11 +2,9 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <tinyalsa/mixer.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -224,36 +222,6 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
         EXPECT_EQ(zel_test::log_has("bits are delivered"), (c.mask & (kS16 | kS32)) == 0);
         EXPECT_EQ(close(plugin), 0);
     }
-}
-
-// Each command is given up after 1000 ms; the worker carries all of them out afterwards.
-TEST_F(pcm_plugin_test, a_card_that_stalls_through_a_close_and_an_open_locks_nobody_out) {
-    mixer* card = mixer_open(0);
-    pcm_plugin* first = open();
-    ASSERT_EQ(set_params(first, {}), 0);
-    long got = 0;
-    ASSERT_EQ(read(first, 100, &got), 0);
-    ASSERT_EQ(mixer_ctl_set_value(mixer_get_ctl_by_name(card, "Sim Fault Stall"), 0, 2600), 0);
-    mixer_close(card);
-    usleep(50'000);
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(ops->close(first), -ETIME);
-    EXPECT_TRUE(zel_test::log_has("wait command 0 result timeout"));
-    pcm_plugin* second = open();
-    errno = 0;
-    EXPECT_EQ(set_params(second, {}), -ETIME);
-    EXPECT_EQ(errno, ETIME);
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    EXPECT_NEAR(taken.count(), 2.0, 0.5);
-    EXPECT_EQ(close(second), 0);
-
-    pcm_plugin* third = open();
-    EXPECT_EQ(set_params(third, {}), 0);
-    EXPECT_EQ(read(third, 2000, &got), 0);
-    EXPECT_EQ(got, 2000);
-    EXPECT_EQ(close(first), 0) << "the record that the failed close left";
-    EXPECT_EQ(read(third, 2000, &got), 0);
-    EXPECT_EQ(close(third), 0);
 }
 
 TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {

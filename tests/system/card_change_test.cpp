@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -73,7 +72,7 @@ TEST_F(card_change_test, real_time_goes_on_across_restarts) {
     set_card(kUsual);
     choose("Sim Pacing", "Clock");
     ASSERT_TRUE(open(kUsual, 512, 8));
-    std::vector<std::int64_t> ages_ns;  // of the card's newest frame when a blocking read returns
+    int late_reads = 0;  // that leave a block, or whose newest frame is older than two
     std::int64_t before = 0;
     std::int64_t lost = 0;
     for (int b = 0; b <= 60; ++b) {
@@ -84,7 +83,9 @@ TEST_F(card_change_test, real_time_goes_on_across_restarts) {
         timespec clock{};
         clock_gettime(CLOCK_MONOTONIC, &clock);
         const auto [newest_ns, left] = newest();
-        ages_ns.push_back(clock.tv_sec * 1'000'000'000LL + clock.tv_nsec - newest_ns);
+        const std::int64_t age = clock.tv_sec * 1'000'000'000LL + clock.tv_nsec - newest_ns;
+        EXPECT_GE(age, 0);
+        late_reads += left > 0 || age > 70'000'000 ? 1 : 0;
         // Capture time of the frame that was read last.
         const std::int64_t now = newest_ns - std::int64_t{left} * 1'000'000'000 / 16000;
         if (b > 0) {
@@ -97,9 +98,7 @@ TEST_F(card_change_test, real_time_goes_on_across_restarts) {
     EXPECT_GE(lost, -1'000'000);
     EXPECT_LT(lost, 3 * 3 * 32'000'000LL);
     EXPECT_EQ(take_events(), 3);
-    std::sort(ages_ns.begin(), ages_ns.end());
-    EXPECT_GE(ages_ns.front(), 0);
-    EXPECT_LT(ages_ns[ages_ns.size() / 2], 70'000'000);
+    EXPECT_LT(late_reads, 30);
 }
 
 }  // namespace
