@@ -222,7 +222,7 @@ TEST_F(card_test, newer_events_come_first_while_a_restart_is_pending) {
     EXPECT_EQ(log_count("restart fc fail count"), 10U);
     EXPECT_EQ(fc_access::check_event(*fc), 0) << "two events were left";
     EXPECT_EQ(fc_access::check_event(*fc), 0);
-    EXPECT_EQ(calls_of(call::mixer_read_event), 2 + 12);
+    EXPECT_EQ(calls_of(call::pcm_open), 1 + 4 + 10 + 10 + 2);
 
     // Other events end the call, and the pending restart with it.
     for (const unsigned int numid : {kLayout, 9U}) {
