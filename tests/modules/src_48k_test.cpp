@@ -99,6 +99,10 @@ std::vector<result> convert(std::size_t channels, const std::vector<std::size_t>
                            {std::begin(g_zel_src.as16History), std::end(g_zel_src.as16History)},
                            g_zel_src.u32ReadIdx,
                            g_zel_src.u32WriteIdx});
+        for (std::size_t k = channels; channels % 2 == 1 && k < 252 * (channels + 1);
+             k += channels + 1) {
+            EXPECT_EQ(g_zel_src.as16History[k], 0) << "the channel that makes the count even";
+        }
         at = end;
     }
     EXPECT_EQ(Ovra_VOC_SrcDeInit48k(), 0);
