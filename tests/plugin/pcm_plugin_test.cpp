@@ -281,6 +281,13 @@ TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
     first->state = 2;
     EXPECT_EQ(ops.start(first), 0) << "prepared anew after a stop";
     EXPECT_EQ(read(first), 0);
+    snd_pcm_sync_ptr sync{};
+    sync.c.control.appl_ptr = 1000;
+    EXPECT_EQ(ops.sync_ptr(first, &sync), 0);
+    std::uint32_t left = 0;
+    EXPECT_EQ(fc.get(PROP_AVAIL_FRAMES, &left), 0);
+    EXPECT_EQ(sync.s.status.hw_ptr, 1000 + left);
+    EXPECT_EQ(sync.c.control.appl_ptr, 1000U);
 }
 
 TEST_F(pcm_owner, a_start_that_is_answered_too_late_is_a_start) {
