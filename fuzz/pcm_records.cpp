@@ -1,13 +1,16 @@
 // The operations of the virtual capture stream on any records in any order, by two clients over a
 // card that changes and fails. Afterwards a clean stream must still work.
 
+#include <unistd.h>
+
 #include <cerrno>
+#include <chrono>
+#include <ctime>
 
 #include "captured_log.h"
-#include "card_script.h"
 #include "client_params.h"
+#include "fuzz_input.h"
 #include "scripted_tinyalsa.h"
-#include "sleepless.h"
 #include "zel_format_converter.h"
 #include "zel_format_converter_pcm_plugin.h"
 #include "zel_stream_owner.h"
@@ -19,6 +22,78 @@ using zel_fuzz::input;
 using zel_test::client_params;
 using zel_test::kS16;
 using zel_test::kS32;
+
+/// Every byte of the samples that the card delivers.
+constexpr std::uint8_t kSampleByte = 1;
+/// What a sleep of a thread really takes, below a second.
+constexpr std::chrono::microseconds kNoPatience{20};
+thread_local std::chrono::nanoseconds slept{0};
+thread_local std::chrono::nanoseconds patience = kNoPatience;
+
+using zel_test::call;
+
+/// Slow enough that the worker leaves the client some of the machine.
+int deliver(void* data, unsigned int frames, const pcm_config& config) {
+    const timespec pause{0, 20'000};
+    nanosleep(&pause, nullptr);
+    std::memset(data, kSampleByte,
+                std::size_t{frames} * config.channels * (pcm_format_to_bits(config.format) / 8));
+    return static_cast<int>(frames);
+}
+
+void change_control(input& in) {
+    constexpr int kFormats[] = {2, 6, 10, 0, -1};
+    constexpr int kChannels[] = {1, 2, 6, 8, 12, 0, 3, 16, 255, -EINVAL};
+    constexpr int kRates[] = {48000, 16000, 44100, 96000, 999, 0, -EINVAL};
+    switch (in.below(5)) {
+        case 0:
+            return zel_test::set_control("PCM Slave Format", in.one_of(kFormats));
+        case 1:
+            return zel_test::set_control("PCM Slave Channels", in.one_of(kChannels));
+        case 2:
+            return zel_test::set_control("PCM Slave Rate", in.one_of(kRates));
+        case 3:
+            return zel_test::set_control("PCM Slave Active", static_cast<int>(in.below(2)));
+        default:
+            return zel_test::set_control("PCM Channel Layout", static_cast<int>(in.below(6)) - 1);
+    }
+}
+
+void fail_call(input& in) {
+    const auto function = static_cast<call>(in.below(static_cast<std::uint32_t>(call::count)));
+    const int nth = static_cast<int>(1 + in.below(4));
+    const int times = static_cast<int>(1 + in.below(12));
+    zel_test::fail_call(function, nth, static_cast<int>(in.below(200)) - 150, times);
+}
+
+/// A card that works, delivers at once, and of which no event is waited for. Only while no stream
+/// is open: the worker holds controls of it.
+void reset_card() {
+    zel_test::reset_script();
+    zel_test::skip_waits();
+    zel_test::set_source(deliver);
+    zel_test::allow_reads(-1);
+}
+
+/// Changes a control of the card, announces a change, or makes a call of the card fail.
+void disturb_card(input& in) {
+    constexpr unsigned int kEvents[] = {1, 6, 0, 2};
+    switch (in.below(5)) {
+        case 0:
+            return change_control(in);
+        case 1:
+            return zel_test::push_event(in.one_of(kEvents));
+        case 2:
+            return fail_call(in);
+        case 3:
+            return zel_test::refuse_rate(in.below(2) != 0 ? 16000 : 48000,
+                                         in.below(4) != 0 ? "cannot set hw params" : "busy");
+        default:
+            return zel_test::set_timestamps(
+                {{static_cast<time_t>(in.word()), static_cast<long>(in.word() % 1'000'000'000)}},
+                in.word());
+    }
+}
 
 constexpr std::size_t kClients = 2;
 constexpr unsigned int kHuge = 0xFFFFFFFF;
@@ -78,7 +153,7 @@ std::vector<std::uint8_t> read(pcm_plugin* plugin, unsigned int frames) {
 class session {
   public:
     explicit session(input& bytes) : in(bytes) {
-        zel_fuzz::reset_card();
+        reset_card();
         zel_format_converter::getInstance();  // finds its card before that can fail
     }
     ~session() {
@@ -122,7 +197,7 @@ class session {
                 without_effect(plugin);
                 break;
             default:
-                zel_fuzz::disturb_card(in);
+                disturb_card(in);
                 break;
         }
     }
@@ -170,21 +245,37 @@ class session {
 };
 
 void check_clean_stream() {
-    zel_fuzz::reset_card();
+    reset_card();
     pcm_plugin* plugin = nullptr;
     ZEL_FUZZ_CHECK(ops::open(&plugin, 70, 70, PCM_IN) == 0);
     ZEL_FUZZ_CHECK(set_params(plugin, kCleanParams) == 0);
-    zel_fuzz::patience = std::chrono::milliseconds(5);
+    patience = std::chrono::milliseconds(5);
     const std::vector<std::uint8_t> block = read(plugin, kCleanParams.period_size);
-    zel_fuzz::patience = zel_fuzz::kNoPatience;
+    patience = kNoPatience;
     ZEL_FUZZ_CHECK(block.size() == std::size_t{kCleanParams.period_size} * 4);
     ZEL_FUZZ_CHECK(std::all_of(block.begin(), block.end(),
-                               [](std::uint8_t byte) { return byte == zel_fuzz::kSampleByte; }));
+                               [](std::uint8_t byte) { return byte == kSampleByte; }));
     ZEL_FUZZ_CHECK(ops::close(plugin) == 0);
     ZEL_FUZZ_CHECK(zel_test::open_handles() == 0);
 }
 
 }  // namespace
+
+// Replaces usleep and the steady clock for the whole executable: a thread that sleeps does not
+// wait, but its clock goes on by as much. A read that gives up after ten seconds does so at once;
+// `patience` is what a sleep takes meanwhile, for those that the worker must not miss.
+extern "C" int usleep(useconds_t us) {
+    slept += std::chrono::microseconds(us);
+    const timespec turn{0, static_cast<long>(patience.count())};
+    return nanosleep(&turn, nullptr);
+}
+
+std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return time_point(std::chrono::seconds(ts.tv_sec) + std::chrono::nanoseconds(ts.tv_nsec) +
+                      slept);
+}
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     zel_test::clear_log();

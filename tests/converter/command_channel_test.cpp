@@ -5,24 +5,32 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
+#include <utility>
+#include <vector>
 
 #include "captured_log.h"
 #include "converter_access.h"
 
-using zel_test::fc_access;
+using namespace zel_test;
 
 namespace {
 
-TEST(command_channel, record_layout) {
-    EXPECT_EQ(sizeof(ctl_cmd), 40U);
-    EXPECT_EQ(offsetof(ctl_cmd, stConfig), 4U);
-    EXPECT_EQ(offsetof(ctl_cmd, stConfig.format), 20U);
-    EXPECT_EQ(offsetof(ctl_cmd, stConfig.silence_threshold), 32U);
-    EXPECT_EQ(offsetof(ctl_cmd, u32Flags), 36U);
-}
+class command_channel : public testing::Test {
+  protected:
+    void SetUp() override { fc = fc_access::make(); }
+    /// Starts a stream whose worker waits at the card.
+    void start_held() {
+        ASSERT_EQ(start_stream(*fc), 0);
+        ASSERT_TRUE(eventually([] { return calls_of(call::pcm_readi) > 0; }));
+        clear_log();
+    }
 
-TEST(command_channel, status_machine) {
+    const int script = (reset_script(), 0);
+    fc_access::owner fc;
+    const pcm_config config = client_config();
+};
+
+TEST_F(command_channel, status_machine) {
     const struct {
         int status;
         std::uint32_t code;
@@ -46,43 +54,34 @@ TEST(command_channel, status_machine) {
         {2, 3, 3, 0, nullptr},
         {2, 7, 2, -EINVAL, nullptr},
     };
+    // The worker sleeps: its status may be set and its commands carried out from here.
+    ASSERT_EQ(fc->close(), 0);
+    ASSERT_TRUE(eventually([] { return log_has("fc routine idle"); }));
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.status << " <- " << row.code);
-        zel_test::reset_script();
-        zel_test::clear_log();  // of other workers' words
-        const fc_access::owner fc = fc_access::make();
-        // The worker sleeps: its status may be set and its commands carried out from here.
-        ASSERT_TRUE(zel_test::eventually([] { return zel_test::log_has("+"); }));
         fc_access::status(*fc) = row.status;
-        zel_test::clear_log();
+        clear_log();
         EXPECT_EQ(fc_access::execute(*fc, row.code), row.result);
         EXPECT_EQ(fc_access::status(*fc), row.next);
-        if (row.message != nullptr) {
-            EXPECT_TRUE(zel_test::log_has("process_command", row.message));
-        } else {
-            EXPECT_TRUE(zel_test::take_log().empty());
-        }
-        fc_access::status(*fc) = FC_CLOSE;
+        EXPECT_EQ(row.message == nullptr ? log_count("") : 0, 0U);
+        EXPECT_TRUE(row.message == nullptr || log_has("process_command", row.message));
     }
+    fc_access::status(*fc) = FC_CLOSE;
 }
 
-TEST(command_channel, a_channel_without_pipes_fails_every_command) {
-    zel_test::reset_script();
-    const fc_access::owner fc = fc_access::make();
-    int& write_end = fc_access::command_pipe(*fc)[1];
-    const int kept = write_end;
-    write_end = 0;
+TEST_F(command_channel, without_pipes_fails_every_command) {
+    const int kept = std::exchange(fc_access::command_pipe(*fc)[1], 0);
     EXPECT_EQ(fc->close(), -EIO);
     EXPECT_EQ(fc->start(), -EIO);
-    write_end = kept;
+    fc_access::command_pipe(*fc)[1] = kept;
     EXPECT_EQ(fc->close(), 0);
 }
 
-TEST(command_channel, works_in_a_process_without_standard_input) {
-    zel_test::reset_script();
+TEST_F(command_channel, works_in_a_process_without_standard_input) {
+    fc.reset();
     const int kept = dup(0);
     close(0);
-    fc_access::owner fc = fc_access::make();
+    fc = fc_access::make();
     for (const int* ends : {fc_access::command_pipe(*fc), fc_access::result_pipe(*fc)}) {
         EXPECT_GT(ends[0], 0);
         EXPECT_GT(ends[1], 0);
@@ -94,18 +93,14 @@ TEST(command_channel, works_in_a_process_without_standard_input) {
     close(kept);
 }
 
-TEST(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
-    zel_test::reset_script();
-    fc_access::owner fc = fc_access::make();
-    const pcm_config config = zel_test::client_config();
+TEST_F(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
     ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     const pid_t child = fork();
     if (child == 0) {
-        const bool refused =
-            fc->close() == -EIO &&
-            zel_test::log_has("send_command", "from a forked child, which has no worker");
+        const bool refused = fc->close() == -EIO &&
+                             log_has("send_command", "from a forked child, which has no worker");
         fc.reset();
-        _exit(refused ? zel_test::calls_of(zel_test::call::pcm_close) : -1);
+        _exit(refused ? calls_of(call::pcm_close) : -1);
     }
     int status = -1;
     waitpid(child, &status, 0);
@@ -113,66 +108,82 @@ TEST(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
     EXPECT_EQ(fc->close(), 0);
 }
 
-TEST(command_channel, skips_exactly_the_results_that_came_too_late) {
-    zel_test::reset_script();
-    const fc_access::owner fc = fc_access::make();
-    const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
-    ASSERT_EQ(fc->start(), 0);
-    ASSERT_TRUE(
-        zel_test::eventually([] { return zel_test::calls_of(zel_test::call::pcm_readi) > 0; }));
+TEST_F(command_channel, skips_exactly_the_results_that_came_too_late) {
+    start_held();
     fc_access::timeout_ms(*fc) = 20;
-    zel_test::clear_log();
     EXPECT_EQ(fc->start(), -ETIME);              // its late result is -22
     EXPECT_EQ(fc_access::send(*fc, 7), -ETIME);  // and so is this one's
-    EXPECT_TRUE(zel_test::log_has("wait command 2 result timeout"));
-    EXPECT_TRUE(zel_test::log_has("wait command 7 result timeout"));
+    EXPECT_TRUE(log_has("wait command 2 result timeout"));
+    EXPECT_TRUE(log_has("wait command 7 result timeout"));
     fc_access::timeout_ms(*fc) = 1000;
-    zel_test::allow_reads(-1);
+    allow_reads(-1);
     EXPECT_EQ(fc->close(), 0);
     EXPECT_EQ(fc->start(), -EINVAL);
     EXPECT_EQ(fc->open(&config, PCM_IN), 0);
     EXPECT_EQ(fc->close(), 0);
-    EXPECT_EQ(zel_test::open_handles(), 0);
+    EXPECT_EQ(open_handles(), 0);
 }
 
-TEST(command_channel, the_four_bytes_in_the_pipe_are_the_result) {
-    zel_test::reset_script();
-    const fc_access::owner fc = fc_access::make();
+TEST_F(command_channel, forty_bytes_go_through_the_pipe_and_four_are_the_result) {
     ASSERT_EQ(fc_access::send(*fc, FC_EXIT), 0);  // from here on the test is the worker
-    const auto answer = [&fc](std::uint32_t code, std::int32_t result) {
-        ctl_cmd cmd{};
+    using words = std::vector<std::uint32_t>;
+    words record;
+    const auto answer = [&](std::int32_t result) {
+        record.resize(11);
         pollfd sent{fc_access::command_pipe(*fc)[0], POLLIN, 0};
         ASSERT_EQ(poll(&sent, 1, 2000), 1);
-        EXPECT_EQ(read(sent.fd, &cmd, sizeof(cmd)), 40);
-        EXPECT_EQ(cmd.u32Cmd, code);
+        EXPECT_EQ(read(sent.fd, record.data(), 44), 40);
+        record.resize(10);
         EXPECT_EQ(write(fc_access::result_pipe(*fc)[1], &result, sizeof(result)), 4);
     };
     for (const std::int32_t result : {-77, 5, 0}) {
-        std::thread worker(answer, FC_START, result);
+        std::thread worker(answer, result);
         EXPECT_EQ(fc->start(), result);
         worker.join();
+        EXPECT_EQ(record, (words{FC_START, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     }
-    std::thread worker(answer, FC_EXIT, 0);
+    pcm_config numbered = config;
+    numbered.start_threshold = 7;
+    numbered.stop_threshold = 8;
+    numbered.silence_threshold = 9;
+    std::thread worker(answer, -1);
+    EXPECT_EQ(fc->open(&numbered, PCM_IN), -1);
+    worker.join();
+    EXPECT_EQ(record,
+              (words{FC_OPEN, 2, 48000, 1536, 4, PCM_FORMAT_S16_LE, 7, 8, 9, unsigned{PCM_IN}}));
+    worker = std::thread(answer, 0);
     fc_access::end(*fc);
     worker.join();
 }
 
-TEST(command_channel, an_exit_that_nobody_answers_leaves_the_worker_behind) {
-    zel_test::reset_script();
-    fc_access::owner fc = fc_access::make();
-    ASSERT_EQ(zel_test::start_stream(*fc), 0);
-    ASSERT_TRUE(
-        zel_test::eventually([] { return zel_test::calls_of(zel_test::call::pcm_readi) > 0; }));
-    zel_test::clear_log();
+TEST_F(command_channel, an_exit_that_nobody_answers_leaves_the_worker_behind) {
+    start_held();
     const auto begin = std::chrono::steady_clock::now();
     fc.reset();  // while the card holds the worker
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1500));
-    EXPECT_TRUE(zel_test::log_has("fc routine does not end"));
-    EXPECT_EQ(zel_test::open_handles(), 2) << "what it uses stays";
-    zel_test::allow_reads(-1);
-    EXPECT_TRUE(zel_test::eventually([] { return zel_test::open_handles() == 0; }));
-    EXPECT_TRUE(zel_test::eventually([] { return zel_test::log_has("fc routine terminate"); }));
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_NEAR(taken.count(), 1.25, 0.26) << "a command's second";
+    EXPECT_TRUE(log_has("wait command 3 result timeout"));
+    EXPECT_TRUE(log_has("fc routine does not end"));
+    EXPECT_EQ(open_handles(), 2) << "what it uses stays";
+    allow_reads(-1);
+    EXPECT_TRUE(eventually([] { return open_handles() == 0; }));
+    EXPECT_TRUE(eventually([] { return log_has("fc routine terminate"); }));
+}
+
+TEST_F(command_channel, properties_refuse_what_is_none_and_areas_that_are_missing) {
+    char area[zel_format_converter::kMaxPathBytes] = {};
+    for (const property_e none : {PROP_COUNT, static_cast<property_e>(PROP_COUNT + 1)}) {
+        EXPECT_EQ(fc->get(none, area), -EINVAL);
+        EXPECT_EQ(fc->set(none, area), -EINVAL);
+    }
+    for (unsigned int property = 0; property < static_cast<unsigned int>(PROP_COUNT); ++property) {
+        clear_log();
+        EXPECT_EQ(fc->get(static_cast<property_e>(property), nullptr), -EINVAL);
+        EXPECT_EQ(fc->set(static_cast<property_e>(property), nullptr), -EINVAL);
+        EXPECT_EQ(log_count("invalid data"), 2U);
+    }
+    EXPECT_EQ(fc->set(PROP_TIMESTAMP, area), 0);
+    EXPECT_TRUE(log_has("undefine 2 property"));
 }
 
 }  // namespace

@@ -80,7 +80,6 @@ struct zel_format_converter_access {
     static bool& pending(zel_format_converter& fc) { return fc.bEventPending; }
     static int check_event(zel_format_converter& fc) { return fc.check_mixer_event(); }
     static void notify(zel_format_converter& fc) { fc.notify_event(); }
-    static const std::string& layout(zel_format_converter& fc) { return fc.strChannelLayout; }
 };
 
 namespace zel_test {

@@ -19,38 +19,31 @@ using zel_test::fc_access;
 
 namespace {
 
-TEST(routine, blocks_reach_the_client_with_the_newest_time) {
+TEST(routine, reads_find_the_newest_time_and_an_open_forgets_them) {
     zel_test::reset_script();
     zel_test::set_timestamps({{10, 0}, {10, 32'000'000}}, 7);
-    zel_test::set_source([](void* data, unsigned int frames, const pcm_config&) {
-        std::memset(data, 0x11, std::size_t{frames} * 4);
-        return static_cast<int>(frames);
-    });
     const fc_access::owner fc = fc_access::make();
+    const auto expect_found = [&fc](time_t sec, long nsec, std::uint32_t frames) {
+        std::uint32_t left = 1;
+        timespec ts{1, 1};
+        EXPECT_EQ(fc->get(PROP_AVAIL_FRAMES, &left), 0);
+        EXPECT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
+        EXPECT_EQ(ts.tv_sec, sec);
+        EXPECT_EQ(ts.tv_nsec, nsec);
+        EXPECT_EQ(left, frames);
+    };
     ASSERT_EQ(zel_test::start_stream(*fc), 0);
     zel_test::allow_reads(2);
-    std::uint8_t data[6144] = {};
-    std::uint32_t left = 0;
     ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 3; }));
+    std::uint8_t data[6144];
     ASSERT_EQ(fc->read(data, sizeof(data)), 6144);
-    EXPECT_EQ(data[6143], 0x11);
-    ASSERT_EQ(fc->get(PROP_AVAIL_FRAMES, &left), 0);
-    EXPECT_EQ(left, 1536U);
-    timespec ts{};
-    ASSERT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
-    EXPECT_EQ(ts.tv_sec, 10);
-    EXPECT_EQ(ts.tv_nsec, 32'000'007);
+    expect_found(10, 32'000'007, 1536);
     zel_test::allow_reads(-1);
     EXPECT_EQ(fc->close(), 0);
     EXPECT_EQ(fc->read(data, sizeof(data)), -EINVAL);
-    // The next stream has no time and no frames before its first read.
     const pcm_config config = zel_test::client_config();
     ASSERT_EQ(fc->open(&config, PCM_IN), 0);
-    ASSERT_EQ(fc->get(PROP_AVAIL_FRAMES, &left), 0);
-    EXPECT_EQ(left, 0U);
-    ASSERT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
-    EXPECT_EQ(ts.tv_sec, 0);
-    EXPECT_EQ(ts.tv_nsec, 0);
+    expect_found(0, 0, 0);
     EXPECT_EQ(fc->close(), 0);
 }
 
@@ -90,30 +83,8 @@ TEST(routine, takes_neither_rounding_nor_signals_from_the_first_client) {
     EXPECT_EQ(fc->close(), 0);
 }
 
-TEST(routine, steady_state_allocates_nothing_and_says_nothing) {
-    zel_test::reset_script();
-    std::atomic<int> blocks{0};
-    std::atomic<std::size_t> first{0}, last{0};
-    zel_test::set_source([&](void*, unsigned int frames, const pcm_config&) {
-        (blocks == 5 ? first : last) = zel_test::thread_allocations();
-        blocks += 1;
-        return static_cast<int>(frames);
-    });
-    const fc_access::owner fc = fc_access::make();
-    ASSERT_EQ(zel_test::start_stream(*fc, zel_test::client_config(48000, PCM_FORMAT_S32_LE)), 0);
-    zel_test::allow_reads(5);
-    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 6; }));
-    zel_test::clear_log();
-    zel_test::allow_reads(150);
-    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 156; }));
-    EXPECT_EQ(first, last);
-    EXPECT_TRUE(zel_test::take_log().empty());
-    zel_test::allow_reads(-1);
-    EXPECT_EQ(fc->close(), 0);
-}
-
 /// ZEL_BLOCKS names another number than the one that suits a test run; the client reads along.
-TEST(routine, any_number_of_blocks_leaves_heap_stack_and_descriptors_as_they_are) {
+TEST(routine, any_number_of_blocks_allocates_nothing_says_nothing_and_leaves_all_as_it_is) {
     const char* wanted = std::getenv("ZEL_BLOCKS");
     const int blocks = wanted != nullptr ? std::atoi(wanted) : 5'000;
     constexpr int kWarmUp = 100;
@@ -122,14 +93,20 @@ TEST(routine, any_number_of_blocks_leaves_heap_stack_and_descriptors_as_they_are
     zel_test::skip_waits();
     std::atomic<int> done{0};
     zel_test::footprint before{}, after{};
+    std::size_t allocations = 0;
     const void *highest = nullptr, *lowest = nullptr;
     zel_test::set_source([&](void* data, unsigned int frames, const pcm_config& config) {
         std::memset(data, done & 0x7f, std::size_t{frames} * config.channels * 2);
         const void* stack = __builtin_frame_address(0);
         highest = done == 0 ? stack : std::max(highest, stack);
         lowest = done == 0 ? stack : std::min(lowest, stack);
-        if (done == kWarmUp || done == blocks - 1) {
-            (done == kWarmUp ? before : after) = zel_test::footprint::now();
+        if (done == kWarmUp) {
+            zel_test::clear_log();
+            before = zel_test::footprint::now();
+            allocations = zel_test::thread_allocations();
+        } else if (done == blocks - 1) {
+            allocations -= zel_test::thread_allocations();
+            after = zel_test::footprint::now();
         }
         done += 1;
         return static_cast<int>(frames);
@@ -142,6 +119,8 @@ TEST(routine, any_number_of_blocks_leaves_heap_stack_and_descriptors_as_they_are
     while (done < blocks) {
         ASSERT_GE(fc->read(data, sizeof(data)), 0);
     }
+    EXPECT_TRUE(zel_test::take_log().empty());
+    EXPECT_EQ(allocations, 0U);
     EXPECT_EQ(highest, lowest);
     EXPECT_EQ(after.heap_bytes, before.heap_bytes);
     EXPECT_EQ(after.descriptors, before.descriptors);
@@ -150,34 +129,36 @@ TEST(routine, any_number_of_blocks_leaves_heap_stack_and_descriptors_as_they_are
     EXPECT_EQ(fc->close(), 0);
 }
 
-TEST(routine, a_dead_card_is_tried_once_a_block_and_commands_are_answered_at_once) {
-    zel_test::reset_script();
-    const fc_access::owner fc = fc_access::make();
-    zel_test::fail_call(call::pcm_readi, 1, -1, 1'000'000);
-    ASSERT_EQ(zel_test::start_stream(*fc), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(320));
-    const int tries = zel_test::calls_of(call::pcm_readi);
-    EXPECT_GE(tries, 3);
-    EXPECT_LE(tries, 13) << "one at once, then at most one per 32 ms";
-    EXPECT_TRUE(zel_test::log_has("read size incorrect u32ReadFrame -1 request 1536"));
-    EXPECT_EQ(fc->close(), 0);
-    EXPECT_EQ(zel_test::open_handles(), 0);
-}
-
-TEST(routine, a_card_whose_events_fail_is_tried_once_a_block) {
-    zel_test::reset_script();
-    const fc_access::owner fc = fc_access::make();
-    zel_test::allow_reads(-1);
-    zel_test::fail_call(call::mixer_wait_event, 1, -ENODEV, 1'000'000);
-    ASSERT_EQ(zel_test::start_stream(*fc), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(320));
-    EXPECT_LE(zel_test::calls_of(call::mixer_wait_event), 13);
-    EXPECT_EQ(zel_test::calls_of(call::pcm_readi), 0) << "the cycle ends where it failed";
-    EXPECT_TRUE(zel_test::log_has("mixer wait event fail (-19)"));
-    EXPECT_TRUE(zel_test::log_has("check mixer event fail"));
-    zel_test::fail_call(call::mixer_wait_event, 1, 0, 0);
-    EXPECT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) > 5; }));
-    EXPECT_EQ(fc->close(), 0);
+TEST(routine, a_card_that_fails_is_tried_once_a_block_and_commands_are_answered_at_once) {
+    const struct {
+        call failing;
+        int result;
+        const char* message;
+        const char* cycle;
+    } rows[] = {
+        {call::pcm_readi, -1, "read size incorrect u32ReadFrame -1 request 1536",
+         "read pcm device fail"},
+        {call::mixer_wait_event, -ENODEV, "mixer wait event fail (-19)", "check mixer event fail"},
+    };
+    for (const auto& row : rows) {
+        zel_test::reset_script();
+        const fc_access::owner fc = fc_access::make();
+        zel_test::allow_reads(-1);
+        zel_test::fail_call(row.failing, 1, row.result, 1'000'000);
+        ASSERT_EQ(zel_test::start_stream(*fc), 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(320));
+        const int tries = zel_test::calls_of(row.failing);
+        EXPECT_GE(tries, 3);
+        EXPECT_LE(tries, 13) << "one at once, then at most one per 32 ms";
+        EXPECT_EQ(zel_test::calls_of(call::pcm_readi), row.failing == call::pcm_readi ? tries : 0)
+            << "the cycle ends where it failed";
+        EXPECT_TRUE(zel_test::log_has(row.message));
+        EXPECT_TRUE(zel_test::log_has("routine", row.cycle));
+        zel_test::fail_call(row.failing, 1, 0, 0);
+        EXPECT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) > 20; }));
+        EXPECT_EQ(fc->close(), 0);
+        EXPECT_EQ(zel_test::open_handles(), 0);
+    }
 }
 
 }  // namespace

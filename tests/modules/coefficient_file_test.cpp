@@ -1,18 +1,29 @@
-// The two coefficient files: text -> delays or weights; known_bad_test.cpp has what goes wrong.
+// The two coefficient files: what is read from them, what the broken ones of config/known-bad lead
+// to, and what the largest can cost.
 
+#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <string>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "captured_log.h"
+#include "known_bad.h"
 #include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
+#include "zel_coefficient_file.h"
+#include "zel_format_converter_delay_wrapper.h"
+#include "zel_format_converter_mixing_wrapper.h"
 
 namespace {
 
@@ -83,20 +94,20 @@ TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
     }
 }
 
-TEST(mixing_file, unreadable_files_leave_silence) {
+TEST(coefficient_file, that_cannot_be_read_leaves_silence_or_no_delay) {
     const std::string fifo = zel_test::test_folder() + "/fifo";
     mkfifo(fifo.c_str(), 0600);
-    const std::pair<std::string, const char*> paths[] = {
-        {"", "input file size is empty"},
-        {"/nowhere/at/all", "open mixing coefficient file /nowhere/at/all fail"},
-        {zel_test::test_folder(), "open mixing coefficient file"},
-        {fifo, "open mixing coefficient file"},
-    };
-    for (const auto& [path, message] : paths) {
+    for (const std::string& path :
+         {std::string("/nowhere/at/all"), zel_test::test_folder(), fifo, std::string()}) {
         zel_test::clear_log();
         EXPECT_EQ(load_mixing(path, 2, "2.0", 1), (std::vector<float>{0, 0})) << path;
-        EXPECT_TRUE(zel_test::log_has(message)) << path;
-        EXPECT_TRUE(zel_test::log_has("mixing coefficient load fail")) << path;
+        EXPECT_EQ(delay_table(path, 2), (std::vector<unsigned int>{0, 0})) << path;
+        for (const std::string kind : {"mixing", "delay"}) {
+            EXPECT_TRUE(zel_test::log_has(kind + " coefficient load fail")) << path;
+            EXPECT_EQ(zel_test::log_has("open " + kind + " coefficient file " + path + " fail"),
+                      !path.empty());
+        }
+        EXPECT_EQ(zel_test::log_count("input file size is empty"), path.empty() ? 2U : 0U);
     }
 }
 
@@ -114,43 +125,174 @@ TEST(mixing_file, identity_drops_or_adds_channels) {
     EXPECT_TRUE(zel_test::log_has("Error before: [x]]"));
 }
 
-TEST(delay_file, odd_texts_give_their_delays_and_messages) {
+TEST(delay_file, odd_texts_are_read) {
     const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
-    const char* const kDefault = "load 2 channel delay coefficient fail use default matrix";
-    const char* const kSearch = "search 2 channel delay coefficient fail";
     const std::string good = R"({"InputChannel":2,"Parameters":[10,2.9]}]})";
-    const std::vector<unsigned int> none{0, 0};
-    const std::vector<unsigned int> taken{10, 2};
-    const struct {
-        std::string text;
-        std::vector<unsigned int> delays;
-        std::vector<const char*> messages;
-    } cases[] = {
-        {head + good, taken, {"load coefficient "}},
-        {head + R"({"InputChannel":3,"Parameters":[]},)" + good, taken, {}},
-        {R"({"delaycoefficientenable":true,"CHANNELDELAYMILLISECONDS":[)" + good, taken, {}},
-        {head + R"({"InputChannel":2,"Parameters":[10,0.5]}]})", {10, 0}, {}},
-        {head + R"({"InputChannel":2,"Parameters":[10000,0]}]})", {10000, 0}, {}},
-        {head + R"({"InputChannel":4,"Parameters":[1,1,1,1]}]})",
-         none,
-         {"2 channel delay coefficient not found", kSearch, kDefault}},
-        {head + R"({"InputChannel":2,"Parameters":[1e999,1]}]})", none, {kDefault}},
-        {"[1, x]", none, {"parsing fail", "Error before: [x]]", kDefault}},
+    const std::pair<std::string, std::vector<unsigned int>> cases[] = {
+        {head + good, {10, 2}},
+        {head + R"({"InputChannel":3,"Parameters":[]},)" + good, {10, 2}},
+        {R"({"delaycoefficientenable":true,"CHANNELDELAYMILLISECONDS":[)" + good, {10, 2}},
+        {head + R"({"InputChannel":2,"Parameters":[10000,0.5]}]})", {10000, 0}},
+        {head + R"({"InputChannel":2,"Parameters":[1e999,1]}]})", {0, 0}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, delays] : cases) {
         zel_test::clear_log();
-        EXPECT_EQ(delay_table(file_with(c.text), 2), c.delays) << c.text;
-        for (const char* message : c.messages) {
-            EXPECT_TRUE(zel_test::log_has(message)) << c.text << "\nlacks " << message;
-        }
-        EXPECT_EQ(zel_test::log_has("delay coefficient load fail"), c.delays == none) << c.text;
+        EXPECT_EQ(delay_table(file_with(text), 2), delays) << text;
+        EXPECT_TRUE(zel_test::log_has("load coefficient ")) << text;
+        EXPECT_EQ(zel_test::log_has("load 2 channel delay coefficient fail use default matrix"),
+                  delays[0] == 0);
         EXPECT_TRUE(zel_test::log_has("delay coefficient already exist"));
     }
+}
+
+bool is_identity(std::span<const float> matrix, std::size_t inputs) {
+    for (std::size_t k = 0; k < matrix.size(); ++k) {
+        if (matrix[k] != (k / inputs == k % inputs ? 1.0F : 0.0F)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The message, and those that follow every failure of its kind.
+void expect_log(const zel_test::known_bad_file& file, const std::string& stream, bool used) {
+    const char* kind = file.mixing ? "mixing" : "delay";
+    EXPECT_TRUE(zel_test::log_has(file.log)) << "lacks " << file.log;
+    EXPECT_EQ(zel_test::log_has("fail use default matrix"), !used);
+    EXPECT_EQ(zel_test::log_has(std::string(kind) + " coefficient load fail"), !used);
+    const bool before_search = file.log == "parsing fail" || file.log.ends_with("is disabled") ||
+                               file.log == "no " + std::string(kind) + " coefficient found";
+    const bool after_search =
+        used || file.log.ends_with("value fail") || file.log.find(" ms of channel ") < 99;
+    EXPECT_EQ(zel_test::log_has("search " + stream + " fail"), !before_search && !after_search);
+    EXPECT_EQ(zel_test::log_has("Error before: ["), file.log == "parsing fail");
+}
+
+TEST(known_bad, files_end_as_listed) {
+    for (const zel_test::known_bad_file& file : zel_test::known_bad_files()) {
+        SCOPED_TRACE(file.name);
+        const pcm_config in = zel_test::stream_config(file.channels);
+        const pcm_config out = zel_test::stream_config(file.outputs);
+        const bool used = file.outcome == (file.mixing ? "entry" : "delays");
+        EXPECT_TRUE(used || file.outcome == (file.mixing ? "identity" : "bypass"));
+        std::string stream = std::to_string(file.channels) + " channel delay coefficient";
+        zel_test::clear_log();
+        if (file.mixing) {
+            zel_channel_mixing stage;
+            ASSERT_EQ(stage.init(file.path, file.layout, &in, &out), 0);
+            EXPECT_EQ(is_identity(stage.matrix(), in.channels), !used);
+            stream = "mixing coefficient " + std::to_string(in.channels) + "(" + file.layout +
+                     ") => " + std::to_string(out.channels);
+            EXPECT_EQ(zel_test::log_has("use " + stream), used || file.log.ends_with("value fail"));
+        } else {
+            zel_channel_delay stage;
+            ASSERT_EQ(stage.init(file.path, &in), 0);
+            EXPECT_EQ(zel_test::log_has("delay module bypass mode enable"), !used);
+        }
+        expect_log(file, stream, used);
+    }
+}
+
+/// `head`, then `element` again and again up to the largest size that is read, then `tail`.
+std::string largest_file(const std::string& head, const std::string& element,
+                         const std::string& tail) {
+    std::string text = head;
+    while (text.size() + element.size() + tail.size() <= kZelMaxTextFileBytes) {
+        text += element;
+    }
+    return zel_test::write_file("largest.json", text + tail);
+}
+
+/// Of this thread: another process on the machine does not count.
+double cpu_seconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// What the parser has and has not given back, and the most of that.
+std::size_t g_live, g_peak;
+
+void* take(std::size_t bytes) {
+    void* memory = std::malloc(bytes);
+    g_live += malloc_usable_size(memory);
+    g_peak = std::max(g_peak, g_live);
+    return memory;
+}
+
+void give_back(void* memory) {
+    g_live -= malloc_usable_size(memory);
+    std::free(memory);
+}
+
+// The client waits a second for its stream to open, and both files are read in that time.
+TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
+    constexpr double kBoundSeconds = 0.4;
+    const pcm_config two = zel_test::stream_config(2);
+    const std::string delays =
+        largest_file(R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)",
+                     R"({"InputChannel":0},)", R"({"InputChannel":2,"Parameters":[1,1]}]})");
     zel_test::clear_log();
-    EXPECT_EQ(delay_table("", 2), none);
-    EXPECT_TRUE(zel_test::log_has("input file size is empty"));
-    EXPECT_EQ(delay_table("/nowhere", 2), none);
-    EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere fail"));
+    double begin = cpu_seconds();
+    EXPECT_EQ(zel_fc_lib_delay_init(delays.c_str(), &two), 0);
+    EXPECT_LT(cpu_seconds() - begin, kBoundSeconds);
+    EXPECT_FALSE(zel_test::log_has("fail"));
+    zel_fc_lib_delay_deinit();
+
+    const std::string weights =
+        largest_file(R"({"MixingCoefficientEnable":true,"MixingWeighting":[)",
+                     R"({"InputChannel":0,"InputChannelLayout":"","OutputChannel":0},)",
+                     R"({"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
+                         "Parameters":[0,1,1,0]}]})");
+    begin = cpu_seconds();
+    EXPECT_EQ(zel_fc_lib_mixing_init(weights, "2.0", &two, &two), 0);
+    EXPECT_LT(cpu_seconds() - begin, kBoundSeconds);
+    EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2"));
+    zel_fc_lib_mixing_deinit();
+}
+
+// An element takes two characters at least, and a text no more bytes than characters.
+TEST(largest_file, is_parsed_in_37_times_its_size) {
+    cJSON_Hooks hooks{take, give_back};
+    cJSON_InitHooks(&hooks);
+    void* const element = take(sizeof(cJSON));
+    const std::size_t bound = kZelMaxTextFileBytes / 2 * g_live + kZelMaxTextFileBytes;
+    give_back(element);
+    g_peak = 0;
+    const pcm_config two = zel_test::stream_config(2);
+    const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
+    const struct {
+        std::string head, element, tail;
+    } shapes[] = {
+        {"[", "0,", "0]"},          {"[", "[],", "0]"},
+        {"[", R"("",)", "0]"},      {"{", R"("":0,)", R"("":0})"},
+        {R"({"":")", "x", R"("})"}, {head + R"({"InputChannel":2,"Parameters":[)", "0,", "0]}]}"},
+    };
+    for (const auto& shape : shapes) {
+        const std::string path = largest_file(shape.head, shape.element, shape.tail);
+        zel_test::take_largest_allocation();
+        EXPECT_EQ(zel_fc_lib_delay_init(path.c_str(), &two), 0);
+        EXPECT_EQ(zel_fc_lib_mixing_init(path, "2.0", &two, &two), 0);
+        EXPECT_LE(zel_test::take_largest_allocation(), std::size_t{kZelMaxTextFileBytes} + 1);
+        EXPECT_LE(g_peak, bound) << shape.element;
+        EXPECT_EQ(g_live, 0U) << shape.element;
+        zel_fc_lib_delay_deinit();
+        zel_fc_lib_mixing_deinit();
+    }
+    EXPECT_GT(g_peak, bound / 2) << "the bound would be no bound";
+    cJSON_InitHooks(nullptr);
+}
+
+TEST(longest_delays, take_ten_seconds_of_the_stream) {
+    const std::string path = zel_test::write_file(
+        "longest.json", R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
+        {"InputChannel":8,"Parameters":[10000,10000,10000,10000,10000,10000,10000,9999]}]})");
+    const pcm_config config = zel_test::stream_config(8, 48000, PCM_FORMAT_S32_LE);
+    zel_test::take_largest_allocation();
+    ASSERT_EQ(zel_fc_lib_delay_init(path.c_str(), &config), 0);
+    // Once as history, once as room for what comes before it is moved to the front.
+    EXPECT_LE(zel_test::take_largest_allocation(), 2U * 10 * 48000 * 8 * 4);
+    zel_fc_lib_delay_deinit();
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "search_lists.h"
 #include "test_folder.h"
@@ -45,17 +46,16 @@ TEST(vad_utility, coefficient_paths_come_from_the_environment) {
 }
 
 TEST(vad_utility, capture_devices_are_found_by_name) {
-    unsigned int card = 99;
-    unsigned int device = 99;
+    using numbers = std::pair<unsigned int, unsigned int>;
+    numbers found{99, 99};
+    auto& [card, device] = found;
     EXPECT_EQ(search_snd_device("Nobody's Device", &card, &device), -ENODEV);
-    EXPECT_EQ(card, 99U);
+    EXPECT_EQ(found, (numbers{99, 99}));
     EXPECT_EQ(search_snd_device("Loopback Capture_I2S", nullptr, &device), -EINVAL);
     EXPECT_EQ(search_snd_device("Loopback Capture_I2S", &card, &device), 0);
-    EXPECT_EQ(card, 0U);
-    EXPECT_EQ(device, 0U);
+    EXPECT_EQ(found, (numbers{0, 0}));
     EXPECT_TRUE(search_card_definitions("Format Converter Capture", &card, &device));
-    EXPECT_EQ(card, 70U);
-    EXPECT_EQ(device, 70U);
+    EXPECT_EQ(found, (numbers{70, 70}));
 
     const std::string list =
         zel_test::write_file("pcm",
@@ -64,8 +64,7 @@ TEST(vad_utility, capture_devices_are_found_by_name) {
                              "01-03: Loopback Capture_I2S x : other : capture 1\n"
                              "02-17: id : Loopback Capture_I2S : playback 1 : capture 1\n");
     EXPECT_TRUE(search_pcm_list(list.c_str(), "Loopback Capture_I2S", &card, &device));
-    EXPECT_EQ(card, 2U);
-    EXPECT_EQ(device, 17U);
+    EXPECT_EQ(found, (numbers{2, 17}));
     EXPECT_FALSE(search_pcm_list("/nowhere", "Loopback Capture_I2S", &card, &device));
 }
 

@@ -30,25 +30,25 @@ TEST(mixer_events, the_record_that_subscribed_last_is_told_until_it_unsubscribes
     use_card_of_all_kinds();
     const mixer_record first, second;
     restart_done();
-    ASSERT_EQ(mixer_ops::subscribe_events(first.plugin, count_event), 0);
-    restart_done();
-    EXPECT_EQ(first.plugin->event_cnt, 1);
-    ASSERT_EQ(mixer_ops::subscribe_events(second.plugin, count_event), 0);
-    restart_done();
-    EXPECT_EQ(first.plugin->event_cnt, 1);
-    EXPECT_EQ(second.plugin->event_cnt, 1);
-    ASSERT_EQ(mixer_ops::subscribe_events(second.plugin, nullptr), 0);
-    EXPECT_EQ(second.plugin->priv, nullptr);
-    restart_done();
-    EXPECT_EQ(second.plugin->event_cnt, 1);
-    ASSERT_EQ(mixer_ops::subscribe_events(second.plugin, count_event), 0);
-    restart_done();
-    EXPECT_EQ(second.plugin->event_cnt, 2);
-    // An unsubscribe replaces what another record had registered, too.
-    ASSERT_EQ(mixer_ops::subscribe_events(first.plugin, nullptr), 0);
-    restart_done();
-    EXPECT_EQ(second.plugin->event_cnt, 2);
-    EXPECT_EQ(first.plugin->event_cnt, 1);
+    const struct {
+        const mixer_record& record;
+        mixer_event_callback callback;
+        int first_told, second_told;  ///< of restarts so far
+    } steps[] = {
+        {first, count_event, 1, 0},
+        {second, count_event, 1, 1},
+        {second, nullptr, 1, 1},
+        {second, count_event, 1, 2},
+        // An unsubscribe replaces what another record had registered, too.
+        {first, nullptr, 1, 2},
+    };
+    for (const auto& step : steps) {
+        ASSERT_EQ(mixer_ops::subscribe_events(step.record.plugin, step.callback), 0);
+        EXPECT_EQ(step.record.plugin->priv, reinterpret_cast<void*>(step.callback));
+        restart_done();
+        EXPECT_EQ(first.plugin->event_cnt, step.first_told);
+        EXPECT_EQ(second.plugin->event_cnt, step.second_told);
+    }
 }
 
 TEST(mixer_events, a_closed_record_is_never_told) {
@@ -92,20 +92,17 @@ TEST(mixer_events, one_pending_event_is_read_as_a_change_of_numid_0) {
     EXPECT_EQ(std::memcmp(&event, &zero, sizeof(event)), 0);
 
     opened.plugin->event_cnt = 2;
-    struct {
-        snd_ctl_event event;
-        unsigned char behind[28];
-    } large;
-    std::memset(&large, 0xFF, sizeof(large));
-    EXPECT_EQ(mixer_ops::read_event(opened.plugin, &large.event, 100), 100);
+    snd_ctl_event events[2];
+    std::memset(events, 0xFF, sizeof(events));
+    EXPECT_EQ(mixer_ops::read_event(opened.plugin, events, 100), 100);
     EXPECT_EQ(opened.plugin->event_cnt, 2) << "the count is tinyalsa's";
-    EXPECT_EQ(large.behind[0], 0xFF);
     snd_ctl_event wanted{};
     wanted.type = SNDRV_CTL_EVENT_ELEM;
     wanted.data.elem.mask = 1;
     wanted.data.elem.id.iface = SNDRV_CTL_ELEM_IFACE_MIXER;
     wanted.data.elem.id.device = 70;
-    EXPECT_EQ(std::memcmp(&large.event, &wanted, sizeof(wanted)), 0);
+    EXPECT_EQ(std::memcmp(events, &wanted, sizeof(wanted)), 0);
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(&events[1])[0], 0xFF) << "one event is written";
 
     std::memset(&event, 0xFF, sizeof(event));
     for (const std::size_t size : {std::size_t{0}, std::size_t{71}}) {

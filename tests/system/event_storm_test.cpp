@@ -26,14 +26,15 @@ unsigned int below(std::mt19937& random, unsigned int end) {
 
 class event_storm_test : public zel_test::stream_fixture {
   protected:
-    /// Has `step` done over and over on a thread of its own until the storm is over.
-    void loop(std::function<void(std::mt19937&)> step) {
-        threads.emplace_back([this, step = std::move(step), seed = threads.size()] {
-            std::mt19937 random(static_cast<unsigned int>(seed));
-            while (!over) {
-                step(random);
-            }
-        });
+    /// Has `step` done over and over on so many threads until the storm is over.
+    void loop(int count, const std::function<void(std::mt19937&)>& step) {
+        for (; count > 0; --count) {
+            threads.emplace_back([this, step, seed = threads.size()] {
+                for (std::mt19937 random(static_cast<unsigned int>(seed)); !over;) {
+                    step(random);
+                }
+            });
+        }
     }
     /// Goes on for half a minute more when it hasn't been `enough`: on a slow machine few events
     /// find a subscriber who is there for a moment.
@@ -95,47 +96,40 @@ void call_inside(mixer_plugin* record) {
 TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_along) {
     choose("Sim Pacing", "Fast");
     choose("Loopback Signal", "Silence");
-    for (int i = 0; i < 6; ++i) {
-        loop([this](std::mt19937& random) { use_stream(random, reads); });
-    }
-    for (int i = 0; i < 4; ++i) {
-        loop([this](std::mt19937& random) {
-            mixer* opened = mixer_open(70);
-            ASSERT_NE(opened, nullptr);
-            opens += 1;
-            EXPECT_EQ(mixer_subscribe_events(opened, 1), 0);
-            if (mixer_wait_event(opened, static_cast<int>(below(random, 20))) == 1) {
-                mixer_ctl_event event{};
-                EXPECT_EQ(mixer_read_event(opened, &event), 1);
-                events += 1;
+    loop(6, [this](std::mt19937& random) { use_stream(random, reads); });
+    loop(4, [this](std::mt19937& random) {
+        mixer* opened = mixer_open(70);
+        ASSERT_NE(opened, nullptr);
+        opens += 1;
+        EXPECT_EQ(mixer_subscribe_events(opened, 1), 0);
+        if (mixer_wait_event(opened, static_cast<int>(below(random, 20))) == 1) {
+            mixer_ctl_event event{};
+            EXPECT_EQ(mixer_read_event(opened, &event), 1);
+            events += 1;
+        }
+        if (below(random, 2) == 0) {
+            EXPECT_EQ(mixer_subscribe_events(opened, 0), 0);
+        }
+        mixer_close(opened);
+    });
+    loop(4, [this](std::mt19937& random) {
+        mixer* opened = mixer_open(70);
+        ASSERT_NE(opened, nullptr);
+        for (int n = 0; n < 20; ++n) {
+            mixer_ctl* control = mixer_get_ctl(opened, below(random, mixer_get_num_ctls(opened)));
+            unsigned char bytes[1024];
+            if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
+                const unsigned int size = mixer_ctl_get_num_values(control);
+                EXPECT_EQ(mixer_ctl_get_array(control, bytes, size), 0);
+                EXPECT_EQ(mixer_ctl_set_array(control, bytes, size), 0);
+            } else {
+                EXPECT_GE(mixer_ctl_get_value(control, 0), 0);
             }
-            if (below(random, 2) == 0) {
-                EXPECT_EQ(mixer_subscribe_events(opened, 0), 0);
-            }
-            mixer_close(opened);
-        });
-    }
-    for (int i = 0; i < 4; ++i) {
-        loop([this](std::mt19937& random) {
-            mixer* opened = mixer_open(70);
-            ASSERT_NE(opened, nullptr);
-            for (int n = 0; n < 20; ++n) {
-                mixer_ctl* control =
-                    mixer_get_ctl(opened, below(random, mixer_get_num_ctls(opened)));
-                unsigned char bytes[1024];
-                if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
-                    const unsigned int size = mixer_ctl_get_num_values(control);
-                    EXPECT_EQ(mixer_ctl_get_array(control, bytes, size), 0);
-                    EXPECT_EQ(mixer_ctl_set_array(control, bytes, size), 0);
-                } else {
-                    EXPECT_GE(mixer_ctl_get_value(control, 0), 0);
-                }
-                accesses += 1;
-            }
-            mixer_close(opened);
-        });
-    }
-    loop([](std::mt19937& random) {
+            accesses += 1;
+        }
+        mixer_close(opened);
+    });
+    loop(1, [](std::mt19937& random) {
         mixer_plugin* record = nullptr;
         ASSERT_EQ(mixer_ops()->open(&record, 70), 0);
         EXPECT_EQ(mixer_ops()->subscribe_events(record, call_inside), 0);
@@ -143,7 +137,7 @@ TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_alo
         mixer_ops()->close(&record);
     });
     // The card itself: bursts of changes, known and unknown ones.
-    loop([](std::mt19937& random) {
+    loop(1, [](std::mt19937& random) {
         mixer* changing = mixer_open(0);
         for (unsigned int n = below(random, 12); n > 0; --n) {
             const char* const controls[] = {"PCM Slave Active", "PCM Slave Active",

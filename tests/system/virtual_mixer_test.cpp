@@ -1,83 +1,148 @@
-// The virtual card's mixer as a client sees it through tinyalsa, beside the card's own.
+// The virtual card's mixer beside the card's own: changes while a stream runs, values in both
+// directions.
 
 #include <gtest/gtest.h>
-#include <tinyalsa/mixer.h>
 
+#include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <numeric>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "captured_log.h"
 #include "footprint.h"
 #include "stream_fixture.h"
+#include "test_folder.h"
+
+using zel_test::chain_model;
+using zel_test::matrix_for;
+using zel_test::stream_setup;
 
 namespace {
 
+using virtual_mixer_test = zel_test::virtual_card_fixture;
 using zel_test::footprint;
 
-constexpr unsigned int kOwn = 3;
+constexpr unsigned int kOwn = 3;  // controls that the card does not have
 
-using virtual_mixer_test = zel_test::virtual_card_fixture;
+const stream_setup kUsual{32, 8, 16, 2, 16000};
 
-TEST_F(virtual_mixer_test, lists_the_cards_controls_after_its_own) {
-    const unsigned int controls = mixer_get_num_ctls(card);
-    ASSERT_EQ(mixer_get_num_ctls(virtual_card), controls + kOwn);
-    const char* const own[] = {"FC delay coef file", "FC mixing coef file", "FC log level"};
-    for (unsigned int i = 0; i < kOwn; ++i) {
-        EXPECT_STREQ(mixer_ctl_get_name(mixer_get_ctl(virtual_card, i)), own[i]);
+TEST_F(virtual_mixer_test, new_paths_take_effect_with_the_next_restart_or_open) {
+    const std::string swapped = zel_test::write_file(
+        "swapped.json", R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":
+            2,"InputChannelLayout":"1.0","OutputChannel":2,"Parameters":[0,1,1,0]}]})");
+    const std::string folder = zel_test::write_coefficients();
+    const stream_setup setup{16, 2, 16, 2, 48000};
+    const zel_test::weight_matrix usual = matrix_for("1.0", 2, 2);
+    const zel_test::weight_matrix swap{{0, 1}, {1, 0}};
+
+    ASSERT_NO_FATAL_FAILURE(open_and_start(setup));
+    chain_model model(setup, usual);
+    set_path_on(virtual_card, "FC mixing coef file", swapped);
+    EXPECT_EQ(read_blocks(3), expected(model, 3));
+    change("PCM Slave Active", 1);
+    EXPECT_EQ(read_blocks(1), expected(model, 1));
+    model = chain_model(setup, swap);
+    EXPECT_EQ(read_blocks(4), expected(model, 4));
+    close();
+
+    set_path_on(virtual_card, "FC mixing coef file", folder + "/voice_channel_mixing_coef.json");
+    set_path_on(virtual_card, "FC delay coef file", "/nowhere.json");
+    ASSERT_NO_FATAL_FAILURE(open_and_start(setup));
+    model = chain_model(setup, usual, {0, 0});
+    EXPECT_EQ(read_blocks(4), expected(model, 4));
+    EXPECT_TRUE(zel_test::log_has("open delay coefficient file /nowhere.json fail"));
+    set_path_on(virtual_card, "FC delay coef file", folder + "/voice_channel_delay_coef.json");
+}
+
+TEST_F(virtual_mixer_test, a_card_that_cannot_be_followed_ends_the_sound_until_it_can) {
+    ASSERT_NO_FATAL_FAILURE(open_and_start(kUsual));
+    EXPECT_EQ(read_blocks(2), expected(kUsual, 2));
+    change("PCM Slave Rate", 44100);  // no way from there to 16000 Hz
+    const int reads = value("Sim Reads");
+    set("Sim Granted Frames", 1536);
+    read(512);
+    for (int i = 0; i < 300 && !zel_test::log_has("fatal error"); ++i) {
+        usleep(10'000);
     }
-    for (unsigned int k = 0; k < controls; ++k) {
-        mixer_ctl* ours = mixer_get_ctl(virtual_card, k + kOwn);
-        mixer_ctl* theirs = mixer_get_ctl(card, k);
-        SCOPED_TRACE(mixer_ctl_get_name(theirs));
-        EXPECT_STREQ(mixer_ctl_get_name(ours), mixer_ctl_get_name(theirs));
-        EXPECT_EQ(mixer_ctl_get_type(ours), mixer_ctl_get_type(theirs));
-        EXPECT_EQ(mixer_ctl_get_num_values(ours), mixer_ctl_get_num_values(theirs));
-        EXPECT_EQ(mixer_ctl_is_access_tlv_rw(ours), mixer_ctl_is_access_tlv_rw(theirs));
-        EXPECT_EQ(mixer_ctl_get_range_min(ours), mixer_ctl_get_range_min(theirs));
-        EXPECT_EQ(mixer_ctl_get_range_max(ours), mixer_ctl_get_range_max(theirs));
-        if (mixer_ctl_get_type(theirs) != MIXER_CTL_TYPE_ENUM) {
-            continue;
+    EXPECT_TRUE(zel_test::log_has("fatal error can't open DD more than 10 times"));
+    EXPECT_EQ(zel_test::log_count("restart fc fail count"), 10U);
+    EXPECT_EQ(value("Sim Reads"), reads);
+    change("PCM Slave Rate", 48000);
+    ASSERT_TRUE(wait_for_read_after(reads));
+    EXPECT_EQ(read_blocks(3), expected(kUsual, 3));
+    EXPECT_EQ(take_events(), 1);
+}
+
+TEST_F(virtual_mixer_test, real_time_goes_on_across_restarts) {
+    set_card(kUsual);
+    choose("Sim Pacing", "Clock");
+    ASSERT_TRUE(open(kUsual, 512, 8));
+    int late_reads = 0;  // whose newest frame is older than two blocks
+    std::int64_t before = 0;
+    std::int64_t lost = 0;
+    for (int b = 0; b <= 60; ++b) {
+        if (b % 20 == 10) {
+            change("PCM Slave Active", 1);
         }
-        ASSERT_EQ(mixer_ctl_get_num_enums(ours), mixer_ctl_get_num_enums(theirs));
-        for (unsigned int i = 0; i < mixer_ctl_get_num_enums(ours); ++i) {
-            EXPECT_STREQ(mixer_ctl_get_enum_string(ours, i), mixer_ctl_get_enum_string(theirs, i));
+        read(512);
+        timespec clock{};
+        clock_gettime(CLOCK_MONOTONIC, &clock);
+        const auto [newest_ns, left] = newest();
+        const std::int64_t age = clock.tv_sec * 1'000'000'000LL + clock.tv_nsec - newest_ns;
+        EXPECT_GE(age, 0);
+        late_reads += age > 70'000'000 ? 1 : 0;
+        // Capture time of the frame that was read last.
+        const std::int64_t now = newest_ns - std::int64_t{left} * 1'000'000'000 / 16000;
+        if (b > 0) {
+            EXPECT_GE(now - before, 31'000'000) << "time stands still or goes back at block " << b;
+            lost += now - before - 32'000'000;
         }
+        before = now;
     }
+    // What a restart loses is the time it takes, and no more than a few blocks.
+    EXPECT_GE(lost, -1'000'000);
+    EXPECT_LT(lost, 3 * 3 * 32'000'000LL);
+    EXPECT_EQ(take_events(), 3);
+    EXPECT_LT(late_reads, 30);
 }
 
 TEST_F(virtual_mixer_test, values_are_the_cards_in_both_directions) {
-    const auto ours = [this](const char* name) {
-        return mixer_get_ctl_by_name(virtual_card, name);
+    const auto control = [](mixer* of) {
+        return [of](const char* name) { return mixer_get_ctl_by_name(of, name); };
     };
-    const auto theirs = [this](const char* name) { return mixer_get_ctl_by_name(card, name); };
+    const auto ours = control(virtual_card);
+    const auto theirs = control(card);
 
+    EXPECT_EQ(mixer_get_num_ctls(virtual_card), mixer_get_num_ctls(card) + kOwn);
     const long gains[2] = {30, 40};
     EXPECT_EQ(mixer_ctl_set_array(ours("Loopback Volume"), gains, 2), 0);
     EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Volume"), 1), 40);
-    EXPECT_EQ(mixer_ctl_set_value(theirs("Loopback Volume"), 0, 77), 0);
+    set("Loopback Volume", 77);
     EXPECT_EQ(mixer_ctl_get_value(ours("Loopback Volume"), 0), 77);
     EXPECT_NE(mixer_ctl_set_value(ours("Loopback Volume"), 1, 101), 0);
     EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Volume"), 1), 40);
+    const long full[2] = {100, 100};
+    EXPECT_EQ(mixer_ctl_set_array(theirs("Loopback Volume"), full, 2), 0);
 
-    EXPECT_EQ(mixer_ctl_set_enum_by_string(ours("Loopback Signal"), "Chirp"), 0);
-    EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Signal"), 0), 2);
-    EXPECT_EQ(mixer_ctl_get_value(ours("Loopback Signal"), 0), 2);
-
+    choose_on(virtual_card, "Loopback Signal", "Chirp");
+    for (const auto& side : {ours, theirs}) {
+        EXPECT_EQ(mixer_ctl_get_value(side("Loopback Signal"), 0), 2);
+    }
     unsigned char bytes[64];
-    unsigned char back[64] = {};
     for (const auto& [name, size] :
          {std::pair{"Loopback Calibration", 16U}, {"Loopback Tuning", 64U}}) {
         std::iota(bytes, bytes + size, static_cast<unsigned char>(size));
         EXPECT_EQ(mixer_ctl_set_array(ours(name), bytes, size), 0);
-        EXPECT_EQ(mixer_ctl_get_array(theirs(name), back, size), 0);
-        EXPECT_EQ(std::memcmp(bytes, back, size), 0) << name;
-        std::memset(back, 0, size);
-        EXPECT_EQ(mixer_ctl_get_array(ours(name), back, size), 0);
-        EXPECT_EQ(std::memcmp(bytes, back, size), 0) << name;
+        for (const auto& side : {ours, theirs}) {
+            unsigned char back[64] = {};
+            EXPECT_EQ(mixer_ctl_get_array(side(name), back, size), 0);
+            EXPECT_EQ(std::memcmp(bytes, back, size), 0) << name;
+        }
         EXPECT_NE(mixer_ctl_set_array(ours(name), bytes, size + 1), 0) << name;
     }
-    const long full[2] = {100, 100};
-    EXPECT_EQ(mixer_ctl_set_array(theirs("Loopback Volume"), full, 2), 0);
 }
 
 TEST_F(virtual_mixer_test, thousands_of_opens_leave_nothing_behind) {

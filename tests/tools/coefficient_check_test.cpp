@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "channel_layout.h"
@@ -16,6 +18,10 @@
 #include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_mixing.h"
+
+struct zel_channel_mixing_access {
+    static float* matrix(zel_channel_mixing& stage) { return stage.pf32Matrix.get(); }
+};
 
 namespace {
 
@@ -145,12 +151,8 @@ TEST(check_file, advises_by_what_was_probably_meant) {
     for (int k = 1; k < 54; ++k) {
         weights += ",0";
     }
-    const file_report report = check_file(
-        file_with(R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":6,)"
-                  R"("InputChannelLayout":"5.1","OutputChannel":9,"Parameters":[)" +
-                  weights + "]}]}"),
-        {});
-    EXPECT_EQ(report.entries.at(0).values, 54);
+    EXPECT_EQ(check_file(file_with(mixing("5.1", "[" + weights + "]")), {}).entries.at(0).values,
+              54);
 }
 
 TEST(check_file, says_what_cannot_be_read) {
@@ -158,7 +160,7 @@ TEST(check_file, says_what_cannot_be_read) {
     const struct {
         std::string path;
         file_kind kind;
-        const char* finding;
+        std::string finding;
         outcome result;
     } cases[] = {
         {"/nowhere.json", file_kind::mixing, "not_readable@0:0", outcome::silence},
@@ -166,12 +168,12 @@ TEST(check_file, says_what_cannot_be_read) {
         {large, file_kind::mixing, "too_large@0:0", outcome::identity},
     };
     for (const auto& c : cases) {
-        check_request request;
+        check_request request{};
         request.kind = c.kind;
         request.stream = stream_request{2, "2.0", 2, 48000};
         const file_report report = check_file(c.path, request);
         EXPECT_FALSE(report.readable);
-        EXPECT_EQ(findings_of(report), std::vector<std::string>{c.finding}) << c.path;
+        EXPECT_EQ(findings_of(report), std::vector{c.finding}) << c.path;
         EXPECT_EQ(report.decided->result, c.result) << c.path;
     }
     EXPECT_EQ(findings_of(check_file(file_with("{}"), {})),
@@ -227,22 +229,12 @@ TEST(located_json, places_are_lines_and_characters) {
 
 /// The stage's own answer for full scale in the worst direction, 16 bits.
 bool wraps_in_the_stage(const std::vector<float>& row) {
-    std::string weights;
-    for (const float weight : row) {
-        char text[40];
-        std::snprintf(text, sizeof(text), "%s%.9g", weights.empty() ? "" : ",",
-                      static_cast<double>(weight));
-        weights += text;
-    }
     const auto count = static_cast<unsigned int>(row.size());
-    const std::string path = file_with(
-        R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":)" +
-        std::to_string(count) + R"(,"InputChannelLayout":"1","OutputChannel":1,"Parameters":[)" +
-        weights + "]}]}");
     const pcm_config in = zel_test::stream_config(count);
     const pcm_config out = zel_test::stream_config(1);
     zel_channel_mixing stage;
-    EXPECT_EQ(stage.init(path, "1", &in, &out), 0);
+    EXPECT_EQ(stage.init("", "1", &in, &out), 0);
+    std::copy(row.begin(), row.end(), zel_channel_mixing_access::matrix(stage));
     bool wraps = false;
     for (const int direction : {1, -1}) {
         std::vector<std::int16_t> frame;
@@ -258,10 +250,7 @@ bool wraps_in_the_stage(const std::vector<float>& row) {
 }
 
 TEST(mixing_weights, overflow_is_when_the_stage_wraps) {
-    const struct {
-        std::vector<float> row;
-        bool wraps;
-    } cases[] = {
+    const std::pair<std::vector<float>, bool> rows[] = {
         {{1}, false},
         {{-1}, true},  // of -32768
         {{1.00003F}, false},
@@ -269,11 +258,11 @@ TEST(mixing_weights, overflow_is_when_the_stage_wraps) {
         {{0.5F, 0.5F}, false},
         {{0.5F, -0.5F}, false},
         {{0.75F, -0.5F}, true},
-        {{0.160189F, 0.160189F, 0.226541F, 0, 0.11327F, 0.11327F, 0.11327F, 0.11327F}, false},
-        {{0, 0}, false}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(row_can_wrap(c.row.data(), c.row.size()), c.wraps) << c.row[0];
-        EXPECT_EQ(wraps_in_the_stage(c.row), c.wraps) << c.row[0];
+        {{0, 0}, false},
+        {{0.160189F, 0.160189F, 0.226541F, 0, 0.11327F, 0.11327F, 0.11327F, 0.11327F}, false}};
+    for (const auto& [row, wraps] : rows) {
+        EXPECT_EQ(row_can_wrap(row.data(), row.size()), wraps) << row[0];
+        EXPECT_EQ(wraps_in_the_stage(row), wraps) << row[0];
     }
     EXPECT_EQ(decibels(0.5), "-6.0 dB");
     EXPECT_EQ(decibels(0.9999), "0.0 dB");

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -33,36 +34,26 @@ std::string in_folder(const char* name) {
 
 /// The simulated card's ramp as a file.
 std::string write_ramp(const char* name, unsigned int channels, int bits, std::uint32_t frames) {
-    SF_INFO info{};
-    info.samplerate = 48000;
-    info.channels = static_cast<int>(channels);
-    info.format = SF_FORMAT_WAV | (bits == 16   ? SF_FORMAT_PCM_16
-                                   : bits == 24 ? SF_FORMAT_PCM_24
-                                                : SF_FORMAT_PCM_32);
-    SNDFILE* file = sf_open(in_folder(name).c_str(), SFM_WRITE, &info);
+    const int format = bits == 16   ? SF_FORMAT_PCM_16
+                       : bits == 24 ? SF_FORMAT_PCM_24
+                                    : SF_FORMAT_PCM_32;
+    SndfileHandle file(in_folder(name), SFM_WRITE, SF_FORMAT_WAV | format,
+                       static_cast<int>(channels), 48000);
     std::vector<std::int32_t> samples;
-    for (std::uint32_t f = 0; f < frames; ++f) {
-        for (unsigned int c = 0; c < channels; ++c) {
-            samples.push_back(zel_loopback_ramp(f, c));
-        }
+    for (std::uint32_t k = 0; k < frames * channels; ++k) {
+        samples.push_back(zel_loopback_ramp(k / channels, k % channels));
     }
-    EXPECT_EQ(sf_writef_int(file, samples.data(), frames), frames);
-    sf_close(file);
+    EXPECT_EQ(file.writef(samples.data(), frames), frames);
     return in_folder(name);
 }
 
 /// A file's samples, 16-bit ones in the low half.
 std::vector<std::int32_t> read_samples(const std::string& path) {
-    SF_INFO info{};
-    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-    EXPECT_NE(file, nullptr) << path;
-    std::vector<std::int32_t> samples(static_cast<std::size_t>(info.frames * info.channels));
-    sf_readf_int(file, samples.data(), info.frames);
-    sf_close(file);
-    if ((info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16) {
-        for (std::int32_t& sample : samples) {
-            sample >>= 16;
-        }
+    SndfileHandle file(path);
+    std::vector<std::int32_t> samples(static_cast<std::size_t>(file.frames() * file.channels()));
+    file.readf(samples.data(), file.frames());
+    if ((file.format() & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16) {
+        std::for_each(samples.begin(), samples.end(), [](std::int32_t& sample) { sample >>= 16; });
     }
     return samples;
 }
@@ -132,32 +123,25 @@ TEST_F(convert_test, every_sample_is_the_models) {
             const std::vector<std::int32_t> block = model.next_block();
             expected.insert(expected.end(), block.begin(), block.end());
         }
-        ASSERT_EQ(got.size(), expected.size());
-        for (std::size_t k = 0; k < got.size(); ++k) {
-            ASSERT_EQ(got[k], expected[k]) << "sample " << k;
-        }
+        ASSERT_EQ(got, expected);
     }
 }
 
 TEST_F(convert_test, the_last_block_is_filled_with_silence) {
-    const stream_setup setup{16, 2, 16, 2, 48000};
-    convert_options options = options_for(setup, write_ramp("odd.wav", 2, 16, kBlock + 100));
-    options.tail_seconds = 0;
-    ASSERT_EQ(convert(options), EXIT_OK);
-    const std::vector<std::int32_t> odd = read_samples(options.out_file);
+    convert_options options = options_for({16, 2, 16, 2, 48000}, "");
+    const auto converted = [&](std::uint32_t frames, double tail_seconds) {
+        options.in_file = write_ramp("ramp.wav", 2, 16, frames);
+        options.tail_seconds = tail_seconds;
+        EXPECT_EQ(convert(options), EXIT_OK);
+        return read_samples(options.out_file);
+    };
+    const std::vector<std::int32_t> odd = converted(kBlock + 100, 0);
+    const std::vector<std::int32_t> even = converted(2 * kBlock, 0);
     ASSERT_EQ(odd.size(), 2 * kBlock * 2U);
-    options.in_file = write_ramp("even.wav", 2, 16, 2 * kBlock);
-    ASSERT_EQ(convert(options), EXIT_OK);
-    const std::vector<std::int32_t> even = read_samples(options.out_file);
-    // Channel 0 is not delayed, its neighbour by 40 ms; output 0 takes channel 1 and half of 0.
-    const std::size_t end = std::size_t{kBlock + 100} * 2;
-    EXPECT_TRUE(
-        std::equal(odd.begin(), odd.begin() + static_cast<std::ptrdiff_t>(end), even.begin()));
+    EXPECT_TRUE(std::equal(odd.begin(), odd.begin() + (kBlock + 100) * 2, even.begin()));
     EXPECT_NE(odd, even);
-    options.tail_seconds = 0.1;  // 4800 frames more: 6436 in all, 5 blocks
-    options.in_file = in_folder("odd.wav");
-    ASSERT_EQ(convert(options), EXIT_OK);
-    EXPECT_EQ(read_samples(options.out_file).size(), 5 * kBlock * 2U);
+    // 4800 frames more: 6436 in all, 5 blocks.
+    EXPECT_EQ(converted(kBlock + 100, 0.1).size(), 5 * kBlock * 2U);
 }
 
 TEST_F(convert_test, coefficient_files_can_be_named_and_what_becomes_of_them_is_told) {
@@ -252,14 +236,11 @@ TEST_F(convert_test, tells_of_what_a_listener_would_not_expect) {
 /// A file of one second of a ramp in an encoding, with its end cut off.
 std::string write_encoded(int format, int rate, std::uintmax_t cut_bytes) {
     const std::string path = in_folder("encoded");
-    {
-        SndfileHandle file(path, SFM_WRITE, format, 1, rate);
-        std::vector<short> samples(static_cast<std::size_t>(rate));
-        for (std::size_t k = 0; k < samples.size(); ++k) {
-            samples[k] = static_cast<short>(k * 7919);
-        }
-        file.write(samples.data(), rate);
+    std::vector<short> samples(static_cast<std::size_t>(rate));
+    for (std::size_t k = 0; k < samples.size(); ++k) {
+        samples[k] = static_cast<short>(k * 7919);
     }
+    SndfileHandle(path, SFM_WRITE, format, 1, rate).write(samples.data(), rate);
     std::filesystem::resize_file(path, std::filesystem::file_size(path) - cut_bytes);
     return path;
 }

@@ -19,11 +19,14 @@ def check(path, *stream):
     return json.loads(done.stdout)["files"][0]
 
 
+def decision(kind, *stream):
+    return check(config / f"voice_channel_{kind}_coef.json", "--card-channels", *stream)["decision"]
+
+
 def rows_of(channels, layout, outputs):
     """The weights that the device takes from the default file, a row by output."""
-    decision = check(config / "voice_channel_mixing_coef.json",
-                     "--card-channels", channels, "--card-layout", layout, "-c", outputs)["decision"]
-    return decision["matrix"] if decision["outcome"] == "entry" else [[]]
+    taken = decision("mixing", channels, "--card-layout", layout, "-c", outputs)
+    return taken["matrix"] if taken["outcome"] == "entry" else [[]]
 
 
 class Samples(unittest.TestCase):
@@ -47,8 +50,7 @@ class Samples(unittest.TestCase):
                     self.assertGreater(sum(row), 0)
                     # Else full scale in all channels would wrap.
                     self.assertLessEqual(sum(row), 1.0001)
-            delays = check(config / "voice_channel_delay_coef.json", "--card-channels", channels)["decision"]
-            self.assertTrue(delays["used"], channels)
+            self.assertTrue(decision("delay", channels)["used"], channels)
 
     def test_downmixes_keep_the_balance_and_reach_full_scale(self):
         minus3 = 0.5 ** 0.5

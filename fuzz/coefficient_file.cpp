@@ -1,0 +1,102 @@
+// A coefficient file of any content, loaded as both kinds for several streams and then used: no
+// weight makes noise of silence, and every channel comes out late by one constant number of frames.
+
+#include "captured_log.h"
+#include "fuzz_input.h"
+#include "stream_config.h"
+#include "zel_format_converter_delay_wrapper.h"
+#include "zel_format_converter_mixing_wrapper.h"
+
+namespace {
+
+constexpr pcm_format k16 = PCM_FORMAT_S16_LE, k32 = PCM_FORMAT_S32_LE;
+
+constexpr struct {
+    unsigned int in;
+    const char* layout;
+    unsigned int out;
+    pcm_format in_format, out_format;
+} kMixed[] = {{2, "2.0", 2, k16, k16},
+              {6, "5.1", 2, k32, k32},
+              {8, "", 1, k16, k32},
+              {12, "7.1.4", 8, k32, k16}};
+
+constexpr struct { unsigned int channels, rate; } kDelayed[] = {{2, 48000}, {6, 1000}, {8, 16000}};
+
+std::vector<std::uint8_t> mix(const pcm_config& in, std::uint8_t sample_byte,
+                              const pcm_config& out) {
+    const auto block_of = [](const pcm_config& config, std::uint8_t byte) {
+        const std::size_t frame_bytes = config.channels * pcm_format_to_bits(config.format) / 8;
+        return std::vector<std::uint8_t>(16 * frame_bytes, byte);
+    };
+    const std::vector<std::uint8_t> block = block_of(in, sample_byte);
+    std::vector<std::uint8_t> mixed = block_of(out, 1);
+    ZEL_FUZZ_CHECK(zel_fc_lib_mixing_process(block.data(), static_cast<unsigned int>(block.size()),
+                                             mixed.data(),
+                                             static_cast<unsigned int>(mixed.size())) == 0);
+    return mixed;
+}
+
+void check_silence(const pcm_config& in, const pcm_config& out) {
+    const std::vector<std::uint8_t> mixed = mix(in, 0, out);
+    ZEL_FUZZ_CHECK(mixed == std::vector<std::uint8_t>(mixed.size()));
+}
+
+/// The sample of frame `f`, counted from the first input; never 0.
+std::int32_t ramp(std::size_t f, std::size_t channel) {
+    return static_cast<std::int32_t>((f + 1) << 4 | channel);
+}
+
+/// Four blocks of the ramp.
+std::vector<std::int32_t> delayed_ramp(std::size_t channels, std::size_t rate) {
+    const std::size_t block = rate / 1000 * 32 * channels;
+    std::vector<std::int32_t> in(4 * block);
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        in[i] = ramp(i / channels, i % channels);
+    }
+    std::vector<std::int32_t> out(in.size(), -1);
+    for (std::size_t at = 0; at < in.size(); at += block) {
+        const std::vector<std::int32_t> part(in.data() + at, in.data() + at + block);
+        ZEL_FUZZ_CHECK(zel_fc_lib_delay_process(part.data(), out.data() + at,
+                                                static_cast<int>(block * sizeof(in[0]))) == 0);
+    }
+    return out;
+}
+
+void check_delays(const std::vector<std::int32_t>& out, std::size_t channels) {
+    const std::size_t frames = out.size() / channels;
+    for (std::size_t c = 0; c < channels; ++c) {
+        std::size_t delay = 0;
+        while (delay < frames && out[delay * channels + c] == 0) {
+            ++delay;
+        }
+        for (std::size_t f = delay; f < frames; ++f) {
+            ZEL_FUZZ_CHECK(out[f * channels + c] == ramp(f - delay, c));
+        }
+    }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    zel_test::clear_log();
+    const std::string path = zel_fuzz::write_coefficients(data, size);
+    for (const auto& s : kMixed) {
+        const pcm_config in = zel_test::stream_config(s.in, 48000, s.in_format);
+        const pcm_config out = zel_test::stream_config(s.out, 48000, s.out_format);
+        ZEL_FUZZ_CHECK(zel_fc_lib_mixing_init(path, s.layout, &in, &out) == 0);
+        check_silence(in, out);
+        mix(in, 0x7F, out);
+        mix(in, 0x80, out);
+        zel_fc_lib_mixing_channel_change("5.1");
+        check_silence(in, out);
+        ZEL_FUZZ_CHECK(zel_fc_lib_mixing_deinit() == 0);
+    }
+    for (const auto& [channels, rate] : kDelayed) {
+        const pcm_config config = zel_test::stream_config(channels, rate, k32);
+        ZEL_FUZZ_CHECK(zel_fc_lib_delay_init(path.c_str(), &config) == 0);
+        check_delays(delayed_ramp(channels, rate), channels);
+        ZEL_FUZZ_CHECK(zel_fc_lib_delay_deinit() == 0);
+    }
+    return 0;
+}

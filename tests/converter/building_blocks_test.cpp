@@ -1,0 +1,113 @@
+// The poller and the ring buffer. What the ring does with any writes and reads is for the fuzzer,
+// which has a model of it.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <future>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include "captured_log.h"
+#include "converter_access.h"
+
+namespace {
+
+TEST(epoll, fails_before_init) {
+    zel_test::clear_log();
+    zel_epoll poller;
+    EXPECT_EQ(poller.add(0), -EBADF);
+    EXPECT_EQ(poller.del(0), -EBADF);
+    EXPECT_EQ(poller.wait(), -EBADF);
+    EXPECT_TRUE(zel_test::log_has("epoll_ctl add fd(0) error, errno=(9)"));
+    EXPECT_TRUE(zel_test::log_has("epoll_ctl del fd(0) error, errno=(9)"));
+    EXPECT_TRUE(zel_test::log_has("epoll_wait error, errno=(9)"));
+}
+
+TEST(epoll, reports_each_arrival_once_and_keeps_a_hung_up_pipe) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    zel_epoll poller;
+    ASSERT_EQ(poller.init(), 0);
+    ASSERT_EQ(poller.init(), 0);
+    ASSERT_EQ(poller.add(ends[0]), 0);
+    EXPECT_EQ(poller.add(ends[0]), -EEXIST);
+    EXPECT_EQ(poller.wait(), 0);
+    for (int arrival = 0; arrival < 2; ++arrival) {
+        ASSERT_EQ(write(ends[1], "x", 1), 1);
+        ASSERT_EQ(poller.wait(), 1);
+        EXPECT_EQ(poller.astEvents[0].data.fd, ends[0]);
+        EXPECT_EQ(poller.wait(), 0) << "still readable, nothing new";
+    }
+    close(ends[1]);
+    EXPECT_EQ(poller.wait(), 1);
+    EXPECT_NE(fcntl(ends[0], F_GETFD), -1);
+    EXPECT_EQ(poller.del(ends[0]), 0);
+    close(ends[0]);
+}
+
+TEST(epoll, drops_a_socket_whose_peer_stopped_sending) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    zel_epoll poller;
+    ASSERT_EQ(poller.init(), 0);
+    ASSERT_EQ(poller.add(ends[0]), 0);
+    ASSERT_EQ(shutdown(ends[1], SHUT_WR), 0);
+    poller.set_timeout(-1);
+    ASSERT_EQ(poller.wait(), 1);
+    EXPECT_NE(poller.astEvents[0].events & EPOLLRDHUP, 0U);
+    EXPECT_EQ(poller.astEvents[0].data.fd, ends[0]);
+    EXPECT_EQ(fcntl(ends[0], F_GETFD), -1) << "must be closed";
+    poller.set_timeout(0);
+    EXPECT_EQ(poller.wait(), 0);
+    close(ends[1]);
+}
+
+TEST(ring_buf, refuses_without_storage_or_data) {
+    pcm_config config = zel_test::client_config();
+    std::uint8_t byte = 0;
+    const timespec ts{1, 2};
+    zel_test::clear_log();
+    zel_ring_buf none(nullptr, 32);
+    EXPECT_TRUE(zel_test::log_has("invalid parameter"));
+    EXPECT_EQ(none.write(&byte, 1, &ts), -EINVAL);
+    EXPECT_EQ(none.read_pcm(&byte, 1), -EINVAL);
+    EXPECT_EQ(zel_test::log_count("pcm buffer is not create!!"), 2U);
+    zel_ring_buf ring(&config, 32);
+    EXPECT_EQ(ring.write(nullptr, 1, &ts), -EINVAL);
+    EXPECT_EQ(ring.read_pcm(nullptr, 1), -EINVAL);
+    config.period_count = std::numeric_limits<std::int32_t>::max();
+    EXPECT_THROW(zel_ring_buf(&config, 32), std::bad_alloc);
+}
+
+// A block is one number throughout, so a torn or disordered copy shows.
+TEST(ring_buf, reader_beside_a_writer_sees_whole_blocks_in_order) {
+    const pcm_config config = zel_test::client_config();
+    zel_ring_buf ring(&config, 32);
+    constexpr std::uint32_t kBlocks = 3000;
+    std::vector<std::uint32_t> block(1536);
+    const auto bytes = static_cast<unsigned int>(block.size() * 4);
+    const auto writer = std::async(std::launch::async, [&ring, bytes, written = block]() mutable {
+        for (std::uint32_t n = 1; n <= kBlocks; ++n) {
+            written.assign(written.size(), n);
+            const timespec ts{};
+            ring.write(written.data(), bytes, &ts);
+        }
+    });
+    for (std::uint32_t last = 0; last < kBlocks;) {
+        const auto got = static_cast<unsigned int>(ring.read_pcm(block.data(), bytes));
+        ASSERT_TRUE(got == 0 || got == bytes) << got;
+        if (got != 0) {
+            ASSERT_EQ(block, std::vector<std::uint32_t>(block.size(), block[0]));
+            ASSERT_GT(block[0], last);
+            last = block[0];
+        }
+    }
+}
+
+}  // namespace

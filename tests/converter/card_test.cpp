@@ -1,0 +1,255 @@
+// The card's stream and what its change events lead to, step by step on the test's own thread.
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <limits>
+#include <string>
+
+#include "allocation_faults.h"
+#include "captured_log.h"
+#include "converter_access.h"
+
+using namespace zel_test;
+
+namespace {
+
+constexpr unsigned int kActive = 1, kLayout = 6;
+
+class card_test : public testing::Test {
+  protected:
+    void SetUp() override {
+        reset_script();
+        allow_reads(-1);
+        fc = fc_access::make();
+        ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+        clear_log();
+    }
+    void TearDown() override {
+        fc_access::execute(*fc, FC_CLOSE);
+        EXPECT_EQ(open_handles(), 0);
+        zel_format_converter::u32LOG_LEVEL = FC_LOG_INFO;
+    }
+    int after_event(unsigned int numid) {
+        push_event(numid);
+        return fc_access::check_event(*fc);
+    }
+    int read() {
+        timespec ts{};
+        return fc_access::read_device(*fc, &ts);
+    }
+
+    fc_access::owner fc;
+};
+
+TEST_F(card_test, gaps_between_blocks_are_told_from_one_millisecond_on) {
+    const timespec before{10, 990'000'000};
+    const struct {
+        timespec before, now;
+        const char* message;
+    } cases[] = {
+        {before, {11, 23'000'000}, nullptr},
+        {before,
+         {11, 23'000'001},
+         "timestamp glitch 1 ms more than 1 ms;current (11,23000001), previous (10,990000000)"},
+        {before, {13, 0}, "timestamp glitch 1978 ms more than 1 ms;current (13,0)"},
+        {before, before, "timestamp (10,990000000) no update"},
+        {before, {9, 1'990'000'000}, nullptr},
+        {before, {5, 0}, nullptr},
+        {before,
+         {std::numeric_limits<time_t>::max(), 0},
+         sizeof(time_t) < 8 ? "timestamp glitch" : nullptr},
+        {before, {0, 0}, nullptr},
+        {{0, 0}, {20, 0}, nullptr},  // the first block has no previous one
+    };
+    for (const auto& c : cases) {
+        clear_log();
+        fc_access::check_time(*fc, c.before, c.now);
+        EXPECT_EQ(log_count("timestamp"), c.message == nullptr ? 0U : 1U);
+        EXPECT_TRUE(c.message == nullptr || log_has(c.message)) << c.message;
+    }
+}
+
+TEST_F(card_test, blocks_carry_their_time_and_failures_keep_the_last_one) {
+    const auto previous_ns = [this] {
+        const timespec previous = fc_access::previous(*fc);
+        return previous.tv_sec * 1'000'000'000LL + previous.tv_nsec;
+    };
+    set_timestamps({{7, 100}, {9, 0}, {12, 0}}, 0);
+    EXPECT_EQ(read(), 0);
+    EXPECT_EQ(previous_ns(), 7'000'000'100);
+    fail_call(call::pcm_get_htimestamp, 1, -1);
+    EXPECT_EQ(read(), 0) << "a missing time costs no audio";
+    EXPECT_TRUE(log_has("pcm_get_htimestamp get timstamp error : "));
+    EXPECT_EQ(previous_ns(), 7'000'000'100);
+    for (const int got : {-1, 0, 1535}) {
+        fail_call(call::pcm_readi, 1, got);
+        EXPECT_EQ(read(), -EIO);
+        EXPECT_TRUE(
+            log_has("read size incorrect u32ReadFrame " + std::to_string(got) + " request 1536"));
+        EXPECT_EQ(previous_ns(), 7'000'000'100);
+    }
+    // The first block after a restart has no previous one.
+    EXPECT_EQ(after_event(kActive), 0);
+    EXPECT_EQ(read(), 0);
+    EXPECT_FALSE(log_has("timestamp glitch"));
+    EXPECT_EQ(read(), 0) << "a gap costs no audio";
+    EXPECT_TRUE(log_has("check_timestamp", "timestamp glitch 2968 ms"));
+}
+
+TEST_F(card_test, an_input_record_that_is_still_there_fails_the_open) {
+    EXPECT_EQ(fc_access::open_device(*fc), -1);
+    EXPECT_TRUE(log_has("pmInPcmInfo already exist"));
+    EXPECT_EQ(fc_access::in(*fc), nullptr) << "that record is released";
+}
+
+TEST_F(card_test, one_look_at_the_cards_events) {
+    const struct {
+        void (*script)();
+        int result;
+        const char* operation;
+        const char* message;
+        int restarts;
+    } rows[] = {
+        {[] {}, 0, "check_mixer_event", "no event received", 0},
+        {[] {
+             push_event(kActive);  // a wake-up without an event
+             fail_call(call::mixer_read_event, 1, 0);
+         },
+         0, "check_mixer_event", "no event received", 0},
+        {[] { fail_call(call::mixer_wait_event, 1, -ENODEV); }, -ENODEV, "check_mixer_event",
+         "mixer wait event fail (-19)", 0},
+        {[] {
+             push_event(kActive);
+             fail_call(call::mixer_read_event, 1, -EIO);
+         },
+         -EIO, "check_mixer_event", "mixer consume event fail(-5)", 0},
+        {[] { push_event(2); }, -EINVAL, "check_mixer_event", "unexpected event 2", 0},
+        {[] { push_event(0); }, -EINVAL, "check_mixer_event", "unexpected event 0", 0},
+        {[] {
+             push_event(kLayout);
+             remove_control("PCM Channel Layout");
+         },
+         -EINVAL, "check_mixer_event", "get channel layout fail", 0},
+        {[] {
+             push_event(kLayout);
+             fail_call(call::mixer_ctl_get_enum_string, 1, 0);
+         },
+         -EINVAL, "get_channel_layout", "get channel layout name fail", 0},
+        {[] { push_event(kLayout); }, -EINVAL, "check_mixer_event", "change channel layout fail",
+         0},
+        {[] {
+             push_event(kActive);
+             set_control("PCM Slave Active", 0);
+         },
+         0, "get_loopback_source", "I2S loopback", 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.message);
+        TearDown();
+        SetUp();
+        zel_format_converter::u32LOG_LEVEL = FC_LOG_TRACE;
+        row.script();
+        EXPECT_EQ(fc_access::check_event(*fc), row.result);
+        EXPECT_TRUE(log_has(row.operation, row.message));
+        EXPECT_EQ(calls_of(call::pcm_open), 1 + row.restarts);
+        EXPECT_EQ(fc_access::pending(*fc), row.restarts == 1);
+    }
+}
+
+TEST_F(card_test, a_restart_is_tried_ten_times_and_a_later_event_brings_the_stream_back) {
+    const struct {
+        const char* error;
+        int card_rate, result;
+        const char* message;
+    } causes[] = {
+        {"no such device", 48000, -1, "open pcm device fail"},
+        // 48000 Hz cannot be made from 96000 Hz.
+        {"cannot set hw params", 96000, -EINVAL, "init format converter sub module fail"},
+    };
+    for (const auto& cause : causes) {
+        clear_log();
+        refuse_rate(48000, cause.error);
+        set_control("PCM Slave Rate", cause.card_rate);
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(after_event(kActive), cause.result);
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(9 * 32));
+        EXPECT_TRUE(log_has("restart_fc", cause.message));
+        for (int i = 0; i < 10; ++i) {
+            EXPECT_EQ(log_count("restart fc fail count " + std::to_string(i)), 1U);
+        }
+        EXPECT_EQ(log_count("restart fc fail count "), 10U);
+        EXPECT_EQ(log_count("fatal error can't open DD more than 10 times"), 1U);
+        EXPECT_FALSE(fc_access::pending(*fc));
+        EXPECT_EQ(fc_access::in(*fc), nullptr);
+        EXPECT_EQ(open_handles(), 1) << "the mixer";
+        EXPECT_EQ(read(), -EINVAL);
+        EXPECT_TRUE(log_has("pcm not open yet"));
+        EXPECT_EQ(fc_access::check_event(*fc), 0) << "nothing is tried without a new event";
+        EXPECT_FALSE(fc_access::pending(*fc));
+
+        reset_script();
+        EXPECT_EQ(after_event(kActive), 0);
+        EXPECT_EQ(calls_of(call::mixer_open), 0) << "the subscription stays";
+        EXPECT_EQ(opened_streams().at(0).config.period_size, 1536U);
+        EXPECT_EQ(open_handles(), 2);
+        EXPECT_EQ(fc_access::process(*fc), 0);
+        fc_access::pending(*fc) = false;
+    }
+}
+
+TEST_F(card_test, a_restart_that_a_close_follows_is_not_announced_in_the_next_stream) {
+    ASSERT_EQ(after_event(kActive), 0);
+    ASSERT_EQ(fc_access::execute(*fc, FC_CLOSE), 0);
+    ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+    EXPECT_FALSE(fc_access::pending(*fc));
+}
+
+TEST_F(card_test, newer_events_come_first_while_a_restart_is_pending) {
+    for (const int failures : {3, 9}) {  // the count starts anew with every event
+        fail_call(call::pcm_open, 1, 0, failures);
+        EXPECT_EQ(after_event(kActive), 0);
+        EXPECT_FALSE(log_has("fatal error"));
+    }
+    // Further source changes are further attempts in the same count, without a wait.
+    clear_log();
+    fail_call(call::pcm_open, 1, 0, 10);
+    for (int i = 0; i < 11; ++i) {
+        push_event(kActive);
+    }
+    EXPECT_EQ(after_event(kActive), -1);
+    EXPECT_EQ(log_count("restart fc fail count"), 10U);
+    EXPECT_EQ(fc_access::check_event(*fc), 0) << "two events were left";
+    EXPECT_EQ(fc_access::check_event(*fc), 0);
+    EXPECT_EQ(calls_of(call::pcm_open), 1 + 4 + 10 + 10 + 2);
+
+    // Other events end the call, and the pending restart with it.
+    for (const unsigned int numid : {kLayout, 9U}) {
+        clear_log();
+        fail_call(call::pcm_open, 1, 0, 10);
+        push_event(kActive);
+        EXPECT_EQ(after_event(numid), -EINVAL);
+        EXPECT_EQ(log_count("restart fc fail count"), 1U);
+        EXPECT_EQ(fc_access::check_event(*fc), 0);
+        fail_call(call::pcm_open, 1, 0, 0);
+        EXPECT_EQ(after_event(kActive), 0);
+    }
+}
+
+TEST_F(card_test, memory_that_runs_out_in_a_restart_costs_one_attempt) {
+    std::size_t nth = 0;
+    for (bool struck = true; struck;) {
+        push_event(kActive);
+        fail_allocation(++nth);
+        const int result = fc_access::check_event(*fc);
+        struck = stop_failing_allocations();
+        EXPECT_EQ(result, 0) << "allocation " << nth;
+        EXPECT_EQ(open_handles(), 2);
+        EXPECT_EQ(fc_access::process(*fc), 0);
+        EXPECT_FALSE(log_has("restart fc fail count 1"));
+    }
+    EXPECT_GT(nth, 5U);
+}
+
+}  // namespace

@@ -1,0 +1,135 @@
+// What the tool shows of a recording: levels, spectra, lost audio.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include "level_meter.h"
+#include "meter_display.h"
+#include "progress_bar.h"
+#include "spectrum.h"
+#include "stream_monitor.h"
+
+namespace {
+
+TEST(level_meter, levels_and_peaks_by_channel) {
+    level_meter narrow(2, 16);
+    const std::int16_t frames[] = {16384, 0, -16384, 0, 16384, -32768, -16384, 0};
+    narrow.add(frames, 2);
+    narrow.add(frames + 4, 2);
+    EXPECT_NEAR(narrow.rms_dbfs(0), -6.0206, 1e-3);
+    EXPECT_NEAR(narrow.peak_dbfs(0), -6.0206, 1e-3);
+    EXPECT_NEAR(narrow.rms_dbfs(1), -6.0206, 1e-3) << "one of four at full scale";
+    EXPECT_DOUBLE_EQ(narrow.peak_dbfs(1), 0);
+
+    level_meter wide(1, 32);
+    EXPECT_EQ(wide.rms_dbfs(0), -INFINITY);
+    EXPECT_EQ(wide.peak_dbfs(0), -INFINITY);
+    const std::int32_t sample = 1 << 28;
+    wide.add(&sample, 1);
+    EXPECT_NEAR(wide.rms_dbfs(0), -18.0618, 1e-3);
+}
+
+TEST(meter_lines, fit_the_terminal_and_show_levels_on_the_scale) {
+    const std::vector<std::string> lines = meter_lines(
+        {{-30, -12, -6, false}, {-INFINITY, -INFINITY, -INFINITY, false}, {0, 0, 0, true}}, 79);
+    // 50 columns for 60 dB: -30 dB fills 25, -12 dB 40, the hold of -6 dB stands in the 45th.
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_EQ(lines[0], "ch         -48       -36       -24       -12         0  level   peak");
+    EXPECT_EQ(lines[1], " 0 " + std::string(25, '#') + std::string(15, '-') + "....|....." +
+                            "   -30.0   -6.0 dBFS");
+    EXPECT_EQ(lines[2], " 1 " + std::string(50, '.') + "    -inf   -inf dBFS");
+    EXPECT_EQ(lines[3], " 2 " + std::string(49, '#') + "|     0.0    0.0 dBFS OVER");
+    EXPECT_EQ(meter_lines({}, 39)[0], "ch    -30    0  level   peak");
+    for (const unsigned int width : {0U, 20U, 39U, 60U, 79U, 200U}) {
+        for (const std::string& line : meter_lines({{-3, 0, 0, true}}, width)) {
+            EXPECT_LE(line.size(), width) << line;
+        }
+    }
+}
+
+TEST(meter_ballistics, peaks_are_held_then_fall) {
+    meter_ballistics meter(1, 16, 1000);
+    const auto after = [&meter](std::int16_t first) {
+        std::vector<std::int16_t> half_a_second(500);
+        half_a_second[0] = first;
+        meter.add(half_a_second.data(), 500);
+        return meter.look()[0];
+    };
+    EXPECT_NEAR(after(16384).hold, -6.02, 0.01);
+    for (int k = 0; k < 3; ++k) {
+        const meter_reading reading = after(0);
+        EXPECT_EQ(reading.peak, -INFINITY) << "of the interval only";
+        EXPECT_NEAR(reading.hold, -6.02, 0.01) << "for 1.5 s";
+    }
+    const meter_reading later = after(0);
+    EXPECT_NEAR(later.hold, -16.02, 0.01) << "20 dB a second";
+    EXPECT_FALSE(later.over);
+    EXPECT_TRUE(after(32767).over);
+    EXPECT_TRUE(after(0).over) << "from then on";
+}
+
+TEST(progress_text, fits_any_width) {
+    EXPECT_EQ(progress_text(5, 20, 0.5, 60),
+              "[####...............]  25 %  5.0 s of 20.0 s, 10 x real time");
+    EXPECT_EQ(progress_text(20, 20, 0, 44).substr(0, 6), " 100 %") << "no room for the bar";
+    for (unsigned int width = 0; width < 200; ++width) {
+        EXPECT_LE(progress_text(1e6, 1e6, 1, width).size(), width);
+    }
+}
+
+TEST(spectrum, a_sine_stands_at_its_level_and_place) {
+    std::vector<double> sine(512);
+    for (std::size_t k = 0; k < sine.size(); ++k) {
+        sine[k] = 0.5 * std::sin(2 * std::numbers::pi * 40 * static_cast<double>(k) / 512);
+    }
+    const std::vector<double> levels = spectrum_dbfs(sine);
+    ASSERT_EQ(levels.size(), 256U);
+    EXPECT_NEAR(levels[40], -6.02, 0.01);
+    EXPECT_NEAR(levels[41], -12.04, 0.01) << "the Hann window's neighbours are 6 dB down";
+    EXPECT_LT(levels[43], -200);
+    EXPECT_LT(spectrum_dbfs(std::vector<double>(512))[10], -200) << "silence has a floor";
+}
+
+TEST(filter_gain, of_a_mean_of_two_samples) {
+    const float taps[] = {0.5F, 0.5F};
+    EXPECT_NEAR(filter_gain_db(taps, 2, 0, 48000), 0, 1e-9);
+    EXPECT_NEAR(filter_gain_db(taps, 2, 12000, 48000), -3.01, 0.01);
+    EXPECT_LT(filter_gain_db(taps, 2, 24000, 48000), -300);
+}
+
+/// A stream of 16000 Hz in blocks of 512 frames: block n ends at n * 32 ms after 100.99 s.
+timespec block_time(int n) {
+    const long long ns = 100'990'000'000LL + n * 32'000'000LL;
+    return {static_cast<time_t>(ns / 1'000'000'000), static_cast<long>(ns % 1'000'000'000)};
+}
+
+TEST(stream_monitor, an_even_stream_loses_nothing) {
+    stream_monitor monitor(16000, 4096, 512);
+    for (int n = 1; n < 200; ++n) {
+        monitor.add(512, 0, block_time(n));
+    }
+    monitor.add(0, 1024, block_time(201));  // a late reader, the audio still there
+    monitor.add(100, 924, block_time(201));
+    EXPECT_EQ(monitor.gaps() + monitor.overruns() + monitor.lost_frames(), 0U);
+}
+
+TEST(stream_monitor, lost_audio_is_a_gap_or_with_a_full_buffer_an_overrun) {
+    stream_monitor monitor(16000, 2048, 512);
+    monitor.add(512, 0, block_time(1));
+    monitor.add(512, 0, block_time(4));  // two blocks never came
+    monitor.add(512, 0, block_time(5));
+    EXPECT_EQ(monitor.gaps(), 1U);
+    EXPECT_EQ(monitor.overruns(), 0U);
+    EXPECT_EQ(monitor.lost_frames(), 1024U);
+    monitor.add(512, 1536, block_time(12));  // seven blocks, the buffer holds four
+    EXPECT_EQ(monitor.gaps(), 1U);
+    EXPECT_EQ(monitor.overruns(), 1U);
+    EXPECT_EQ(monitor.lost_frames(), 1024U + 3 * 512U);
+}
+
+}  // namespace
