@@ -9,10 +9,20 @@ import re
 import sys
 import unittest
 
-from blueprint import read_blueprints
-
 root = pathlib.Path(sys.argv[1])
 compile_commands, arch, is_release = pathlib.Path(sys.argv[2]), sys.argv[3], sys.argv[4] == "1"
+
+
+def read_blueprints(*paths):
+    """The modules by their "name". But for the quotes of its members' names, a module is written as
+    a Python value is."""
+    text = re.sub("//.*", "", "\n".join(path.read_text() for path in paths))
+    variables = {"true": True, "false": False, **dict(re.findall(r'^(\w+) = "(.*)"$', text, re.M))}
+    found = [eval(re.sub(r"(\w+): ", r'"\1": ', module), variables)
+             for module in re.findall(r"^\w+ (\{.*?^\})", text, re.M | re.S)]
+    return {module["name"]: module for module in found if "name" in module}
+
+
 modules = read_blueprints(root / "Android.bp", root / "android/Android.bp")
 
 LIBRARY = "libzel_tinyalsa_format_converter_plugin"

@@ -6,6 +6,7 @@ import pathlib
 import re
 import sys
 import unittest
+from xml.etree import ElementTree
 
 root = pathlib.Path(sys.argv[1])
 
@@ -27,6 +28,15 @@ class ImageFiles(unittest.TestCase):
             self.assertTrue((root / source.lstrip("/")).exists(), source)
         self.assertEqual(len(default_paths), 2)
         self.assertLessEqual(default_paths, {"/vendor" + target for _, target in copies})
+
+    def test_card_definition_says_what_tinyalsa_asks_for(self):
+        library = "libzel_tinyalsa_format_converter_plugin.so"
+        card = ElementTree.parse(root / "android/card-defs.xml").find("card")
+        for path, text in {"id": "70", "pcm-device/id": "70", "pcm-device/type": "1",
+                           "pcm-device/so-name": library, "pcm-device/props/capture": "1",
+                           "pcm-device/props/playback": "0", "mixer/type": "1",
+                           "mixer/so-name": library}.items():
+            self.assertEqual(card.findtext(path), text, path)
 
     def test_policy_labels_the_coefficient_files_with_a_type_that_it_has(self):
         label = re.search(r"(\S+) +u:object_r:(\w+):s0", content("android/sepolicy/file_contexts"))

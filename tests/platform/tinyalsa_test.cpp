@@ -5,7 +5,6 @@
 #include <tinyalsa/pcm.h>
 
 #include <cstring>
-#include <utility>
 
 namespace {
 
@@ -52,15 +51,6 @@ TEST(tinyalsa, limits_of_a_card_can_be_asked) {
     EXPECT_TRUE(pcm_params_format_test(params, PCM_FORMAT_S24_LE));
     EXPECT_FALSE(pcm_params_format_test(params, PCM_FORMAT_S16_BE));
     pcm_params_free(params);
-}
-
-TEST(tinyalsa, formats_have_their_widths) {
-    const std::pair<pcm_format, unsigned int> widths[] = {
-        {PCM_FORMAT_S16_LE, 16},  {PCM_FORMAT_S32_LE, 32}, {PCM_FORMAT_S24_LE, 32},
-        {PCM_FORMAT_S24_3LE, 24}, {PCM_FORMAT_S8, 8},      {PCM_FORMAT_INVALID, 16}};
-    for (const auto& [format, bits] : widths) {
-        EXPECT_EQ(pcm_format_to_bits(format), bits);
-    }
 }
 
 }  // namespace

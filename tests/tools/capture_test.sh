@@ -135,6 +135,21 @@ sys.stdout.buffer.write(b"RIFF" + struct.pack("<I", 36 + len(data)) + b"WAVEfmt 
 expect 0 "plot.svg" plot recording "$folder/float.wav" "$folder/plot.svg"
 [ "$(grep -o 'y="[^"]*" width="1" [^/]*' "$folder/plot.svg" | sort -u)" = \
     'y="60" width="1" height="80" fill="#1f4e9c"' ]
+expect 0 "32 bit float" convert "$folder/float.wav" "$folder/again.wav"
+python3 -c 'import sys, wave
+with wave.open(sys.argv[1], "wb") as file:
+    file.setparams((1, 1, 16000, 0, "NONE", ""))
+    file.writeframes(bytes(16000))' "$folder/bytes.wav"
+expect 0 "1 channels, 8 bits" convert "$folder/bytes.wav" "$folder/again.wav"
+# What cannot be converted leaves the output as it was.
+cp "$folder/again.wav" "$folder/kept"
+expect 2 "Format not recognised" convert "$0" "$folder/again.wav"
+expect 2 "channel num 9 out of limit 8" convert "$out" "$folder/again.wav" -c 9
+long=$folder/$(printf '%0128d' 0)
+cp "$mixing" "$long"
+expect 2 "the path is longer than 127 characters" convert "$out" "$folder/again.wav" --mixing "$long"
+cmp "$folder/again.wav" "$folder/kept"
+expect 4 "/nowhere/out.wav" convert "$out" /nowhere/out.wav
 expect 2 "Format not recognised" plot recording "$0" "$folder/plot.svg"
 expect 4 "/nowhere/plot.svg" plot filter /nowhere/plot.svg
 

@@ -11,13 +11,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <sndfile.hh>
 #include <string>
 #include <vector>
 
 #include "chain_model.h"
-#include "sound_file.h"
 #include "test_folder.h"
 #include "zel_loopback_signal.h"
 
@@ -170,46 +168,6 @@ TEST_F(convert_test, coefficient_files_can_be_named_and_what_becomes_of_them_is_
     EXPECT_EQ(read_samples(options.out_file), std::vector<std::int32_t>(kBlock));
 }
 
-TEST_F(convert_test, refuses_without_touching_the_output) {
-    const stream_setup setup{16, 2, 16, 2, 16000};
-    const std::string in = write_ramp("kept.wav", 2, 16, kBlock);
-    convert_options options = options_for(setup, in);
-    std::ofstream(options.out_file) << "mine";
-    const auto kept = [&] {
-        std::string text;
-        std::ifstream(options.out_file) >> text;
-        return text == "mine";
-    };
-    options.coefficients.mixing = std::string(128, 'x');
-    EXPECT_EQ(convert(options), EXIT_OPEN);
-    EXPECT_NE(told.find("the path is longer than 127 characters"), std::string::npos) << told;
-    options.coefficients.mixing = "";
-    options.in_file = zel_test::write_file("text.wav", "no audio");
-    EXPECT_EQ(convert(options), EXIT_OPEN);
-    options.in_file = in;
-    options.client.channels = 9;
-    EXPECT_EQ(convert(options), EXIT_OPEN);
-    EXPECT_NE(told.find("channel num 9 out of limit 8"), std::string::npos) << told;
-    EXPECT_TRUE(kept());
-    options.client.channels = 2;
-    options.out_file = zel_test::test_folder() + "/./kept.wav";
-    EXPECT_EQ(convert(options), EXIT_USAGE);
-    EXPECT_EQ(read_samples(in).size(), kBlock * 2U);
-    options.out_file = "/nowhere/out.wav";
-    EXPECT_EQ(convert(options), EXIT_WRITE);
-}
-
-TEST_F(convert_test, takes_paths_as_they_are) {
-    const stream_setup setup{16, 2, 16, 2, 48000};
-    convert_options options = options_for(setup, write_ramp("two.wav", 2, 16, kBlock));
-    options.coefficients.delay = zel_test::write_file(
-        "a  b.json", R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
-            {"InputChannel":2,"Parameters":[0,1000]}]})");
-    ASSERT_EQ(convert(options), EXIT_OK);
-    // The file's block, and 31.25 more for the tail.
-    EXPECT_EQ(read_samples(options.out_file).size(), 33 * kBlock * 2U);
-}
-
 TEST_F(convert_test, tells_of_what_a_listener_would_not_expect) {
     convert_options options =
         options_for({24, 2, 16, 2, 48000}, write_ramp("w.wav", 2, 24, kBlock));
@@ -266,17 +224,6 @@ TEST_F(convert_test, plays_no_silence_for_what_it_cannot_read) {
         options.in_file = write_encoded(c.format, c.rate, c.cut_bytes);
         EXPECT_EQ(convert(options), c.code) << std::hex << c.format;
         EXPECT_NE(told.find(c.told), std::string::npos) << std::hex << c.format << ": " << told;
-    }
-}
-
-TEST(sound_info, names_encodings) {
-    const std::pair<int, const char*> encodings[] = {{SF_FORMAT_PCM_U8, "8 bits"},
-                                                     {SF_FORMAT_PCM_24, "24 bits"},
-                                                     {SF_FORMAT_FLOAT, "32 bit float"}};
-    for (const auto& [encoding, name] : encodings) {
-        sound_info sound;
-        EXPECT_EQ(read_sound(write_encoded(SF_FORMAT_WAV | encoding, 8000, 0), &sound), "");
-        EXPECT_EQ(sound.encoding, name);
     }
 }
 
