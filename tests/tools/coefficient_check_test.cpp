@@ -76,6 +76,7 @@ TEST(check_file, names_mistakes_of_syntax_and_their_places) {
         {"{\n'Name': 2}", "2:1", "a single quote"},
         {"{\nName: 2}", "2:1", "a name without quotes"},
         {"{\n\"Name\" 2}", "2:8", "a colon is missing"},
+        {"\xEF\xBB\xBF{\"\xC3\xA4\" 2}", "1:6", "a colon is missing"},
         {in_file + "1/2}", "3:10", "a fraction"},
         {in_file + "0x1}", "3:10", "a number with letters"},
         {in_file + "1e}", "3:11", "a number without digits behind its e"},
