@@ -1,16 +1,17 @@
-// The poller and the ring buffer. What the ring does with any writes and reads is for the fuzzer,
-// which has a model of it.
+// The poller and the ring buffer.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <future>
 #include <limits>
 #include <new>
+#include <random>
 #include <vector>
 
 #include "captured_log.h"
@@ -83,6 +84,62 @@ TEST(ring_buf, refuses_without_storage_or_data) {
     EXPECT_EQ(ring.read_pcm(nullptr, 1), -EINVAL);
     config.period_count = std::numeric_limits<std::int32_t>::max();
     EXPECT_THROW(zel_ring_buf(&config, 32), std::bad_alloc);
+}
+
+// Of any size, in any order, and around the capacity, where the pointers wrap.
+TEST(ring_buf, keeps_the_newest_bytes_of_any_writes_until_they_are_read) {
+    std::mt19937 random(1);
+    const auto below = [&random](unsigned int end) {
+        return static_cast<unsigned int>(random() % end);
+    };
+    constexpr pcm_format kFormats[] = {PCM_FORMAT_S16_LE, PCM_FORMAT_S32_LE, PCM_FORMAT_S8,
+                                       PCM_FORMAT_S24_3LE};
+    for (int round = 0; round < 3000; ++round) {
+        SCOPED_TRACE(round);
+        pcm_config config{};
+        config.rate = below(4) * 1000 + below(2) * 999;
+        config.channels = below(5);
+        config.period_size = below(4) * 32 + below(2);
+        config.period_count = below(6);
+        config.format = kFormats[below(4)];
+        const unsigned int block = config.rate / 1000 * 32;
+        const bool whole = block != 0 && config.period_size % block == 0;
+        const unsigned int frame_bytes = pcm_format_to_bits(config.format) * config.channels / 8;
+        const unsigned int capacity =
+            config.period_count * frame_bytes * (whole ? config.period_size : block);
+        zel_ring_buf ring(&config, 32);
+        std::vector<std::uint8_t> held;
+        std::vector<std::uint8_t> data(capacity + 300);
+        std::uint8_t next = 0;
+        long newest = 0;
+        for (long step = 1; step < 40; ++step) {
+            const unsigned int bytes =
+                below(2) == 0 ? below(300) : capacity - below(4) % (capacity + 1);
+            const auto end = data.begin() + bytes;
+            timespec time{step, step};
+            if (below(2) == 0) {
+                std::generate(data.begin(), end, [&next] { return next++; });
+                ASSERT_EQ(ring.write(data.data(), bytes, &time), bytes <= capacity ? 0 : -EINVAL);
+                if (bytes <= capacity) {
+                    held.insert(held.end(), data.begin(), end);
+                    held.erase(held.begin(),
+                               held.end() - std::min<long>(capacity, std::ssize(held)));
+                    newest = step;
+                }
+            } else {
+                const std::size_t taken = std::min<std::size_t>(bytes, held.size());
+                ASSERT_EQ(ring.read_pcm(data.data(), bytes), static_cast<int>(taken));
+                const auto rest = held.begin() + static_cast<long>(taken);
+                ASSERT_TRUE(std::equal(held.begin(), rest, data.begin()));
+                held.erase(held.begin(), rest);
+            }
+            unsigned int frames = 0;
+            ASSERT_EQ(ring.get_info(&time, &frames), 0);
+            ASSERT_EQ(time.tv_sec, newest);
+            ASSERT_EQ(time.tv_nsec, newest);
+            ASSERT_EQ(frames, frame_bytes == 0 ? 0 : held.size() / frame_bytes);
+        }
+    }
 }
 
 // A block is one number throughout, so a torn or disordered copy shows.
