@@ -1,20 +1,14 @@
 // The two coefficient files: what is read from them, what the broken ones of config/known-bad lead
 // to, and what the largest can cost.
 
-#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <string>
 #include <vector>
 
-#include "allocation_faults.h"
 #include "captured_log.h"
 #include "known_bad.h"
 #include "stream_config.h"
@@ -210,21 +204,6 @@ double cpu_seconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-// What the parser has and has not given back, and the most of that.
-std::size_t g_live, g_peak;
-
-void* take(std::size_t bytes) {
-    void* memory = std::malloc(bytes);
-    g_live += malloc_usable_size(memory);
-    g_peak = std::max(g_peak, g_live);
-    return memory;
-}
-
-void give_back(void* memory) {
-    g_live -= malloc_usable_size(memory);
-    std::free(memory);
-}
-
 // The client waits a second for its stream to open, and both files are read in that time.
 TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
     constexpr double kBoundSeconds = 0.4;
@@ -249,50 +228,6 @@ TEST(largest_file, is_searched_in_a_fraction_of_a_second) {
     EXPECT_LT(cpu_seconds() - begin, kBoundSeconds);
     EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2"));
     zel_fc_lib_mixing_deinit();
-}
-
-// An element takes two characters at least, and a text no more bytes than characters.
-TEST(largest_file, is_parsed_in_37_times_its_size) {
-    cJSON_Hooks hooks{take, give_back};
-    cJSON_InitHooks(&hooks);
-    void* const element = take(sizeof(cJSON));
-    const std::size_t bound = kZelMaxTextFileBytes / 2 * g_live + kZelMaxTextFileBytes;
-    give_back(element);
-    g_peak = 0;
-    const pcm_config two = zel_test::stream_config(2);
-    const std::string head = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
-    const struct {
-        std::string head, element, tail;
-    } shapes[] = {
-        {"[", "0,", "0]"},          {"[", "[],", "0]"},
-        {"[", R"("",)", "0]"},      {"{", R"("":0,)", R"("":0})"},
-        {R"({"":")", "x", R"("})"}, {head + R"({"InputChannel":2,"Parameters":[)", "0,", "0]}]}"},
-    };
-    for (const auto& shape : shapes) {
-        const std::string path = largest_file(shape.head, shape.element, shape.tail);
-        zel_test::take_largest_allocation();
-        EXPECT_EQ(zel_fc_lib_delay_init(path.c_str(), &two), 0);
-        EXPECT_EQ(zel_fc_lib_mixing_init(path, "2.0", &two, &two), 0);
-        EXPECT_LE(zel_test::take_largest_allocation(), std::size_t{kZelMaxTextFileBytes} + 1);
-        EXPECT_LE(g_peak, bound) << shape.element;
-        EXPECT_EQ(g_live, 0U) << shape.element;
-        zel_fc_lib_delay_deinit();
-        zel_fc_lib_mixing_deinit();
-    }
-    EXPECT_GT(g_peak, bound / 2) << "the bound would be no bound";
-    cJSON_InitHooks(nullptr);
-}
-
-TEST(longest_delays, take_ten_seconds_of_the_stream) {
-    const std::string path = zel_test::write_file(
-        "longest.json", R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[
-        {"InputChannel":8,"Parameters":[10000,10000,10000,10000,10000,10000,10000,9999]}]})");
-    const pcm_config config = zel_test::stream_config(8, 48000, PCM_FORMAT_S32_LE);
-    zel_test::take_largest_allocation();
-    ASSERT_EQ(zel_fc_lib_delay_init(path.c_str(), &config), 0);
-    // Once as history, once as room for what comes before it is moved to the front.
-    EXPECT_LE(zel_test::take_largest_allocation(), 2U * 10 * 48000 * 8 * 4);
-    zel_fc_lib_delay_deinit();
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "allocation_faults.h"
 #include "card_node.h"
 
 namespace {
@@ -164,25 +163,6 @@ TEST_F(tinyalsa_mixer, unsubscribing_drops_what_is_pending) {
         EXPECT_EQ(mixer_wait_event(opened, 0), 0);
         EXPECT_EQ(plugin->event_cnt, 0);
     }
-}
-
-TEST_F(tinyalsa_mixer, what_cannot_be_opened_leaves_nothing) {
-    std::size_t allocations = 0;
-    for (bool struck = true; struck; ++allocations) {
-        errno = 0;
-        zel_test::fail_allocation(allocations + 1);
-        mixer* another = mixer_open(0);
-        EXPECT_EQ(another == nullptr, errno == ENOMEM);
-        struck = zel_test::stop_failing_allocations();
-        EXPECT_EQ(another == nullptr, struck);
-        mixer_close(another);
-        EXPECT_EQ(g_card.records, 1) << "the fixture's own";
-    }
-    EXPECT_GT(allocations, 3U) << "the mixer, its controls, its name";
-    g_card.slots[2].value = nullptr;
-    errno = 0;
-    EXPECT_EQ(mixer_open(0), nullptr);
-    EXPECT_EQ(errno, EINVAL);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <string>
 #include <utility>
 
@@ -30,19 +29,6 @@ TEST(vad_utility, timestamps_move_back_by_what_is_buffered) {
     timespec ts{1, 2};
     EXPECT_EQ(adjust_timestamp(1, 0, &ts), -EINVAL);
     EXPECT_EQ(adjust_timestamp(1, 48000, nullptr), -EINVAL);
-}
-
-TEST(vad_utility, coefficient_paths_come_from_the_environment) {
-    std::string path = "kept";
-    unsetenv("ZEL_VOICE_CONFIG_DIR");
-    EXPECT_NE(get_json_path(path, VOICE_JSON_DELAY), 0);
-    setenv("ZEL_VOICE_CONFIG_DIR", "/some/where", 1);
-    EXPECT_NE(get_json_path(path, static_cast<voice_json>(3)), 0);
-    EXPECT_EQ(path, "kept");
-    EXPECT_EQ(get_json_path(path, VOICE_JSON_DELAY), 0);
-    EXPECT_EQ(path, "/some/where/voice_channel_delay_coef.json");
-    EXPECT_EQ(get_json_path(path, VOICE_JSON_MIXING), 0);
-    EXPECT_EQ(path, "/some/where/voice_channel_mixing_coef.json");
 }
 
 TEST(vad_utility, capture_devices_are_found_by_name) {

@@ -163,17 +163,6 @@ TEST(mixer_lifecycle, a_card_that_cannot_be_mirrored_whole_leaves_nothing) {
     EXPECT_EQ(mixer_record().status, 0) << "the next one works";
 }
 
-TEST(mixer_lifecycle, a_slot_whose_type_was_changed_is_released_all_the_same) {
-    use_card_of_all_kinds();
-    const mixer_record opened;
-    ASSERT_EQ(opened.status, 0);
-    for (unsigned int numid = 0; numid < opened.plugin->num_controls; ++numid) {
-        int& type = opened.slot(numid).type;
-        type = type == SNDRV_CTL_ELEM_TYPE_INTEGER ? SNDRV_CTL_ELEM_TYPE_ENUMERATED
-                                                   : SNDRV_CTL_ELEM_TYPE_INTEGER;
-    }
-}
-
 TEST(mixer_lifecycle, memory_that_runs_out_at_any_point_leaves_nothing) {
     use_card_of_all_kinds();
     ASSERT_EQ(mixer_record().status, 0);

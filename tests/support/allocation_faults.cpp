@@ -1,21 +1,17 @@
 #include "allocation_faults.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
-#include <utility>
 
 namespace {
 
 thread_local std::size_t countdown = 0;
 thread_local bool struck = false;
 thread_local std::size_t allocations = 0;
-thread_local std::size_t largest = 0;
 
 void* allocate(std::size_t bytes) noexcept {
     ++allocations;
-    largest = std::max(largest, bytes);
     if (zel_test::allocation_fails()) {
         return nullptr;
     }
@@ -56,10 +52,6 @@ bool stop_failing_allocations() {
 
 std::size_t thread_allocations() {
     return allocations;
-}
-
-std::size_t take_largest_allocation() {
-    return std::exchange(largest, 0);
 }
 
 }  // namespace zel_test

@@ -19,7 +19,4 @@ bool stop_failing_allocations();
 /// Allocations that the calling thread has made so far.
 std::size_t thread_allocations();
 
-/// The most bytes that one of those took since the last call.
-std::size_t take_largest_allocation();
-
 }  // namespace zel_test

@@ -10,7 +10,6 @@
 
 #include "level_meter.h"
 #include "meter_display.h"
-#include "progress_bar.h"
 #include "spectrum.h"
 #include "stream_monitor.h"
 
@@ -71,15 +70,6 @@ TEST(meter_ballistics, peaks_are_held_then_fall) {
     EXPECT_FALSE(later.over);
     EXPECT_TRUE(after(32767).over);
     EXPECT_TRUE(after(0).over) << "from then on";
-}
-
-TEST(progress_text, fits_any_width) {
-    EXPECT_EQ(progress_text(5, 20, 0.5, 60),
-              "[####...............]  25 %  5.0 s of 20.0 s, 10 x real time");
-    EXPECT_EQ(progress_text(20, 20, 0, 44).substr(0, 6), " 100 %") << "no room for the bar";
-    for (unsigned int width = 0; width < 200; ++width) {
-        EXPECT_LE(progress_text(1e6, 1e6, 1, width).size(), width);
-    }
 }
 
 TEST(spectrum, a_sine_stands_at_its_level_and_place) {

@@ -44,8 +44,8 @@ shows FAILED tinyalsa "loads no plugins" ZEL_FAULT=no_plugins
 
 cards=LD_LIBRARY_PATH=$odd/cards:${LD_LIBRARY_PATH:-}
 shows FAILED "card definition" "card 70 is not defined" "$cards" ZEL_ODD_CARDS=open=70
-shows FAILED "card definition" "card 70 has no PCM device 70" "$cards" ZEL_ODD_CARDS=pcm=0
-shows FAILED "card definition" "card 70 has no mixer" "$cards" ZEL_ODD_CARDS=mixer=0
+shows FAILED "card definition" "card 70 has no PCM device 70" "$cards" ZEL_ODD_CARDS=pcm=
+shows FAILED "card definition" "card 70 has no mixer" "$cards" ZEL_ODD_CARDS=mixer=
 shows FAILED "card definition" "of type 0, not 1" "$cards" ZEL_ODD_CARDS=type=0
 shows FAILED "card definition" "does not capture" "$cards" ZEL_ODD_CARDS=capture=0
 shows FAILED "card definition" "names libother.so" "$cards" ZEL_ODD_CARDS=so-name=libother.so
