@@ -66,6 +66,7 @@ std::string quoted(const char* name) {
 
 void check_values(examination* found, mixer* card) {
     constexpr const char* kCheck = "card controls";
+    enum { kActive, kFormat, kChannels, kRate, kLayout };
     const struct {
         const char* name;
         mixer_ctl_type kind;
@@ -83,7 +84,7 @@ void check_values(examination* found, mixer* card) {
         } else if (const mixer_ctl_type kind = mixer_ctl_get_type(control);
                    kind != wanted[k].kind &&
                    // Whether it is active is asked as a number, and a boolean is one.
-                   (k != 0 || kind != MIXER_CTL_TYPE_BOOL)) {
+                   (k != kActive || kind != MIXER_CTL_TYPE_BOOL)) {
             wrong = joined(wrong, quoted(wanted[k].name) + " is " + kind_name(kind) + ", not " +
                                       kind_name(wanted[k].kind));
         } else {
@@ -96,20 +97,21 @@ void check_values(examination* found, mixer* card) {
     }
     mixer_ctl* layout = mixer_get_ctl_by_name(card, zel_card_names::kLayoutControl);
     const char* text =
-        values[4] < 0 ? nullptr
-                      : mixer_ctl_get_enum_string(layout, static_cast<unsigned int>(values[4]));
-    const std::string seen = "format " + std::to_string(values[1]) + ", " +
-                             std::to_string(values[2]) + " channels, " + std::to_string(values[3]) +
-                             " Hz, layout " + quoted(text);
-    if ((values[1] != 2 && values[1] != 6 && values[1] != 10) || values[2] < 1 || values[3] < 1 ||
-        text == nullptr) {
+        values[kLayout] < 0
+            ? nullptr
+            : mixer_ctl_get_enum_string(layout, static_cast<unsigned int>(values[kLayout]));
+    const std::string seen = "format " + std::to_string(values[kFormat]) + ", " +
+                             std::to_string(values[kChannels]) + " channels, " +
+                             std::to_string(values[kRate]) + " Hz, layout " + quoted(text);
+    if ((values[kFormat] != 2 && values[kFormat] != 6 && values[kFormat] != 10) ||
+        values[kChannels] < 1 || values[kRate] < 1 || text == nullptr) {
         found->fail(kCheck, seen,
                     "Let the driver give a format of 2, 6 or 10 (16, 24 or 32 bits), channels, a "
                     "rate in Hz and a layout's name.");
         return;
     }
-    found->card_channels = static_cast<unsigned int>(values[2]);
-    found->card_rate = static_cast<unsigned int>(values[3]);
+    found->card_channels = static_cast<unsigned int>(values[kChannels]);
+    found->card_rate = static_cast<unsigned int>(values[kRate]);
     found->layout = text;
     found->pass(kCheck, seen);
 }
