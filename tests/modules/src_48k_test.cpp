@@ -164,7 +164,7 @@ TEST_F(src_48k_test, an_impulse_is_largest_where_it_is_known_to_be) {
         ASSERT_EQ(Ovra_VOC_SrcInit48k(1), 0);
         auto count = static_cast<unsigned int>(block.size());
         ASSERT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
-        const auto largest = std::max_element(block.begin(), block.begin() + count);
+        const auto largest = std::max_element(block.begin(), block.begin() + 512);
         EXPECT_EQ(static_cast<std::size_t>(largest - block.begin()), wanted.first);
         EXPECT_EQ(*largest, wanted.second);
     }
