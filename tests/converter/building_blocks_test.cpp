@@ -115,7 +115,7 @@ TEST(ring_buf, keeps_the_newest_bytes_of_any_writes_until_they_are_read) {
         for (long step = 1; step < 40; ++step) {
             const unsigned int bytes =
                 below(2) == 0 ? below(300) : capacity - below(4) % (capacity + 1);
-            const auto end = data.begin() + bytes;
+            const auto end = data.begin() + static_cast<std::ptrdiff_t>(bytes);
             timespec time{step, step};
             if (below(2) == 0) {
                 std::generate(data.begin(), end, [&next] { return next++; });
@@ -123,13 +123,14 @@ TEST(ring_buf, keeps_the_newest_bytes_of_any_writes_until_they_are_read) {
                 if (bytes <= capacity) {
                     held.insert(held.end(), data.begin(), end);
                     held.erase(held.begin(),
-                               held.end() - std::min<long>(capacity, std::ssize(held)));
+                               held.end() - std::min(static_cast<std::ptrdiff_t>(capacity),
+                                                     std::ssize(held)));
                     newest = step;
                 }
             } else {
                 const std::size_t taken = std::min<std::size_t>(bytes, held.size());
                 ASSERT_EQ(ring.read_pcm(data.data(), bytes), static_cast<int>(taken));
-                const auto rest = held.begin() + static_cast<long>(taken);
+                const auto rest = held.begin() + static_cast<std::ptrdiff_t>(taken);
                 ASSERT_TRUE(std::equal(held.begin(), rest, data.begin()));
                 held.erase(held.begin(), rest);
             }
