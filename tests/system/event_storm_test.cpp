@@ -65,9 +65,11 @@ void use_stream(std::mt19937& random, std::atomic<int>& reads) {
     pcm* stream = pcm_open(70, 70, PCM_IN | PCM_NONBLOCK, &config);
     std::vector<std::uint8_t> buffer(pcm_is_ready(stream) != 0 ? pcm_frames_to_bytes(stream, 1000)
                                                                : 0);
-    for (int i = 0; i < 20 && !buffer.empty(); ++i) {
+    // Until something has come, about a second at most: on an emulator the worker takes its time.
+    for (int i = 0, taken = 0; i < (taken == 0 ? 1000 : 20) && !buffer.empty(); ++i) {
         const int got = pcm_readi(stream, buffer.data(), 1000);
         EXPECT_GE(got, 0);
+        taken += got;
         reads += got > 0 ? 1 : 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
