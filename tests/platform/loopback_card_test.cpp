@@ -253,6 +253,7 @@ TEST_F(loopback_card_test, every_subscriber_hears_of_the_cards_controls) {
     set("PCM Slave Rate", 44100);  // announced as a change of the loopback source, too
     EXPECT_EQ(events_of(card), (numids{4, 1}));
     set("PCM Slave Rate", 48000);
+    EXPECT_EQ(mixer_wait_event(card, 0), 1);
     EXPECT_EQ(mixer_consume_event(card), 1);
     EXPECT_EQ(mixer_subscribe_events(card, 0), 0);
     EXPECT_EQ(events_of(card), numids{});
