@@ -1,7 +1,8 @@
 // A file of any content through `zel-fc check`, as both kinds of coefficient file: every fallback
-// has its reason and every reason its fallback, and what is printed obeys no terminal.
+// has its reason and every reason its fallback, and what is printed obeys no terminal and fits it.
 
 #include <algorithm>
+#include <sstream>
 
 #include "captured_log.h"
 #include "check_print.h"
@@ -21,9 +22,14 @@ void check(const file_report& report) {
     ZEL_FUZZ_CHECK(!report.complete || error != report.decided->used);
 }
 
-void check_print(const std::string& text) {
-    ZEL_FUZZ_CHECK(std::all_of(text.begin(), text.end(),
-                               [](char c) { return c == '\n' || (c >= ' ' && c < 0x7F); }));
+/// Printable, and within 80 columns but for the lines that name the file.
+void check_print(const std::string& text, const std::string& path) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        ZEL_FUZZ_CHECK(
+            std::all_of(line.begin(), line.end(), [](char c) { return c >= ' ' && c < 0x7F; }));
+        ZEL_FUZZ_CHECK(line.size() <= 80 || line.find(path) != std::string::npos);
+    }
 }
 
 }  // namespace
@@ -40,7 +46,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
             request.all = false;
             check(check_file(path, request));
             request.all = true;
-            check_print(report_text(check_file(path, request), true, 80));
+            check_print(report_text(check_file(path, request), true, 80), path);
         }
     }
     return 0;

@@ -194,7 +194,9 @@ class session {
                 sync_pointers(plugin);
                 break;
             case 6:
-                without_effect(plugin);
+                check_status(ops::prepare(plugin));
+                check_status(ops::drain(plugin));
+                check_status(ops::drop(plugin));
                 break;
             default:
                 disturb_card(in);
@@ -217,27 +219,6 @@ class session {
         if (check_status(ops::sync_ptr(plugin, &sync)) == 0) {
             ZEL_FUZZ_CHECK(sync.s.status.hw_ptr >= sync.c.control.appl_ptr);
         }
-    }
-
-    void without_effect(pcm_plugin* plugin) {
-        int value = 0;
-        snd_pcm_sw_params params{};
-        snd_xferi xferi{0, &value, 1};
-        pollfd pfd{};
-        const bool null = in.below(4) == 3;
-        check_status(ops::sw_params(plugin, null ? nullptr : &params));
-        check_status(ops::writei_frames(plugin, null ? nullptr : &xferi));
-        check_status(ops::ttstamp(plugin, null ? nullptr : &value));
-        check_status(ops::ioctl(plugin, static_cast<int>(in.word()), null ? nullptr : &value));
-        check_status(ops::munmap(plugin, null ? nullptr : &value, 1));
-        check_status(ops::poll(plugin, null ? nullptr : &pfd, 1, -1));
-        check_status(ops::prepare(plugin));
-        check_status(ops::drain(plugin));
-        check_status(ops::drop(plugin));
-        ZEL_FUZZ_CHECK(ops::map(plugin, nullptr, 0, 0, 0, 0) != nullptr);
-        check_status(ops::readi_frames(plugin, nullptr));
-        check_status(ops::sync_ptr(plugin, nullptr));
-        check_status(ops::hw_params(plugin, nullptr));
     }
 
     input& in;

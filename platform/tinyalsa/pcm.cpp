@@ -202,25 +202,6 @@ ZEL_EXPORT const pcm_config* pcm_get_config(const pcm* stream) {
     return stream != nullptr ? &stream->config : nullptr;
 }
 
-ZEL_EXPORT unsigned int pcm_format_to_bits(pcm_format format) {
-    switch (format) {
-        case PCM_FORMAT_S32_LE:
-        case PCM_FORMAT_S32_BE:
-        case PCM_FORMAT_S24_LE:
-        case PCM_FORMAT_S24_BE:
-        case PCM_FORMAT_FLOAT_LE:
-        case PCM_FORMAT_FLOAT_BE:
-            return 32;
-        case PCM_FORMAT_S24_3LE:
-        case PCM_FORMAT_S24_3BE:
-            return 24;
-        case PCM_FORMAT_S8:
-            return 8;
-        default:
-            return 16;
-    }
-}
-
 ZEL_EXPORT unsigned int pcm_frames_to_bytes(const pcm* stream, unsigned int frames) {
     return frames * stream->config.channels * (pcm_format_to_bits(stream->config.format) / 8);
 }

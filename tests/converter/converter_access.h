@@ -68,7 +68,6 @@ struct zel_format_converter_access {
         fc.check_timestamp(&now);
     }
     static int open_device(zel_format_converter& fc) { return fc.open_pcm_device(); }
-    static int restart(zel_format_converter& fc) { return fc.restart_fc(); }
     static int process(zel_format_converter& fc) { return fc.process_fc(); }
     static block* in(zel_format_converter& fc) { return fc.pmInPcmInfo.get(); }
     static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }

@@ -71,14 +71,11 @@ TEST_F(inside_callback, who_changes_it_waits_for_its_end_and_nobody_else_does) {
 }
 
 TEST_F(inside_callback, commands_are_refused_at_once) {
-    int results[3] = {};
+    int status = 0;
     std::chrono::steady_clock::duration took{};
     step = [&] {
         const auto begin = std::chrono::steady_clock::now();
-        const pcm_config config = zel_test::client_config();
-        results[0] = fc->open(&config, PCM_IN);
-        results[1] = fc->start();
-        results[2] = fc->close();
+        status = fc->start();
         took = std::chrono::steady_clock::now() - begin;
     };
     // This client holds the converter and waits for the worker, which is inside the callback.
@@ -86,9 +83,7 @@ TEST_F(inside_callback, commands_are_refused_at_once) {
     std::this_thread::sleep_for(20ms);
     release.set_value();
     EXPECT_EQ(closed.get(), 0);
-    for (const int result : results) {
-        EXPECT_EQ(result, -EDEADLK);
-    }
+    EXPECT_EQ(status, -EDEADLK);
     EXPECT_LT(took, 500ms);
     EXPECT_TRUE(zel_test::log_has("send_command", "command 2 from inside the event callback"));
 }

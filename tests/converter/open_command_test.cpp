@@ -2,7 +2,6 @@
 
 #include <cerrno>
 
-#include "allocation_faults.h"
 #include "captured_log.h"
 #include "converter_access.h"
 
@@ -75,29 +74,6 @@ TEST(open_command, that_fails_leaves_nothing_and_the_next_one_works) {
         EXPECT_EQ(fc->close(), 0);
         EXPECT_EQ(open_handles(), 0);
     }
-}
-
-TEST(open_command, each_failing_allocation_gives_enomem_and_leaves_nothing) {
-    reset_script();
-    set_control("PCM Slave Format", 10);
-    const fc_access::owner fc = fc_access::make();
-    int failed = 0;
-    std::size_t nth = 0;
-    for (bool struck = true; struck;) {
-        fail_allocation(++nth);
-        const int result = fc_access::open_here(*fc, client_config(16000), PCM_IN);
-        struck = stop_failing_allocations();
-        SCOPED_TRACE(nth);
-        if (result == 0) {  // the stand-ins allocate as well
-            EXPECT_EQ(fc_access::execute(*fc, FC_CLOSE), 0);
-        } else {
-            EXPECT_EQ(result, -ENOMEM);
-            ++failed;
-        }
-        EXPECT_TRUE(fc_access::holds_nothing(*fc));
-        EXPECT_EQ(open_handles(), 0);
-    }
-    EXPECT_GE(failed, 6) << "two records, two stage buffers, the ring and its bytes at least";
 }
 
 // Reading no frames takes no time: the worker would never rest.

@@ -431,23 +431,6 @@ const char* pcm_get_error(const pcm* stream) {
     return stream->error.c_str();
 }
 
-unsigned int pcm_format_to_bits(pcm_format format) {
-    switch (format) {
-        case PCM_FORMAT_S32_LE:
-        case PCM_FORMAT_S32_BE:
-        case PCM_FORMAT_S24_LE:
-        case PCM_FORMAT_S24_BE:
-            return 32;
-        case PCM_FORMAT_S24_3LE:
-        case PCM_FORMAT_S24_3BE:
-            return 24;
-        case PCM_FORMAT_S8:
-            return 8;
-        default:
-            return 16;
-    }
-}
-
 int pcm_readi(pcm* stream, void* data, unsigned int frames) {
     std::unique_lock guard(script_lock);
     int result = 0;

@@ -26,25 +26,6 @@ namespace {
 
 using stream_test = zel_test::stream_fixture;
 
-TEST_F(stream_test, every_sample_is_the_models) {
-    const stream_setup setups[] = {
-        {16, 2, 16, 2, 48000},  {16, 2, 16, 2, 16000}, {16, 2, 32, 2, 48000}, {16, 2, 32, 2, 16000},
-        {32, 2, 16, 2, 48000},  {32, 2, 16, 2, 16000}, {32, 2, 32, 2, 48000}, {32, 2, 32, 2, 16000},
-        {24, 2, 16, 2, 48000},  {24, 2, 32, 2, 48000}, {32, 8, 16, 1, 16000}, {32, 8, 16, 3, 16000},
-        {32, 8, 16, 4, 16000},  {32, 6, 16, 5, 16000}, {32, 8, 16, 7, 16000}, {32, 8, 32, 8, 16000},
-        {32, 12, 16, 6, 16000}, {16, 1, 16, 8, 48000}};
-    for (const stream_setup& setup : setups) {
-        SCOPED_TRACE(testing::Message() << setup.card_bits << " bits x " << setup.card_channels
-                                        << " -> " << setup.client_bits << " bits x "
-                                        << setup.client_channels << " at " << setup.client_rate);
-        ASSERT_NO_FATAL_FAILURE(open_and_start(setup));
-        ASSERT_EQ(read_blocks(40), expected(setup, 40));
-        EXPECT_EQ(newest().left, 0U);
-        close();
-    }
-    EXPECT_EQ(zel_test::log_count("fail"), 0U);
-}
-
 const stream_setup kUsual{32, 2, 16, 2, 16000};
 
 TEST_F(stream_test, buffers_of_any_size_are_served) {

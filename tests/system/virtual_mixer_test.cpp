@@ -107,40 +107,4 @@ TEST_F(virtual_mixer_test, real_time_goes_on_across_restarts) {
     EXPECT_LT(late_reads, 30);
 }
 
-TEST_F(virtual_mixer_test, values_are_the_cards_in_both_directions) {
-    const auto control = [](mixer* of) {
-        return [of](const char* name) { return mixer_get_ctl_by_name(of, name); };
-    };
-    const auto ours = control(virtual_card);
-    const auto theirs = control(card);
-
-    EXPECT_EQ(mixer_get_num_ctls(virtual_card), mixer_get_num_ctls(card) + kOwn);
-    const long gains[2] = {30, 40};
-    EXPECT_EQ(mixer_ctl_set_array(ours("Loopback Volume"), gains, 2), 0);
-    EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Volume"), 1), 40);
-    set("Loopback Volume", 77);
-    EXPECT_EQ(mixer_ctl_get_value(ours("Loopback Volume"), 0), 77);
-    EXPECT_NE(mixer_ctl_set_value(ours("Loopback Volume"), 1, 101), 0);
-    EXPECT_EQ(mixer_ctl_get_value(theirs("Loopback Volume"), 1), 40);
-    const long full[2] = {100, 100};
-    EXPECT_EQ(mixer_ctl_set_array(theirs("Loopback Volume"), full, 2), 0);
-
-    choose_on(virtual_card, "Loopback Signal", "Chirp");
-    for (const auto& side : {ours, theirs}) {
-        EXPECT_EQ(mixer_ctl_get_value(side("Loopback Signal"), 0), 2);
-    }
-    unsigned char bytes[64];
-    for (const auto& [name, size] :
-         {std::pair{"Loopback Calibration", 16U}, {"Loopback Tuning", 64U}}) {
-        std::iota(bytes, bytes + size, static_cast<unsigned char>(size));
-        EXPECT_EQ(mixer_ctl_set_array(ours(name), bytes, size), 0);
-        for (const auto& side : {ours, theirs}) {
-            unsigned char back[64] = {};
-            EXPECT_EQ(mixer_ctl_get_array(side(name), back, size), 0);
-            EXPECT_EQ(std::memcmp(bytes, back, size), 0) << name;
-        }
-        EXPECT_NE(mixer_ctl_set_array(ours(name), bytes, size + 1), 0) << name;
-    }
-}
-
 }  // namespace

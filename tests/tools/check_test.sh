@@ -22,6 +22,10 @@ expect 5 "no usable entry" check "$mixing" --card-channels 6 --card-layout 5.1.2
 expect 3 "client hears silence" check /nowhere/mixing.json --card-channels 6
 expect 3 "no delay (bypass)" check "$bad/delay/disabled.json" /nowhere/delay.json --card-channels 6
 expect 3 "cannot be read as a file" check .
+printf '%1048577s' '' >"$folder/large.json"
+expect 3 "too_large" check --as mixing "$folder/large.json" --card-channels 2
+echo "{}" >"$folder/empty.json"
+expect 5 "unknown_kind" check "$folder/empty.json"
 expect 0 "no problems" check --as mixing "$mixing"
 expect 5 "body_missing" check --as delay "$mixing"
 

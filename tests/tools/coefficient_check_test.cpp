@@ -147,31 +147,6 @@ TEST(check_file, advises_by_what_was_probably_meant) {
               54);
 }
 
-TEST(check_file, says_what_cannot_be_read) {
-    const std::string large = zel_test::write_file("large.json", std::string((1 << 20) + 1, ' '));
-    const struct {
-        std::string path;
-        file_kind kind;
-        std::string finding;
-        outcome result;
-    } cases[] = {
-        {"/nowhere.json", file_kind::mixing, "not_readable@0:0", outcome::silence},
-        {zel_test::test_folder(), file_kind::delay, "not_readable@0:0", outcome::bypass},
-        {large, file_kind::mixing, "too_large@0:0", outcome::identity},
-    };
-    for (const auto& c : cases) {
-        check_request request{};
-        request.kind = c.kind;
-        request.stream = stream_request{2, "2.0", 2, 48000};
-        const file_report report = check_file(c.path, request);
-        EXPECT_FALSE(report.readable);
-        EXPECT_EQ(findings_of(report), std::vector{c.finding}) << c.path;
-        EXPECT_EQ(report.decided->result, c.result) << c.path;
-    }
-    EXPECT_EQ(findings_of(check_file(file_with("{}"), {})),
-              std::vector<std::string>{"unknown_kind@0:0"});
-}
-
 TEST(check_file, shows_the_decisive_entry_alone_unless_asked_for_all) {
     const std::string path = file_with(R"({"MixingCoefficientEnable":true,"MixingWeighting":[
         {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,"Parameters":[1]},
@@ -235,17 +210,6 @@ TEST(channel_layout, names_channels_in_the_order_of_wav_files) {
             all += (all.empty() ? "" : " ") + name;
         }
         EXPECT_EQ(all, names) << layout;
-    }
-}
-
-TEST(report_text, fits_into_80_columns_but_for_the_heads) {
-    for (const zel_test::known_bad_file& file : zel_test::known_bad_files()) {
-        check_request request;
-        request.stream = stream_request{file.channels, file.layout, 8, 48000};
-        std::istringstream lines(report_text(check_file(file.path, request), true, 80));
-        for (std::string line; std::getline(lines, line);) {
-            EXPECT_TRUE(line.size() <= 80 || line.find(file.path) != std::string::npos) << line;
-        }
     }
 }
 
