@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "test_folder.h"
-
 /// A fuzzer's finding besides what the sanitizers see.
 #define ZEL_FUZZ_CHECK(condition)                                                  \
     do {                                                                           \
@@ -74,11 +72,6 @@ class input {
     const std::uint8_t* next;
     std::size_t left;
 };
-
-/// A coefficient file of that content; its path.
-inline std::string write_coefficients(const std::uint8_t* data, std::size_t size) {
-    return zel_test::write_file("coefficients.json", std::string(data, data + size));
-}
 
 /// The life of a Session, which takes its choices from the input step by step until that is empty.
 template <typename Session>

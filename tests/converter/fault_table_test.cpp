@@ -202,7 +202,7 @@ TEST_F(fault_table, every_system_call_of_channel_and_poller) {
         const auto failing = static_cast<system_call>(kind);
         bool struck = true;
         for (int nth = 1; struck && nth <= 16; ++nth) {
-            SCOPED_TRACE(testing::Message() << zel_test::name_of(failing) << ", use " << nth);
+            SCOPED_TRACE(testing::Message() << "call " << kind << ", use " << nth);
             life_with_fault([=] { zel_test::fail_system_call(failing, nth, EMFILE); },
                             [&] { struck = zel_test::stop_failing_system_calls(); });
             EXPECT_TRUE(struck || nth > 1) << "a call that is never made";

@@ -42,12 +42,6 @@ class mixer_access : public testing::Test {
         EXPECT_EQ(get(numid), 0);
         return reinterpret_cast<const char*>(bytes);
     }
-    int get_tlv(tlv_request& request, snd_control* slot) {
-        return opened->record<snd_value_tlv_bytes>(kTuning).get(opened->plugin, slot, request.tlv);
-    }
-    int put_tlv(tlv_request& request, snd_control* slot) {
-        return opened->record<snd_value_tlv_bytes>(kTuning).put(opened->plugin, slot, request.tlv);
-    }
 
     std::unique_ptr<mixer_record> opened;
     snd_ctl_elem_value value{};
@@ -154,18 +148,18 @@ TEST_F(mixer_access, values_go_through_to_the_card) {
 
     snd_control* slot = &opened->slot(kTuning);
     tlv_request whole(kTuning, 3);
-    EXPECT_EQ(get_tlv(whole, slot), 0);
+    EXPECT_EQ(mixer_ops::get_tlv(opened->plugin, slot, whole.tlv), 0);
     EXPECT_EQ(std::memcmp(whole.payload(), "\x9\x8\x7", 4), 0);
     tlv_request part(kTuning, 2);
     std::memcpy(part.payload(), "ab", 2);
-    EXPECT_EQ(put_tlv(part, slot), 0);
+    EXPECT_EQ(mixer_ops::put_tlv(opened->plugin, slot, part.tlv), 0);
     EXPECT_EQ(control_state("Tuning").bytes, (std::vector<unsigned char>{'a', 'b', 7}));
     // A slot without a value record: the card tells the size.
     snd_control bare = *slot;
     bare.value = nullptr;
     tlv_request more(kTuning, 4);
-    EXPECT_EQ(get_tlv(whole, &bare), 0);
-    EXPECT_EQ(get_tlv(more, &bare), -EINVAL);
+    EXPECT_EQ(mixer_ops::get_tlv(opened->plugin, &bare, whole.tlv), 0);
+    EXPECT_EQ(mixer_ops::get_tlv(opened->plugin, &bare, more.tlv), -EINVAL);
 }
 
 TEST_F(mixer_access, the_last_element_decides_a_writes_result) {

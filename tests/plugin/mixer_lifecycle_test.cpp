@@ -74,27 +74,6 @@ TEST(mixer_lifecycle, own_controls_come_first_then_the_cards_under_their_names) 
     EXPECT_EQ(mixer_record().plugin->num_controls, 3U) << "the own ones";
 }
 
-TEST(mixer_lifecycle, traces_tell_each_control) {
-    use_card_of_all_kinds();
-    mixer_ops::open(nullptr, 70);  // the converter exists from here on
-    clear_log();
-    mixer_record levels;
-    snd_ctl_elem_value trace{};
-    trace.value.enumerated.item[0] = 5;
-    ASSERT_EQ(levels.put(2, &trace), 0);
-    clear_log();
-    { const mixer_record opened; }
-    for (const char* text :
-         {"open                :", "+", "enum string:(None), len:4", "add Gain",
-          "name=Gain type=1 count=2, min=-5, max=50, step=0\n", "name=Source type=2 items=2",
-          "enum string:(Bee), len:3", "ELEM access name=Blob type=3 size=4",
-          "TLV access name=Tuning type=3 size=3", "close               :"}) {
-        EXPECT_TRUE(log_has(text)) << text;
-    }
-    trace.value.enumerated.item[0] = 4;
-    ASSERT_EQ(levels.put(2, &trace), 0);
-}
-
 TEST(mixer_lifecycle, what_is_not_its_card_is_refused) {
     use_card_of_all_kinds();
     auto* const untouched = reinterpret_cast<mixer_plugin*>(0x10);

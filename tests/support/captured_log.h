@@ -24,6 +24,6 @@ void clear_log();
 bool log_has(std::string_view substring);
 /// As above, from `operation`.
 bool log_has(std::string_view operation, std::string_view substring);
-std::size_t log_count(std::string_view substring);
+std::size_t log_count(std::string_view substring, std::string_view operation = {});
 
 }  // namespace zel_test

@@ -33,11 +33,6 @@ bool fails(system_call call) {
 
 namespace zel_test {
 
-const char* name_of(system_call call) {
-    static constexpr const char* kNames[] = {"pipe2", "epoll_create1", "epoll_ctl", "epoll_wait"};
-    return kNames[static_cast<std::size_t>(call)];
-}
-
 void fail_system_call(system_call call, int nth, int error) {
     g_plan.struck = false;
     g_plan.error = error;

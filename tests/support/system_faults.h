@@ -9,7 +9,6 @@ namespace zel_test {
 
 enum class system_call { pipe2, epoll_create1, epoll_ctl, epoll_wait, count };
 
-const char* name_of(system_call call);
 /// The n-th call from now on (1 is the next) fails with `error`.
 void fail_system_call(system_call call, int nth, int error);
 /// Calls so far, by any thread.

@@ -1,14 +1,10 @@
-// The virtual card's mixer beside the card's own: changes while a stream runs, values in both
-// directions.
+// The virtual card's mixer beside the card's own: changes while a stream runs.
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <ctime>
-#include <numeric>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "captured_log.h"
@@ -22,8 +18,6 @@ using zel_test::stream_setup;
 namespace {
 
 using virtual_mixer_test = zel_test::virtual_card_fixture;
-
-constexpr unsigned int kOwn = 3;  // controls that the card does not have
 
 const stream_setup kUsual{32, 8, 16, 2, 16000};
 
