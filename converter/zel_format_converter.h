@@ -228,7 +228,8 @@ class zel_format_converter {
     std::uint32_t u32CardFailures = 0;
     std::uint32_t u32OwedResults = 0;  // of commands that were sent, not yet read from the pipe
     bool bRoutineStuck = false;        // the worker has been left behind and still uses the object
-    pid_t s32OwnerPid = 0;             // the process whose worker this is; a forked child has none
+    std::atomic<bool> bRoutineEnded{false};  // it has ended and uses the object no more
+    pid_t s32OwnerPid = 0;  // the process whose worker this is; a forked child has none
     // Each guards one meeting of a client with the worker outside a command: the ring reference,
     // the two path strings. Held for a copy only.
     std::mutex mRingLock;

@@ -100,8 +100,8 @@ int zel_format_converter::destroy_fc_task() {
         }
     } else if (mRoutine.joinable()) {
         const ctl_cmd cmd{FC_EXIT, {}, 0};
-        // Without its pipe the worker has ended at its start.
-        if (s32CmdPipe[1] > 0 && send_command(&cmd) != 0) {
+        // Without its pipe the worker has ended at its start; without its poller it ends, too.
+        if (s32CmdPipe[1] > 0 && send_command(&cmd) != 0 && !bRoutineEnded) {
             ZEL_FC_LOGE("fc routine does not end");
             mRoutine.detach();
             bRoutineStuck = true;

@@ -74,6 +74,7 @@ void* zel_format_converter::routine() {
         ZEL_FC_LOGE("epoll deinit fail");
     }
     clean_fc_resource();
+    bRoutineEnded = true;
     return nullptr;
 }
 

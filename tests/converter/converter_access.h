@@ -27,17 +27,6 @@ struct zel_format_converter_access {
     using owner = std::unique_ptr<zel_format_converter, deleter>;
     using block = zel_format_converter::zel_fc_pcm_info;
 
-    static long pipe_ends_left_behind() {
-        long ends = 0;
-        for (const zel_format_converter* fc : left_behind) {
-            for (const int fd : {fc->s32CmdPipe[0], fc->s32CmdPipe[1], fc->s32ResultPipe[0],
-                                 fc->s32ResultPipe[1]}) {
-                ends += fd > 0 ? 1 : 0;
-            }
-        }
-        return ends;
-    }
-
     static owner make() { return owner(new zel_format_converter); }
 
     /// The open command without the command channel: on the calling thread.
@@ -56,6 +45,7 @@ struct zel_format_converter_access {
         return send(fc, ctl_cmd{code, {}, 0});
     }
     static void end(zel_format_converter& fc) { fc.shut_down(); }
+    static bool has_ended(zel_format_converter& fc) { return fc.bRoutineEnded; }
     static int& status(zel_format_converter& fc) { return fc.eFCStatus; }
     static int& timeout_ms(zel_format_converter& fc) { return fc.s32CmdTimeoutMs; }
     static int (&command_pipe(zel_format_converter& fc))[2] { return fc.s32CmdPipe; }

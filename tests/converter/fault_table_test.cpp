@@ -93,19 +93,10 @@ void set_scene() {
     zel_test::set_source(ramp);
 }
 
-/// A poller that fails has ended the worker, if not before then soon: with a last word.
-bool worker_has_ended() {
-    for (const zel_test::log_entry& entry : zel_test::take_log()) {
-        if (entry.text.rfind("routine ", 0) == 0 && entry.text.back() == '-') {
-            return true;
-        }
-    }
-    return false;
-}
-
+/// A poller that fails ends the worker, if not before then soon.
 bool worker_answers(zel_format_converter& fc) {
     for (int i = 0; i < 30; ++i) {
-        if (worker_has_ended()) {
+        if (fc_access::has_ended(fc)) {
             return false;
         }
         if (fc.close() == 0) {
@@ -138,6 +129,7 @@ void expect_working(zel_format_converter& fc) {
 /// One life with whatever `arm` makes fail, and what must hold afterwards.
 template <typename Arm, typename Disarm>
 void life_with_fault(Arm arm, Disarm disarm) {
+    const std::size_t left_behind = fc_access::left_behind.size();
     set_scene();
     zel_test::clear_log();
     arm();
@@ -155,6 +147,7 @@ void life_with_fault(Arm arm, Disarm disarm) {
     fc.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     EXPECT_EQ(zel_test::open_handles(), 0);
+    EXPECT_EQ(fc_access::left_behind.size(), left_behind) << "a worker that has ended is joined";
     fc = fc_access::make();
     expect_working(*fc);
 }
@@ -166,17 +159,12 @@ class fault_table : public testing::Test {
         expect_working(*fc);
         zel_test::clear_log();
     }
-    static zel_test::footprint footprint_now() {
-        zel_test::footprint now = zel_test::footprint::now();
-        now.descriptors -= fc_access::pipe_ends_left_behind();  // earlier tests' too
-        return now;
-    }
     zel_test::footprint before = [] {
         std::thread([] {}).join();  // the first one makes a sanitizer start one of its own
-        return footprint_now();
+        return zel_test::footprint::now();
     }();
     void TearDown() override {
-        const zel_test::footprint after = footprint_now();
+        const zel_test::footprint after = zel_test::footprint::now();
         EXPECT_EQ(after.descriptors, before.descriptors);
         EXPECT_EQ(after.threads, before.threads);
     }
