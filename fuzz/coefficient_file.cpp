@@ -1,6 +1,6 @@
-// A file of any content, as both kinds of coefficient file. The device, for several streams: neither
-// weights nor delays make noise of silence. `zel-fc check`: every fallback has its reason and every
-// reason its fallback, and what is printed obeys no terminal and fits it.
+// A file of any content, as both kinds of coefficient file. The device, for several streams:
+// neither weights nor delays make noise of silence. `zel-fc check`: every fallback has its reason
+// and every reason its fallback, and what is printed obeys no terminal and fits it.
 
 #include <algorithm>
 #include <sstream>

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <string>
 #include <vector>
 
 /// A fuzzer's finding besides what the sanitizers see.

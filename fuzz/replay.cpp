@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "fuzz_input.h"

@@ -8,9 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <set>
-#include <string>
 #include <vector>
 
 #include "captured_log.h"

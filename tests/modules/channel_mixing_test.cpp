@@ -30,36 +30,27 @@ using zel_test::stream_config;
 
 constexpr unsigned int kSeed = 99;
 
-enum class weights { ordinary, tiny, denormal, huge, limit, moving, scattered, identity, silent };
-constexpr weights kAllWeights[] = {weights::ordinary,  weights::tiny,     weights::denormal,
-                                   weights::huge,      weights::limit,    weights::moving,
-                                   weights::scattered, weights::identity, weights::silent};
-
-float weight_of(weights kind, std::size_t out, std::size_t in, std::size_t inputs,
-                std::mt19937& random) {
-    const float any = std::uniform_real_distribution<float>(-1.5F, 1.5F)(random);
-    switch (kind) {
-        case weights::ordinary:
-            return any;
-        case weights::tiny:
-            return std::ldexp(any, random() % 2 == 0 ? -80 : 0);
-        case weights::denormal:
-            return std::ldexp(any, -100 - static_cast<int>(random() % 50));
-        case weights::huge:
-            return std::ldexp(any, static_cast<int>(random() % 128));
-        case weights::limit:
-            return (any < 0 ? -0x1p15F : 0x1p15F) / static_cast<float>(inputs);
-        case weights::moving:
-            return in == (out + 1) % inputs ? 1.0F : -0.0F;
-        case weights::scattered:
-            return in == (out * 5 + 2) % inputs ? 1.0F : out == 3 ? 0.25F : 0.0F;
-        case weights::identity:
-            return in == out ? 1.0F : 0.0F;
-        case weights::silent:
-            return 0;
-    }
-    return 0;
-}
+/// The weight of an output and an input out of `inputs`, `any` being one of -1.5 to 1.5.
+using weight_of = float (*)(float any, std::size_t out, std::size_t in, std::size_t inputs,
+                            std::mt19937& random);
+constexpr std::pair<const char*, weight_of> kWeights[] = {
+    {"ordinary", [](auto any, auto, auto, auto, auto&) { return any; }},
+    {"tiny",
+     [](auto any, auto, auto, auto, auto& r) { return std::ldexp(any, r() % 2 == 0 ? -80 : 0); }},
+    {"denormal", [](auto any, auto, auto, auto,
+                    auto& r) { return std::ldexp(any, -100 - static_cast<int>(r() % 50)); }},
+    {"huge", [](auto any, auto, auto, auto,
+                auto& r) { return std::ldexp(any, static_cast<int>(r() % 128)); }},
+    {"limit", [](auto any, auto, auto, auto inputs,
+                 auto&) { return (any < 0 ? -0x1p15F : 0x1p15F) / static_cast<float>(inputs); }},
+    {"moving", [](auto, auto out, auto in, auto inputs,
+                  auto&) { return in == (out + 1) % inputs ? 1.0F : -0.0F; }},
+    {"scattered",
+     [](auto, auto out, auto in, auto inputs, auto&) {
+         return in == (out * 5 + 2) % inputs ? 1.0F : out == 3 ? 0.25F : 0.0F;
+     }},
+    {"identity", [](auto, auto out, auto in, auto, auto&) { return in == out ? 1.0F : 0.0F; }},
+    {"silent", [](auto, auto, auto, auto, auto&) { return 0.0F; }}};
 
 /// Noise, full scale and small numbers.
 std::vector<std::uint8_t> awkward_block(std::size_t samples, std::size_t bytes,
@@ -143,12 +134,13 @@ TEST_P(mixing_matrix_test, equals_the_definition) {
             const pcm_config out = config(outs, GetParam().second);
             zel_channel_mixing stage;
             ASSERT_EQ(stage.init("", "", &in, &out), 0);
-            for (const weights kind : kAllWeights) {
+            std::uniform_real_distribution<float> any(-1.5F, 1.5F);
+            for (const auto& [name, weight] : kWeights) {
                 SCOPED_TRACE(testing::Message() << ins << " -> " << outs << " channels, weights "
-                                                << static_cast<int>(kind) << ", seed " << kSeed);
+                                                << name << ", seed " << kSeed);
                 for (std::size_t k = 0; k < ins * outs; ++k) {
                     zel_channel_mixing_access::matrix(stage)[k] =
-                        weight_of(kind, k / ins, k % ins, ins, random);
+                        weight(any(random), k / ins, k % ins, ins, random);
                 }
                 ASSERT_NO_FATAL_FAILURE(expect_model(stage, ins, outs));
             }

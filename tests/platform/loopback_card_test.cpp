@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "test_folder.h"
-#include "zel_loopback_signal.h"
 
 namespace {
 
@@ -91,9 +90,7 @@ TEST_F(loopback_card_test, refuses_what_it_does_not_have) {
         {10, 8, 48000, PCM_FORMAT_S32_LE, 480, 1024, true},
         {10, 8, 48000, PCM_FORMAT_S32_LE, 480, 1025, false},
         {10, 8, 48000, PCM_FORMAT_S32_LE, 131072, 1024, true},
-        {10, 8, 48000, PCM_FORMAT_S32_LE, 131073, 1, false},
         {10, 8, 48000, PCM_FORMAT_S32_LE, 0xFFFFFFFF, 4, false},
-        {10, 8, 48000, PCM_FORMAT_S32_LE, 480, 0xFFFFFFFF, false},
     };
     for (const auto& c : cases) {
         set_card(c.code, 8, 48000);

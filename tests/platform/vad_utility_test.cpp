@@ -10,27 +10,6 @@
 
 namespace {
 
-TEST(vad_utility, timestamps_move_back_by_what_is_buffered) {
-    const struct {
-        unsigned int avail, rate;
-        timespec before, after;
-    } cases[] = {
-        {0, 48000, {5, 7}, {5, 7}},
-        {1536, 48000, {5, 10'000'000}, {4, 978'000'000}},
-        {441, 44100, {1, 0}, {0, 990'000'000}},
-        {4294967295U, 8000, {1, 0}, {0, 0}},  // never before the beginning of time
-    };
-    for (const auto& c : cases) {
-        timespec ts = c.before;
-        EXPECT_EQ(adjust_timestamp(c.avail, c.rate, &ts), 0);
-        EXPECT_EQ(ts.tv_sec, c.after.tv_sec) << c.avail;
-        EXPECT_EQ(ts.tv_nsec, c.after.tv_nsec) << c.avail;
-    }
-    timespec ts{1, 2};
-    EXPECT_EQ(adjust_timestamp(1, 0, &ts), -EINVAL);
-    EXPECT_EQ(adjust_timestamp(1, 48000, nullptr), -EINVAL);
-}
-
 TEST(vad_utility, capture_devices_are_found_by_name) {
     using numbers = std::pair<unsigned int, unsigned int>;
     numbers found{99, 99};

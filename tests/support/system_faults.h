@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstddef>
-
 // Lets system calls of the executable's own code fail. Link with zel_system_faults, which wraps
 // them at link time; what libraries call stays as it is. Any thread.
 

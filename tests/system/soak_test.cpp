@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <deque>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "footprint.h"

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <ctime>
 #include <string>
-#include <vector>
 
 #include "captured_log.h"
 #include "stream_fixture.h"
