@@ -16,9 +16,7 @@
 #include "footprint.h"
 #include "system_faults.h"
 
-using zel_test::call;
-using zel_test::fc_access;
-using zel_test::system_call;
+using namespace zel_test;
 
 namespace {
 
@@ -69,26 +67,26 @@ struct statuses {
 };
 
 statuses live(zel_format_converter& fc, int patience_ms) {
-    const pcm_config config = zel_test::client_config();
+    const pcm_config config = client_config();
     statuses result{};
     // Without its path from the platform a stream is silent, which is no failure.
     EXPECT_EQ(fc.set(PROP_MIXING_JSON_PATH, ZEL_TEST_MIXING_FILE), 0);
     result.open = fc.open(&config, PCM_IN);
     result.start = fc.start();
-    zel_test::allow_reads(2);
+    allow_reads(2);
     result.blocks = read_blocks(fc, 2, patience_ms);
-    zel_test::push_event(1);
-    zel_test::push_event(6);
-    zel_test::allow_reads(2);
+    push_event(1);
+    push_event(6);
+    allow_reads(2);
     result.blocks += read_blocks(fc, 2, patience_ms);
-    zel_test::allow_reads(-1);
+    allow_reads(-1);
     result.close = fc.close();
     return result;
 }
 
 void set_scene() {
-    zel_test::reset_script();
-    zel_test::set_source(ramp);
+    reset_script();
+    set_source(ramp);
 }
 
 /// A poller that fails ends the worker, if not before then soon.
@@ -129,7 +127,7 @@ template <typename Arm, typename Disarm>
 void life_with_fault(Arm arm, Disarm disarm) {
     const std::size_t left_behind = fc_access::left_behind.size();
     set_scene();
-    zel_test::clear_log();
+    clear_log();
     arm();
     const auto begin = std::chrono::steady_clock::now();
     fc_access::owner fc = fc_access::make();
@@ -137,14 +135,14 @@ void life_with_fault(Arm arm, Disarm disarm) {
     const statuses result = live(*fc, 500);
     disarm();
     expect_documented(result);
-    const bool has_channel = !zel_test::log_has("command channel is not open");
-    zel_test::allow_reads(-1);
+    const bool has_channel = !log_has("command channel is not open");
+    allow_reads(-1);
     if (has_channel && worker_answers(*fc)) {
         expect_working(*fc);
     }
     fc.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
-    EXPECT_EQ(zel_test::open_handles(), 0);
+    EXPECT_EQ(open_handles(), 0);
     EXPECT_EQ(fc_access::left_behind.size(), left_behind) << "a worker that has ended is joined";
     fc = fc_access::make();
     expect_working(*fc);
@@ -155,14 +153,14 @@ class fault_table : public testing::Test {
     void SetUp() override {
         const fc_access::owner fc = fc_access::make();
         expect_working(*fc);
-        zel_test::clear_log();
+        clear_log();
     }
-    zel_test::footprint before = [] {
+    footprint before = [] {
         std::thread([] {}).join();  // the first one makes a sanitizer start one of its own
-        return zel_test::footprint::now();
+        return footprint::now();
     }();
     void TearDown() override {
-        const zel_test::footprint after = zel_test::footprint::now();
+        const footprint after = footprint::now();
         EXPECT_EQ(after.descriptors, before.descriptors);
         EXPECT_EQ(after.threads, before.threads);
     }
@@ -174,8 +172,8 @@ TEST_F(fault_table, every_call_of_tinyalsa_and_the_platform) {
         for (int nth = 1; nth <= 12; ++nth) {
             SCOPED_TRACE(testing::Message() << "call " << kind << ", use " << nth);
             int calls = 0;
-            life_with_fault([=] { zel_test::fail_call(failing, nth, -EIO); },
-                            [&] { calls = zel_test::calls_of(failing); });
+            life_with_fault([=] { fail_call(failing, nth, -EIO); },
+                            [&] { calls = calls_of(failing); });
             if (calls < nth) {
                 break;
             }
@@ -189,8 +187,8 @@ TEST_F(fault_table, every_system_call_of_channel_and_poller) {
         bool struck = true;
         for (int nth = 1; struck && nth <= 16; ++nth) {
             SCOPED_TRACE(testing::Message() << "call " << kind << ", use " << nth);
-            life_with_fault([=] { zel_test::fail_system_call(failing, nth, EMFILE); },
-                            [&] { struck = zel_test::stop_failing_system_calls(); });
+            life_with_fault([=] { fail_system_call(failing, nth, EMFILE); },
+                            [&] { struck = stop_failing_system_calls(); });
             EXPECT_TRUE(struck || nth > 1) << "a call that is never made";
         }
     }

@@ -24,8 +24,7 @@ expect 3 "no delay (bypass)" check "$bad/delay/disabled.json" /nowhere/delay.jso
 expect 3 "cannot be read as a file" check .
 printf '%1048577s' '' >"$folder/large.json"
 expect 3 "too_large" check --as mixing "$folder/large.json" --card-channels 2
-echo "{}" >"$folder/empty.json"
-expect 5 "unknown_kind" check "$folder/empty.json"
+expect 5 "unknown_kind" check CMakePresets.json
 expect 0 "no problems" check --as mixing "$mixing"
 expect 5 "body_missing" check --as delay "$mixing"
 

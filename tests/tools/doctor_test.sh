@@ -21,6 +21,8 @@ in_some_run() {
     exit 1
 }
 
+run() { got=0; "$@" >"$folder/said" 2>"$folder/log" || got=$?; }
+
 # shows RESULT CHECK TEXT [VARIABLE=VALUE...] [-- OPTION...]: the row of a run that ends with 5 where
 # something failed, else with 0.
 shows() {
@@ -29,7 +31,6 @@ shows() {
 
 has_row() {
     local result=$1 check=$2 text=$3 expected=0 variables=()
-    got=0
     shift 3
     while [ $# -gt 0 ] && [ "$1" != -- ]; do
         variables+=("$1")
@@ -38,25 +39,23 @@ has_row() {
     shift || true
     # What fails anyway needn't take its time.
     [ "$result" != FAILED ] || expected=5 variables=("ZEL_LOOPBACK_CARD=Sim Pacing=Fast" "${variables[@]}")
-    env "${variables[@]}" "$doctor" "$@" >"$folder/said" 2>"$folder/log" || got=$?
+    run env "${variables[@]}" "$doctor" "$@"
     [ "$got" -eq "$expected" ] &&
         grep "^$result  *$check  *" "$folder/said" | grep -qF -- "$text"
 }
 
 is_whole() {
-    got=0
-    "$zel_fc" doctor >"$folder/said" 2>"$folder/log" || got=$?
+    run "$zel_fc" doctor
     [ "$got" -eq 0 ] && [ "$(grep -c "$good" "$folder/said")" -eq 16 ] &&
         grep -q "^Card 70 works here: 0 of 16 checks failed, [01] warning" "$folder/said"
 }
 
 is_whole_as_json() {
-    got=0
-    "$doctor" --json >"$folder/said" 2>"$folder/log" || got=$?
+    run "$doctor" --json
     [ "$got" -eq 0 ] && python3 -c 'import json, sys
 j = json.load(sys.stdin)
-results = [c["result"] for c in j["checks"]]
-sys.exit(not (j["works"] and len(results) == 16 and results.count("pass") >= 15))' <"$folder/said"
+good = [c["result"] == "pass" for c in j["checks"]]
+sys.exit(not (j["works"] and len(good) == 16 and sum(good) >= 15))' <"$folder/said"
 }
 
 # A whole card: by both programs, and as JSON.
