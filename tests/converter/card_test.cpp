@@ -260,7 +260,7 @@ TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart
         EXPECT_EQ(open_handles(), 2);
         EXPECT_EQ(fc_access::process(*fc), 0);
     }
-    EXPECT_GE(refused_opens, 6)
+    EXPECT_GE(refused_opens, 6U)
         << "two records, two stage buffers, the ring and its bytes at least";
     EXPECT_GT(nth, refused_opens + 5);
 }
