@@ -43,8 +43,10 @@ def main():
     print()
     print('#include "zel_src_48k.h"')
     print()
+    print("#include <iterator>")
+    print()
     print("// clang-format off")
-    print(f"const std::int32_t res_order = {len(taps)};")
+    print("const std::int32_t res_order = std::size(res_coeff);")
     print(f"const float res_coeff[{len(taps)}] = {{")
     for tap in taps:
         print(f"    {float(tap).hex()}F,  // {float(tap)!r}")

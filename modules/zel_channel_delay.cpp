@@ -16,13 +16,13 @@ constexpr const char* kTag = "zel_channel_delay";
 }
 
 int zel_channel_delay_buffer::create(unsigned int delay_ms, const pcm_config* config) {
+    *this = {};
     if (config == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "invalid parameter");
         return -ENOMEM;
     }
     const std::uint32_t frames = zel_channel_delay::delay_frames(delay_ms, config->rate);
     const std::uint64_t bytes = std::uint64_t{frames} * (pcm_format_to_bits(config->format) / 8);
-    pu8Buf.reset();
     if (bytes <= std::numeric_limits<std::uint32_t>::max()) {
         pu8Buf.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bytes)]());
     }
@@ -89,6 +89,8 @@ int zel_channel_delay::create_delay_buffer(zel_channel_delay_buffer** lines,
     }
     *lines = new (std::nothrow) zel_channel_delay_buffer[config->channels];
     if (*lines == nullptr) {
+        ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for %d delay lines",
+                      static_cast<int>(config->channels));
         return -ENOMEM;
     }
     for (unsigned int c = 0; c < config->channels; ++c) {

@@ -13,7 +13,8 @@
 class zel_channel_delay_buffer {
   public:
     /// Sizes and clears the line for `delay_ms` at the configuration's rate and width:
-    /// frames = delay_ms * rate / 1000, truncated. 0, or -12 without a configuration or memory.
+    /// frames = delay_ms * rate / 1000, truncated. 0, or -12 without a configuration or memory,
+    /// and then an empty line.
     int create(unsigned int delay_ms, const pcm_config* config);
     /// Takes the oldest `n` bytes / stores `n` bytes; `n` is at most the storage's size. Always 0.
     /// Here, so that a sample of known size costs one move.
@@ -23,8 +24,6 @@ class zel_channel_delay_buffer {
     std::uint32_t delay_frames() const { return u32DelayFrames; }
 
   private:
-    friend struct zel_channel_delay_access;
-
     std::uint32_t u32DelayFrames = 0;
     std::unique_ptr<std::uint8_t[]> pu8Buf;
     std::uint32_t u32BufSize = 0;  ///< bytes
@@ -91,14 +90,14 @@ class zel_channel_delay {
     int create_delay_coefficient(const std::string& path, unsigned int** table,
                                  const pcm_config* config);
     int destroy_delay_coefficient(unsigned int** table);
-    /// Null when the file cannot be read.
+    /// Null when the file cannot be read; throws std::bad_alloc.
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
     /// Finds the delays for a channel count. 0, or -22 with a message. `reached`, when not null, is
     /// the index of the entry that decided, or -1 when none did.
     int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params,
                            int* reached = nullptr);
     /// Fills `*table` with one delay in milliseconds for each channel. 0, or -22 with a message and
-    /// all delays 0.
+    /// all delays 0. Throws std::bad_alloc.
     int load_coefficient(const std::string& path, unsigned int* const* table,
                          unsigned int channels);
 

@@ -123,17 +123,17 @@ int zel_channel_delay::create_delay_coefficient(const std::string& path, unsigne
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "delay coefficient already exist");
         return -EINVAL;
     }
-    auto delays =
-        std::unique_ptr<unsigned int[]>(new (std::nothrow) unsigned int[config->channels]());
-    if (!delays) {
+    try {
+        auto delays = std::make_unique<unsigned int[]>(config->channels);
+        unsigned int* values = delays.get();
+        if (load_coefficient(path, &values, config->channels) != 0) {
+            ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "delay coefficient load fail");
+        }
+        *table = delays.release();
+    } catch (const std::bad_alloc&) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no memory for the delay coefficients");
         return -ENOMEM;
     }
-    unsigned int* values = delays.get();
-    if (load_coefficient(path, &values, config->channels) != 0) {
-        ZEL_LOG_PRINT(ANDROID_LOG_WARN, kTag, "delay coefficient load fail");
-    }
-    *table = delays.release();
     return 0;
 }
 

@@ -3,11 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "zel_channel_mixing.h"
@@ -19,12 +17,7 @@ constexpr const char* kTag = "zel_channel_mixing";
 }
 
 std::unique_ptr<char[]> zel_channel_mixing::get_cofficient_content(const char* path) {
-    zel_text_file file = ::get_cofficient_content(path, kTag);
-    if (file.status == zel_text_status::no_memory) {
-        // Not the file's fault: an unreadable file would leave the stream silent.
-        throw std::bad_alloc();
-    }
-    return std::move(file.text);
+    return std::move(::get_cofficient_content(path, kTag).text);
 }
 
 unsigned int zel_channel_mixing::channel_count(const std::string& layout) {
@@ -154,11 +147,11 @@ int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int i
 const cJSON* zel_channel_mixing::fill_matrix(const cJSON* params, float* weights) {
     const cJSON* element = nullptr;
     cJSON_ArrayForEach(element, params) {
-        // Written so that a value that is not a number fails, too.
-        if (!cJSON_IsNumber(element) || !(std::fabs(element->valuedouble) <= FLT_MAX)) {
+        const auto weight = static_cast<float>(element->valuedouble);
+        if (!cJSON_IsNumber(element) || !std::isfinite(weight)) {
             return element;
         }
-        *weights++ = static_cast<float>(element->valuedouble);
+        *weights++ = weight;
     }
     return nullptr;
 }

@@ -15,16 +15,15 @@ enum class zel_text_status {
     ok,
     not_opened,
     seek_end_failed,
-    bad_size,
+    no_size,
     seek_set_failed,
-    no_memory
+    no_memory,
+    too_large  ///< counts as an empty text, unusable content like any other
 };
 
 /// A file's whole content with a terminating zero.
 struct zel_text_file {
-    /// Null unless `status` is ok. But a file that is too large (bad_size) counts as an empty text,
-    /// which is unusable content like any other.
-    std::unique_ptr<char[]> text;
+    std::unique_ptr<char[]> text;  ///< null unless `status` is ok or too_large
     zel_text_status status = zel_text_status::not_opened;
     bool short_read = false;  ///< fewer bytes came than the file was long; the rest is zero
     bool close_failed = false;
@@ -34,7 +33,8 @@ struct zel_text_file {
 /// Reads the regular file at `path`. A directory, device or FIFO counts as not opened, so that no
 /// path can make the caller wait.
 zel_text_file zel_read_text_file(const char* path);
-/// The same, telling in the log, under `tag`, what went wrong.
+/// The same, telling in the log, under `tag`, what went wrong. Throws std::bad_alloc: a lack of
+/// memory is not the file's fault.
 zel_text_file get_cofficient_content(const char* path, const char* tag);
 
 /// A parsed JSON document, released with its owner.
@@ -48,7 +48,6 @@ inline bool zel_json_integer_part_is(const cJSON* number, std::uint32_t value) {
 }
 
 /// Parses a text; null when that fails, with `*error` at the place where. Unlike the parser's own
-/// error place, which the whole process shares, no other thread's parsing changes that.
-inline zel_json_document zel_parse_json(const char* text, const char** error) {
-    return {cJSON_ParseWithOpts(text, error, 0), cJSON_Delete};
-}
+/// error place, which the whole process shares, no other thread's parsing changes that. Throws
+/// std::bad_alloc where the parser found no memory, which it tells by malloc's errno alone.
+zel_json_document zel_parse_json(const char* text, const char** error);

@@ -13,8 +13,6 @@ namespace {
 
 constexpr const char* kTag = "zel_src";
 constexpr std::uint32_t kFactor = 3;
-/// Shorter blocks are faster frame after frame.
-constexpr std::uint32_t kShortFrames = 12;
 
 /// Sample position of the window's `frame`-th frame in the history ring.
 inline std::uint32_t position(std::uint32_t frame, std::uint32_t channels) {
@@ -199,7 +197,7 @@ int Ovra_VOC_SrcProcess48k(std::int16_t* block, unsigned int* samples) {
         pad(block, frames);
     }
     std::int16_t* const converted = src.bPadding ? src.ps16PadBuf.get() : block;
-    if (src.u32Lanes == 0 || frames < kShortFrames) {
+    if (src.u32Lanes == 0) {
         convert_frames(converted, working);
     } else {
         zel_src_convert_block(converted, working);

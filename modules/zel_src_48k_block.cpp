@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "zel_src_48k_state.h"
 #include "zel_vector.h"
@@ -10,7 +11,10 @@
 namespace {
 
 constexpr std::size_t kGroupFrames = 3;
-constexpr std::size_t kWindowGroups = 237 / kGroupFrames;
+constexpr std::size_t kTaps = std::size(res_coeff);
+constexpr std::size_t kWindowGroups = kTaps / kGroupFrames;
+static_assert(kTaps % kGroupFrames == 0, "the kernels take three taps at a time");
+static_assert(kTaps % 2 == 1, "the folded ones end with a tap in the middle");
 constexpr std::size_t kMostGroups = 128;  // new ones taken at a time
 /// Vectors of sums under way at once, as many as the registers hold: they hide the additions'
 /// latency.

@@ -28,14 +28,14 @@ struct zel_src_state {
     std::uint32_t u32HalfOrder = 0;
     std::uint32_t u32ReadIdx = 0;
     std::uint32_t u32OddOrder = 0;
-    /// Floats that long blocks are converted with at once; 0 for frame after frame. Init takes what
-    /// the CPU has, all widths give the same results.
+    /// Floats that blocks are converted with at once. Init takes what the CPU has, all widths give
+    /// the same results. 0, which no init takes, is for frame after frame.
     std::uint32_t u32Lanes = 0;
 };
 
 extern zel_src_state& g_zel_src;
 
-// They define every result.
+// They define every result, but in a running stream `zel_src_convert_block` makes it.
 void ch2_scale48k(std::int16_t* out, unsigned int pos);
 void ch4_scale48k(std::int16_t* out, unsigned int pos);
 void ch6_scale48k(std::int16_t* out, unsigned int pos);

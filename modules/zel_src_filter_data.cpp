@@ -1,9 +1,11 @@
 // Made by modules/design_filter.py, with the design's figures; do not edit.
 
+#include <iterator>
+
 #include "zel_src_48k.h"
 
 // clang-format off
-const std::int32_t res_order = 237;
+const std::int32_t res_order = std::size(res_coeff);
 const float res_coeff[237] = {
     0x1.6b01a20000000p-18F,  // 5.4092165555630345e-06
     0x1.17c2980000000p-14F,  // 6.670001312159002e-05

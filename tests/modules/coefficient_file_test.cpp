@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,20 @@ TEST(mixing_file, odd_texts_are_read) {
         zel_test::clear_log();
         EXPECT_EQ(load_mixing(file_with(text), 2, "2.0", 2), swap) << text;
         EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2")) << text;
+    }
+}
+
+TEST(mixing_file, a_weight_is_what_rounds_to_a_finite_float) {
+    constexpr float kLargest = std::numeric_limits<float>::max();
+    const std::pair<const char*, float> weights[] = {{"3.4028235e38", kLargest},
+                                                     {"-3.4028235677973362e38", -kLargest},
+                                                     {"3.4028235677973366e38", 1},  // half-way
+                                                     {"1e-99", 0}};
+    for (const auto& [text, weight] : weights) {
+        const std::string file = file_with(mixing_text(
+            std::string(R"({"InputChannel":1,"InputChannelLayout":"1","OutputChannel":1,)") +
+            R"("Parameters":[)" + text + "]}"));
+        EXPECT_EQ(load_mixing(file, 1, "1", 1), std::vector<float>{weight}) << text;
     }
 }
 

@@ -102,7 +102,7 @@ class file_check {
 };
 
 void file_check::check_reading() {
-    const bool too_large = text.status() == zel_text_status::bad_size;
+    const bool too_large = text.status() == zel_text_status::too_large;
     const std::string mixing =
         too_large ? fallback_text(file_kind::mixing) : "mixes to silence when the stream opens";
     const std::string device = report.kind == file_kind::mixing ? mixing
