@@ -55,11 +55,12 @@ static_assert(sizeof(ctl_cmd) == 40, "the command record has no padding");
 /// The one converter of the process: reads the card's loopback capture on its worker thread
 /// "FC routine", converts each 32 ms block to the client's format and keeps it for the client.
 ///
-/// Threads: [client] any thread that calls a plugin operation, serialised by mLock; [worker] the
-/// thread "FC routine", which never takes mLock. A client waits for the worker while a command is
-/// carried out, so the worker builds and releases the stream undisturbed. The event callback runs
-/// on the worker and must call no client operation; a command, which nobody could carry out then,
-/// is refused.
+/// Threads: [client] any thread that calls a plugin operation, serialised by mLock but for the
+/// event callback's registration; [worker] the thread "FC routine", which never takes mLock. A
+/// client waits for the worker while a command is carried out, so the worker builds and releases
+/// the stream undisturbed. The event callback runs on the worker and must call no client operation.
+/// In a forked child, which has no worker and may have got any lock locked, all of them fail with
+/// -5 at once.
 class zel_format_converter {
   public:
     /// Values of a path property lie in a 128-byte area, terminating zero included.
@@ -69,9 +70,10 @@ class zel_format_converter {
 
     static std::atomic<std::uint32_t> u32LOG_LEVEL;
 
-    /// [any] Builds the converter on the first call; it lives until the process ends. Its end waits
-    /// for the worker; one that does not answer within 1 s, because a card holds it, is left
-    /// behind.
+    /// [any] Builds the converter on the first call; it lives until the process ends. Its end takes
+    /// its turn among the commands and waits for the worker, 1 s for each; a worker that does not
+    /// answer, because a card holds it, is left behind. Throws what a failing thread does, or
+    /// std::bad_alloc; the next call tries again.
     static zel_format_converter& getInstance();
 
     zel_format_converter(const zel_format_converter&) = delete;
@@ -80,9 +82,8 @@ class zel_format_converter {
     /// [client, closed] Builds the stream for the client's configuration. 0, -22 for a
     /// configuration without a sample and when a stream is open, -19, -12, -1 or another error of
     /// the step that failed; then nothing of the stream is left. This and the other two commands:
-    /// -5 or -62 when the worker does not answer (it may still carry the command out later), the
-    /// kernel's error when there is no poller to be had (-24 without a free descriptor), -35 from
-    /// inside the event callback.
+    /// -5 or -62 when the worker does not answer (it may still carry the command out later) or has
+    /// ended, the kernel's error when there is no poller to be had (-24 without a free descriptor).
     int open(const pcm_config* config, unsigned int flags);
     /// [client, any] Releases the stream. 0, or as above.
     int close();
@@ -90,7 +91,7 @@ class zel_format_converter {
     /// above.
     int start();
     /// [client] Replaces the callback that the worker makes after the first block of a restarted
-    /// stream. An empty callable leaves none. Waits for a call under way. Always 0.
+    /// stream. An empty callable leaves none. Waits for a call under way. 0.
     int register_cb(std::function<void(void*)> callback, void* arg);
     /// [client] Withdraws the callback if it is registered with `arg`; waits in the same way, so
     /// that `arg` may be released afterwards.
@@ -105,8 +106,8 @@ class zel_format_converter {
 
     /// [any] Card number of the real capture device; 0xFFFFFFFF when none was found.
     std::uint32_t card() const { return u32Card; }
-    /// [any] True on the worker thread, that is, inside the event callback.
-    bool on_worker() const { return std::this_thread::get_id() == mRoutine.get_id(); }
+    /// [any] True in a process that was forked from the converter's.
+    bool in_forked_child() const;
 
   private:
     friend struct zel_format_converter_access;
@@ -133,11 +134,8 @@ class zel_format_converter {
                                unsigned int source_bits, unsigned int target_bits);
 
     zel_format_converter();
-    ~zel_format_converter();
     void shut_down();
-    bool in_forked_child() const;
-
-    std::unique_lock<std::mutex> lock_for_command();
+    std::unique_lock<std::timed_mutex> lock_client(const char* operation);
 
     // Command channel [client, mLock held, unless said otherwise].
     int create_fc_task();
@@ -190,7 +188,7 @@ class zel_format_converter {
     std::uint32_t u32RestartCtlId = zel_card_names::kActiveNumber;
     std::uint32_t u32LayoutCtlId = zel_card_names::kLayoutNumber;
     std::uint32_t u32RestartLimit = 10;
-    std::mutex mLock;
+    std::timed_mutex mLock;
     std::int32_t s32CmdPipe[2] = {0, 0};
     std::int32_t s32ResultPipe[2] = {0, 0};
     std::thread mRoutine;
@@ -227,8 +225,8 @@ class zel_format_converter {
     // Calls of the card that failed in a row, in as many capture cycles.
     std::uint32_t u32CardFailures = 0;
     std::uint32_t u32OwedResults = 0;  // of commands that were sent, not yet read from the pipe
-    bool bRoutineStuck = false;        // the worker has been left behind and still uses the object
-    std::atomic<bool> bRoutineEnded{false};  // it has ended and uses the object no more
+    std::atomic<bool> bRoutineEnded{false};  // the worker has ended and uses the object no more
+    std::atomic<bool> bProcessEnds{false};   // only the exit command is sent any more
     pid_t s32OwnerPid = 0;  // the process whose worker this is; a forked child has none
     // Each guards one meeting of a client with the worker outside a command: the ring reference,
     // the two path strings. Held for a copy only.

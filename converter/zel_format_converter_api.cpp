@@ -1,9 +1,11 @@
 // The client side of the converter: construction, stream operations, reads and properties.
 // Runs on client threads.
 
+#include <unistd.h>
 #include <zel_vad_utility.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -52,31 +54,37 @@ zel_format_converter::zel_format_converter()
     create_fc_task();
 }
 
-zel_format_converter::~zel_format_converter() {
-    shut_down();
+bool zel_format_converter::in_forked_child() const {
+    return s32OwnerPid != getpid();
 }
 
+/// Leaves all as it is when a client keeps its turn: it may be the one that an interrupting signal
+/// handler's exit() runs on.
 void zel_format_converter::shut_down() {
-    try {
+    if (in_forked_child()) {
+        return;
+    }
+    bProcessEnds = true;
+    const std::unique_lock lock(mLock, std::chrono::milliseconds(s32CmdTimeoutMs));
+    if (lock) {
         destroy_fc_task();
-        // A forked child's copies of a stream's handles are its parent's to close.
-        if (!bRoutineStuck && !in_forked_child()) {
-            clean_fc_resource();
-        }
-    } catch (...) {
-        // The process is ending; there is nobody left to tell.
+    } else {
+        ZEL_FC_LOGE("a client's operation does not end");
     }
 }
 
-/// Empty on the worker, where the command is refused: a client that holds mLock may be waiting for
-/// this very thread.
-std::unique_lock<std::mutex> zel_format_converter::lock_for_command() {
-    return on_worker() ? std::unique_lock<std::mutex>() : std::unique_lock(mLock);
+/// A client's turn; empty, with a message of `operation`'s, in a forked child.
+std::unique_lock<std::timed_mutex> zel_format_converter::lock_client(const char* operation) {
+    if (in_forked_child()) {
+        ZEL_FC_LOGE_OF(operation, "a forked child has no worker");
+        return {};
+    }
+    return std::unique_lock(mLock);
 }
 
 int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
     ZEL_FC_LOGT("+");
-    const auto lock = lock_for_command();
+    const auto lock = lock_client(__func__);
     ZEL_FC_LOGI("open FC with %d channel %d bits %dk flags 0x%x",
                 static_cast<int>(config->channels),
                 static_cast<int>(pcm_format_to_bits(config->format)),
@@ -88,7 +96,7 @@ int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
                        static_cast<std::uint32_t>(config->stop_threshold),
                        static_cast<std::uint32_t>(config->silence_threshold)},
                       flags};
-    const int result = send_command(&cmd);
+    const int result = lock ? send_command(&cmd) : -EIO;
     if (result != 0) {
         ZEL_FC_LOGE("open fc fail");
     } else {
@@ -102,10 +110,10 @@ int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
 
 int zel_format_converter::close() {
     ZEL_FC_LOGT("+");
-    const auto lock = lock_for_command();
+    const auto lock = lock_client(__func__);
     ZEL_FC_LOGI("close");
     const ctl_cmd cmd{FC_CLOSE, {}, 0};
-    const int result = send_command(&cmd);
+    const int result = lock ? send_command(&cmd) : -EIO;
     if (result != 0) {
         ZEL_FC_LOGE("close fc thread fail");
     }
@@ -115,9 +123,9 @@ int zel_format_converter::close() {
 
 int zel_format_converter::start() {
     ZEL_FC_LOGT("+");
-    const auto lock = lock_for_command();
+    const auto lock = lock_client(__func__);
     const ctl_cmd cmd{FC_START, {}, 0};
-    const int result = send_command(&cmd);
+    const int result = lock ? send_command(&cmd) : -EIO;
     if (result != 0) {
         ZEL_FC_LOGE("start fc thread fail");
     }
@@ -127,16 +135,21 @@ int zel_format_converter::start() {
 
 int zel_format_converter::register_cb(std::function<void(void*)> callback, void* arg) {
     ZEL_FC_LOGT("+");
-    {
+    int result = -EIO;
+    if (!in_forked_child()) {
         const std::lock_guard lock(mEventCbLock);
         fnEventCb = std::move(callback);
         pEventCbArg = arg;
+        result = 0;
     }
     ZEL_FC_LOGT("-");
-    return 0;
+    return result;
 }
 
 void zel_format_converter::unregister_cb(const void* arg) {
+    if (in_forked_child()) {
+        return;
+    }
     const std::lock_guard lock(mEventCbLock);
     if (pEventCbArg == arg) {
         fnEventCb = nullptr;
@@ -146,13 +159,16 @@ void zel_format_converter::unregister_cb(const void* arg) {
 
 int zel_format_converter::read(void* buffer, unsigned int bytes) {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
+    int result = -EIO;
     std::shared_ptr<zel_ring_buf> ring;
-    {
-        const std::lock_guard ring_lock(mRingLock);
-        ring = pstRingBuf;
+    const auto lock = lock_client(__func__);
+    if (lock) {
+        {
+            const std::lock_guard ring_lock(mRingLock);
+            ring = pstRingBuf;
+        }
+        result = ring ? ring->read_pcm(buffer, bytes) : -EINVAL;
     }
-    const int result = ring ? ring->read_pcm(buffer, bytes) : -EINVAL;
     if (result < 0) {
         ZEL_FC_LOGE("read error");
     } else if (ring->get_info(&stReadTimestamp, &u32AvailFrames) != 0) {
@@ -202,8 +218,8 @@ int assign_path(std::string& path, const void* data) {
 
 int zel_format_converter::get(property_e property, void* data) {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
-    int result = valid_property(__func__, property, data) ? 0 : -EINVAL;
+    const auto lock = lock_client(__func__);
+    int result = !lock ? -EIO : valid_property(__func__, property, data) ? 0 : -EINVAL;
     if (result == 0) {
         switch (property) {
             case PROP_DELAY_JSON_PATH: {
@@ -237,8 +253,8 @@ int zel_format_converter::get(property_e property, void* data) {
 
 int zel_format_converter::set(property_e property, const void* data) {
     ZEL_FC_LOGT("+");
-    const std::lock_guard lock(mLock);
-    int result = valid_property(__func__, property, data) ? 0 : -EINVAL;
+    const auto lock = lock_client(__func__);
+    int result = !lock ? -EIO : valid_property(__func__, property, data) ? 0 : -EINVAL;
     if (result == 0) {
         switch (property) {
             case PROP_DELAY_JSON_PATH: {

@@ -8,23 +8,22 @@
 
 #include <cerrno>
 #include <chrono>
+#include <exception>
 #include <new>
-#include <system_error>
 
 #include "zel_fc_log.h"
 #include "zel_format_converter.h"
 
 namespace {
 
-/// Makes `*fd` close on exec and different from 0, which stands for "not open" here and is free to
-/// be handed out in a process without standard input.
+/// Another number instead of 0, which stands for "not open" here and is free to be handed out in a
+/// process without standard input.
 bool make_usable(std::int32_t* fd) {
     if (*fd == 0) {
-        const int other = fcntl(*fd, F_DUPFD, 1);
-        ::close(*fd);
-        *fd = other < 0 ? 0 : other;
+        *fd = fcntl(0, F_DUPFD_CLOEXEC, 1);
+        ::close(0);
     }
-    return *fd > 0 && fcntl(*fd, F_SETFD, FD_CLOEXEC) == 0;
+    return *fd > 0;
 }
 
 void close_pipe(std::int32_t (&ends)[2]) {
@@ -37,7 +36,7 @@ void close_pipe(std::int32_t (&ends)[2]) {
 }
 
 bool create_pipe(std::int32_t (&ends)[2]) {
-    if (pipe2(ends, O_NONBLOCK) != 0) {
+    if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) {
         ends[0] = ends[1] = 0;
         return false;
     }
@@ -78,37 +77,25 @@ int zel_format_converter::create_fc_task() {
     pthread_sigmask(SIG_BLOCK, &foreign, &before);
     try {
         mRoutine = std::thread(&zel_format_converter::routine, this);
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) {
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
         ZEL_FC_LOGE("create routine thread fail %s", error.what());
         close_pipe(s32CmdPipe);
         close_pipe(s32ResultPipe);
+        throw;
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return 0;
 }
 
-bool zel_format_converter::in_forked_child() const {
-    return s32OwnerPid != getpid();
-}
-
 int zel_format_converter::destroy_fc_task() {
-    if (in_forked_child() || on_worker()) {
-        // A forked child has the object but not the thread, and an exit inside the event callback
-        // runs on the worker itself: nothing would ever answer.
-        if (mRoutine.joinable()) {
-            mRoutine.detach();
-        }
-    } else if (mRoutine.joinable()) {
-        const ctl_cmd cmd{FC_EXIT, {}, 0};
-        // Without its pipe the worker has ended at its start; without its poller it ends, too.
-        if (s32CmdPipe[1] > 0 && send_command(&cmd) != 0 && !bRoutineEnded) {
-            ZEL_FC_LOGE("fc routine does not end");
-            mRoutine.detach();
-            bRoutineStuck = true;
-            return 0;
-        }
-        mRoutine.join();
+    const ctl_cmd cmd{FC_EXIT, {}, 0};
+    // Without its pipe the worker has ended at its start; without its poller it ends, too.
+    if (s32CmdPipe[1] > 0 && send_command(&cmd) != 0 && !bRoutineEnded) {
+        ZEL_FC_LOGE("fc routine does not end");
+        return 0;
     }
+    mRoutine.join();
     close_pipe(s32CmdPipe);
     close_pipe(s32ResultPipe);
     return 0;
@@ -116,18 +103,13 @@ int zel_format_converter::destroy_fc_task() {
 
 int zel_format_converter::send_command(const ctl_cmd* cmd) {
     const int code = static_cast<int>(cmd->u32Cmd);
-    if (on_worker()) {
-        ZEL_FC_LOGE("command %d from inside the event callback", code);
-        return -EDEADLK;
-    }
-    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0) {
+    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || (bProcessEnds && code != FC_EXIT)) {
         ZEL_FC_LOGE("command channel is not open");
         return -EIO;
     }
-    if (in_forked_child()) {
-        // Its parent's worker must not take its commands.
-        ZEL_FC_LOGE("command %d from a forked child, which has no worker", code);
-        return -EIO;
+    if (bRoutineEnded) {
+        ZEL_FC_LOGE("command %d finds no worker, it has ended", code);
+        return -ETIME;
     }
     zel_epoll poller;
     int status = poller.init();

@@ -81,21 +81,15 @@ void* zel_format_converter::routine() {
 void zel_format_converter::handle_commands(const zel_epoll& poller, int ready) {
     for (int i = 0; i < ready; ++i) {
         const epoll_event& event = poller.astEvents[static_cast<std::size_t>(i)];
-        if (event.data.fd != s32CmdPipe[0]) {
+        if (event.data.fd != s32CmdPipe[0] || (event.events & EPOLLIN) == 0) {
             continue;
         }
-        if ((event.events & EPOLLIN) != 0) {
-            // The poller reports an arrival once. Commands that piled up behind a long read must
-            // all be taken now, or each would be answered one command too late for ever after.
-            int bytes = 0;
-            do {
-                process_command();
-            } while (eFCStatus != FC_EXIT && ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 &&
-                     bytes > 0);
-        }
-        if ((event.events & EPOLLHUP) != 0) {
-            eFCStatus = FC_EXIT;  // nobody is left to send a command
-        }
+        // The poller reports an arrival once. Commands that piled up behind a long read must all be
+        // taken now, or each would be answered one command too late for ever after.
+        int bytes = 0;
+        do {
+            process_command();
+        } while (eFCStatus != FC_EXIT && ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 && bytes > 0);
     }
 }
 

@@ -179,9 +179,7 @@ bool valid_tlv_slot(const card_control& opened, const snd_control& slot, const s
                        static_cast<int>(slot.access));
         return false;
     }
-    const auto* record = static_cast<const snd_value_tlv_bytes*>(slot.value);
-    const unsigned int size =
-        record != nullptr ? record->size : mixer_ctl_get_num_values(opened.control);
+    const unsigned int size = static_cast<const snd_value_tlv_bytes*>(slot.value)->size;
     if (tlv.length > size) {
         ZEL_FC_LOGE_OF(opened.operation, "tlv length %d is more than the control's %d bytes",
                        static_cast<int>(tlv.length), static_cast<int>(size));
@@ -211,8 +209,7 @@ int access_tlv(const char* operation, const mixer_plugin* plugin, const snd_cont
 
 int add_dd_snd_ctl(mixer_plugin* plugin, mixer* mixer) {
     int status = 0;
-    for (unsigned int k = 0;
-         k < mixer_get_num_ctls(mixer) && k + kOwnControls < plugin->num_controls; ++k) {
+    for (unsigned int k = 0; k < mixer_get_num_ctls(mixer); ++k) {
         const int mirrored = mirror(&plugin->controls[k + kOwnControls], mixer_get_ctl(mixer, k));
         if (mirrored == -ENOMEM) {
             return -ENOMEM;

@@ -35,7 +35,7 @@ bool add_own_controls(snd_control* slots) {
     for (const std::string& text : vszLOG_LEVEL_ITEMS) {
         ZEL_FC_LOGT_OF(kAdd, "enum string:(%s), len:%d", text.c_str(),
                        static_cast<int>(text.size()));
-        levels.at(item++) = text.c_str();
+        levels[item++] = text.c_str();
     }
     return zel_fill_bytes_slot(&slots[0], vszMIXER_NAME_ITEMS[0].c_str(), kPathBytes) &&
            zel_fill_bytes_slot(&slots[1], vszMIXER_NAME_ITEMS[1].c_str(), kPathBytes) &&

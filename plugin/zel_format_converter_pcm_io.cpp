@@ -18,8 +18,6 @@ namespace {
 
 constexpr useconds_t kWaitUs = 32'000;
 constexpr std::chrono::seconds kReadTimeout{10};
-// A ring buffer is smaller by far; keeps one request within the converter's counts.
-constexpr std::uint64_t kMaxRequestBytes = 1U << 30;
 // What tinyalsa notes in the record after `prepare`; its headers have no name for it.
 constexpr unsigned int kPreparedState = 2;
 
@@ -30,7 +28,7 @@ std::size_t frame_bytes(const pcm_config& config) {
 int read_converter(std::uint8_t* to, std::uint64_t bytes) {
     return zel_guarded([=] {
         return zel_format_converter::getInstance().read(
-            to, static_cast<unsigned int>(std::min(bytes, kMaxRequestBytes)));
+            to, static_cast<unsigned int>(std::min<std::uint64_t>(bytes, INT32_MAX)));
     });
 }
 

@@ -8,8 +8,9 @@
 
 namespace {
 
-// The lock makes a command to the converter and noting the stream's owner one step.
-std::mutex g_owner_lock;
+// The lock makes a command to the converter and noting the stream's owner one step. Never
+// destroyed: a client's own statics may close a stream while the process ends.
+std::mutex& g_owner_lock = *new std::mutex;
 std::atomic<const pcm_plugin*> g_owner{nullptr};
 std::atomic<zel_started> g_started{zel_started::no};
 
@@ -17,9 +18,8 @@ std::atomic<zel_started> g_started{zel_started::no};
 class command_turn {
   public:
     command_turn(const zel_format_converter& converter, const pcm_plugin* plugin) {
-        // Not inside the event callback, where the converter refuses the command: the lock's holder
-        // may be waiting for the very thread that makes the callback.
-        if (!converter.on_worker() && may_command(plugin)) {
+        // Not in a forked child, which may have got it locked; the converter refuses the command.
+        if (!converter.in_forked_child() && may_command(plugin)) {
             lock = std::unique_lock(g_owner_lock);
         }
         granted = may_command(plugin);
@@ -46,14 +46,17 @@ int refuse(const char* operation) {
 int zel_open_stream(pcm_plugin* plugin) {
     zel_format_converter& converter = zel_format_converter::getInstance();
     const command_turn turn(converter, plugin);
-    if (!turn && !converter.on_worker()) {
+    if (!turn && !converter.in_forked_child()) {
         return refuse("hw_params");
     }
+    // Claimed before the command, so that others are refused at once while it is under way.
+    const pcm_plugin* const before = g_owner.exchange(plugin);
     const int status = converter.open(static_cast<const pcm_config*>(plugin->priv),
                                       static_cast<unsigned int>(plugin->mode));
     if (status == 0) {
         g_started = zel_started::no;
-        g_owner = plugin;
+    } else {
+        g_owner = before;
     }
     return status;
 }

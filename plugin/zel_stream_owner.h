@@ -8,9 +8,10 @@
 
 // The converter has one stream, and it belongs to the handle whose hw_params opened it. tinyalsa
 // also closes handles that never got that far (a refused second client, a look at the limits):
-// those must leave the stream alone. A handle that doesn't own the stream is refused (-22) before
-// any lock and without a command, which would cost the owner its audio. Client threads, each handle
-// on one at a time. The three steps give the converter's status; an exception passes through.
+// those must leave the stream alone. A handle that doesn't own the stream, or would open while it
+// is being opened, is refused (-22) before any lock and without a command, which would cost the
+// owner its audio. Client threads, each handle on one at a time. The three steps give the
+// converter's status; an exception passes through.
 
 enum class zel_started { no, by_client, by_read };
 

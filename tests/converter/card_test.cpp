@@ -4,12 +4,14 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <limits>
 #include <string>
 
 #include "allocation_faults.h"
 #include "captured_log.h"
 #include "converter_access.h"
+#include "test_folder.h"
 
 using namespace zel_test;
 
@@ -237,32 +239,52 @@ TEST_F(card_test, newer_events_come_first_while_a_restart_is_pending) {
     }
 }
 
+// Refused, or right: not silent, not unmixed, not undelayed.
 TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart) {
-    std::size_t refused_opens = 0;
-    std::size_t nth = 0;
-    for (bool struck = true; struck;) {
-        SCOPED_TRACE(++nth);
-        fc_access::execute(*fc, FC_CLOSE);
-        push_event(kActive);
-        fail_allocation(nth);
-        const int opened = fc_access::open_here(*fc, client_config(), PCM_IN);
-        const int restarted = opened == 0 ? fc_access::check_event(*fc) : 0;
-        struck = stop_failing_allocations();
-        if (opened != 0) {
-            EXPECT_EQ(opened, -ENOMEM);
-            EXPECT_TRUE(fc_access::holds_nothing(*fc));
-            EXPECT_EQ(open_handles(), 0);
-            ++refused_opens;
-            continue;
+    fail_allocations_of_cjson();
+    skip_waits();
+    const std::string mixing = write_file("mixing.json", R"({"MixingCoefficientEnable":true,
+        "MixingWeighting":[{"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,
+                            "Parameters":[0,1,1,0]}]})");
+    const std::string delay = write_file("delay.json", R"({"DelayCoefficientEnable":true,
+        "ChannelDelayMilliseconds":[{"InputChannel":2,"Parameters":[1,0]}]})");
+    ASSERT_EQ(fc->set(PROP_MIXING_JSON_PATH, mixing.c_str()), 0);
+    ASSERT_EQ(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
+    for (const bool restarts : {false, true}) {
+        std::size_t refused = 0;
+        std::size_t nth = 0;
+        for (bool struck = true; struck;) {
+            SCOPED_TRACE(testing::Message() << "restart " << restarts << ", allocation " << ++nth);
+            fc_access::execute(*fc, FC_CLOSE);
+            if (restarts) {
+                ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+                push_event(kActive);
+            }
+            clear_log();
+            fail_allocation(nth);
+            const int status = restarts ? fc_access::check_event(*fc)
+                                        : fc_access::open_here(*fc, client_config(), PCM_IN);
+            struck = stop_failing_allocations();
+            if (status != 0) {
+                ASSERT_EQ(status, restarts ? 0 : -ENOMEM);
+                EXPECT_TRUE(fc_access::holds_nothing(*fc));
+                EXPECT_EQ(open_handles(), 0);
+                ++refused;
+                continue;
+            }
+            EXPECT_LE(log_count("restart fc fail count"), 1U);
+            refused += log_count("restart fc fail count");
+            EXPECT_EQ(open_handles(), 2);
+            const std::int16_t frame[] = {11, 22};
+            std::memcpy(fc_access::in(*fc)->pu8Buf.get(), frame, sizeof(frame));
+            EXPECT_EQ(fc_access::process(*fc), 0);
+            const auto* out = reinterpret_cast<std::int16_t*>(fc_access::out(*fc)->pu8Buf.get());
+            EXPECT_EQ(out[0], 22) << "channel 1, not delayed";
+            EXPECT_EQ(out[48 * 2 + 1], 11) << "channel 0, by 1 ms";
         }
-        EXPECT_EQ(restarted, 0);
-        EXPECT_FALSE(log_has("restart fc fail count 1"));
-        EXPECT_EQ(open_handles(), 2);
-        EXPECT_EQ(fc_access::process(*fc), 0);
+        // Records, buffers and ring; of each file the FILE, the text and what it says.
+        EXPECT_GE(refused, 50U);
     }
-    EXPECT_GE(refused_opens, 6U)
-        << "two records, two stage buffers, the ring and its bytes at least";
-    EXPECT_GT(nth, refused_opens + 5);
 }
 
 }  // namespace

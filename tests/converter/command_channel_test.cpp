@@ -5,11 +5,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <new>
 #include <utility>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "captured_log.h"
 #include "converter_access.h"
+#include "footprint.h"
+#include "system_faults.h"
 
 using namespace zel_test;
 
@@ -96,8 +101,12 @@ TEST_F(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
     ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     const pid_t child = fork();
     if (child == 0) {
-        const bool refused = fc->close() == -EIO &&
-                             log_has("send_command", "from a forked child, which has no worker");
+        char area[zel_format_converter::kMaxPathBytes] = {};
+        const bool refused =
+            fc->close() == -EIO && fc->start() == -EIO && fc->open(&config, PCM_IN) == -EIO &&
+            fc->read(area, 1) == -EIO && fc->get(PROP_LOG_LEVEL, area) == -EIO &&
+            fc->set(PROP_LOG_LEVEL, area) == -EIO && fc->register_cb({}, nullptr) == -EIO &&
+            log_count("a forked child has no worker") == 6;
         fc.reset();
         _exit(refused ? calls_of(call::pcm_close) : -1);
     }
@@ -125,6 +134,8 @@ TEST_F(command_channel, skips_exactly_the_results_that_came_too_late) {
 
 TEST_F(command_channel, forty_bytes_go_through_the_pipe_and_four_are_the_result) {
     ASSERT_EQ(fc_access::send(*fc, FC_EXIT), 0);  // from here on the test is the worker
+    ASSERT_TRUE(eventually([this] { return fc_access::has_ended(*fc).load(); }));
+    fc_access::has_ended(*fc) = false;
     using words = std::vector<std::uint32_t>;
     words record;
     const auto answer = [&](std::int32_t result) {
@@ -167,6 +178,42 @@ TEST_F(command_channel, an_exit_that_nobody_answers_leaves_the_worker_behind) {
     allow_reads(-1);
     EXPECT_TRUE(eventually([] { return open_handles() == 0; }));
     EXPECT_TRUE(eventually([] { return log_has("fc routine terminate"); }));
+}
+
+TEST_F(command_channel, a_worker_that_has_ended_is_not_waited_for) {
+    fc.reset();
+    fail_system_call(system_call::epoll_create1, 1, EMFILE);
+    fc = fc_access::make();
+    ASSERT_TRUE(eventually([this] { return fc_access::has_ended(*fc).load(); }));
+    ASSERT_TRUE(stop_failing_system_calls());
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(fc->open(&config, PCM_IN), -ETIME);
+    EXPECT_TRUE(log_has("send_command", "command 1 finds no worker, it has ended"));
+    EXPECT_EQ(fc->close(), -ETIME);
+    fc.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+}
+
+TEST_F(command_channel, memory_that_runs_out_while_the_converter_is_built_leaves_nothing) {
+    fc.reset();
+    const footprint before = footprint::now();
+    std::size_t failed = 0;
+    for (bool struck = true; struck; failed += struck ? 1 : 0) {
+        SCOPED_TRACE(failed);
+        fail_allocation(failed + 1);
+        try {
+            fc = fc_access::make();
+        } catch (const std::bad_alloc&) {
+            EXPECT_EQ(footprint::now().descriptors, before.descriptors);
+        }
+        struck = stop_failing_allocations();
+        EXPECT_EQ(fc == nullptr, struck);
+        sigset_t blocked{};
+        pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+        EXPECT_EQ(sigismember(&blocked, SIGTERM), 0);
+    }
+    EXPECT_TRUE(log_has("create_fc_task", "create routine thread fail std::bad_alloc"));
+    EXPECT_EQ(fc->close(), 0);
 }
 
 TEST_F(command_channel, properties_refuse_what_is_none_and_areas_that_are_missing) {

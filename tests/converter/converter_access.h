@@ -16,8 +16,10 @@ struct zel_format_converter_access {
     static inline auto& left_behind = *new std::vector<zel_format_converter*>;
     struct deleter {
         void operator()(zel_format_converter* converter) const {
-            converter->shut_down();
-            if (converter->bRoutineStuck) {
+            if (converter->mRoutine.joinable()) {
+                converter->shut_down();
+            }
+            if (converter->mRoutine.joinable()) {
                 left_behind.push_back(converter);
             } else {
                 delete converter;
@@ -45,7 +47,7 @@ struct zel_format_converter_access {
         return send(fc, ctl_cmd{code, {}, 0});
     }
     static void end(zel_format_converter& fc) { fc.shut_down(); }
-    static bool has_ended(zel_format_converter& fc) { return fc.bRoutineEnded; }
+    static std::atomic<bool>& has_ended(zel_format_converter& fc) { return fc.bRoutineEnded; }
     static int& status(zel_format_converter& fc) { return fc.eFCStatus; }
     static int& timeout_ms(zel_format_converter& fc) { return fc.s32CmdTimeoutMs; }
     static int (&command_pipe(zel_format_converter& fc))[2] { return fc.s32CmdPipe; }

@@ -1,13 +1,11 @@
-// The event callback: what may be called from inside it, and who has to wait for it.
+// The event callback: which one is called, and who has to wait for it.
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <chrono>
 #include <future>
 #include <thread>
 
-#include "captured_log.h"
 #include "converter_access.h"
 
 using namespace std::chrono_literals;
@@ -47,16 +45,12 @@ class inside_callback : public testing::Test {
     void run() {
         entered.set_value();
         release.get_future().wait();
-        if (step) {
-            step();
-        }
         done.set_value();
     }
 
     fc_access::owner fc;
     std::promise<void> entered, release, done;
     std::future<void> left = done.get_future();
-    std::function<void()> step;
 };
 
 TEST_F(inside_callback, who_changes_it_waits_for_its_end_and_nobody_else_does) {
@@ -68,24 +62,6 @@ TEST_F(inside_callback, who_changes_it_waits_for_its_end_and_nobody_else_does) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
     release.set_value();
     EXPECT_EQ(withdrawn.wait_for(2s), std::future_status::ready);
-}
-
-TEST_F(inside_callback, commands_are_refused_at_once) {
-    int status = 0;
-    std::chrono::steady_clock::duration took{};
-    step = [&] {
-        const auto begin = std::chrono::steady_clock::now();
-        status = fc->start();
-        took = std::chrono::steady_clock::now() - begin;
-    };
-    // This client holds the converter and waits for the worker, which is inside the callback.
-    auto closed = std::async(std::launch::async, [this] { return fc->close(); });
-    std::this_thread::sleep_for(20ms);
-    release.set_value();
-    EXPECT_EQ(closed.get(), 0);
-    EXPECT_EQ(status, -EDEADLK);
-    EXPECT_LT(took, 500ms);
-    EXPECT_TRUE(zel_test::log_has("send_command", "command 2 from inside the event callback"));
 }
 
 }  // namespace

@@ -154,12 +154,6 @@ TEST_F(mixer_access, values_go_through_to_the_card) {
     std::memcpy(part.payload(), "ab", 2);
     EXPECT_EQ(mixer_ops::put_tlv(opened->plugin, slot, part.tlv), 0);
     EXPECT_EQ(control_state("Tuning").bytes, (std::vector<unsigned char>{'a', 'b', 7}));
-    // A slot without a value record: the card tells the size.
-    snd_control bare = *slot;
-    bare.value = nullptr;
-    tlv_request more(kTuning, 4);
-    EXPECT_EQ(mixer_ops::get_tlv(opened->plugin, &bare, whole.tlv), 0);
-    EXPECT_EQ(mixer_ops::get_tlv(opened->plugin, &bare, more.tlv), -EINVAL);
 }
 
 TEST_F(mixer_access, the_last_element_decides_a_writes_result) {

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <string>
 #include <utility>
 #include <vector>
@@ -331,6 +332,25 @@ TEST_F(pcm_owner, refused_handles_send_no_command) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
     allow_reads(-1);
     EXPECT_EQ(read(first), 0);
+}
+
+TEST_F(pcm_owner, a_handle_is_refused_at_once_while_another_is_being_opened) {
+    ASSERT_EQ(set_params(first), 0);
+    ASSERT_EQ(read(first), 0);
+    allow_reads(0);
+    ASSERT_TRUE(eventually([] { return reads_waiting() == 1; }));
+    fc_access::timeout_ms(fc) = 20;
+    EXPECT_EQ(ops.close(first), -ETIME);
+    fc_access::timeout_ms(fc) = 5000;
+    clear_log();
+    auto opened = std::async(std::launch::async, [this] { return set_params(second); });
+    ASSERT_TRUE(eventually([] { return log_has("open FC with"); }));
+    EXPECT_EQ(set_params(third), -EINVAL);
+    EXPECT_EQ(opened.wait_for(0s), std::future_status::timeout);
+    allow_reads(-1);
+    EXPECT_EQ(opened.get(), 0);
+    EXPECT_EQ(read(second), 0);
+    fc_access::timeout_ms(fc) = 1000;
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <cstddef>
 
 // Linking this replaces global operator new and delete in the whole executable. What takes memory
-// from malloc (C libraries) is not counted, and failed only where malloc_faults.cpp is linked, too.
-// Over-aligned allocations are left alone.
+// from malloc is failed only where malloc_faults.cpp is linked, too. Over-aligned allocations are
+// left alone.
 
 namespace zel_test {
 
@@ -13,6 +13,8 @@ namespace zel_test {
 void fail_allocation(std::size_t nth);
 /// True for the one that is to fail; for replacements of allocating functions.
 bool allocation_fails();
+/// From now on those of cJSON, too; malloc_faults.cpp has it.
+void fail_allocations_of_cjson();
 /// Ends a pending failure. True if it has struck.
 bool stop_failing_allocations();
 

@@ -396,20 +396,20 @@ int mixer_ctl_set_array(mixer_ctl* control, const void* array, std::size_t count
 
 // The streams.
 
-// Handles come from malloc, as a C library's do: a test's allocation faults are for the product.
+// Handles come from calloc, which no test fails: allocation faults are for the product.
 pcm* pcm_open(unsigned int card, unsigned int device, unsigned int flags,
               const pcm_config* config) {
     const std::lock_guard guard(script_lock);
     if (call_fails(call::pcm_open)) {
         return nullptr;
     }
-    auto* stream = new (std::malloc(sizeof(pcm))) pcm{*config, {}};
+    script().opened.push_back({card, device, flags, *config});
+    auto* stream = new (std::calloc(1, sizeof(pcm))) pcm{*config, {}};
     for (const auto& [rate, text] : script().refused) {
         if (rate == config->rate) {
             stream->error = text;
         }
     }
-    script().opened.push_back({card, device, flags, *config});
     ++script().handles;
     return stream;
 }

@@ -2,16 +2,25 @@
 // says how. Exit code 0 when all went as it should; that it ends at all is for the test's time-out.
 
 #include <dlfcn.h>
+#include <sys/epoll.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <tinyalsa/mixer.h>
 #include <tinyalsa/pcm.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -38,12 +47,51 @@ void choose_pacing(const char* pacing) {
     mixer_close(card);
 }
 
+std::atomic<bool> g_pauses{false};
+
+/// Files that nobody writes, under the numbers of descriptors that are free, 0 among them.
+std::vector<int> g_untouched;
+
+void take_free_descriptors() {
+    for (int i = 0; i < 8; ++i) {
+        g_untouched.push_back(memfd_create("untouched", 0));
+    }
+}
+
+/// Clients that open and close, and never stop.
+void keep_clients_busy() {
+    close(0);
+    take_free_descriptors();
+    g_pauses = true;
+    for (int i = 0; i < 2; ++i) {
+        std::thread([] {
+            while (true) {
+                pcm_close(open_stream());
+            }
+        }).detach();
+    }
+    usleep(50'000);
+}
+
 /// A client's own static, whose end comes after the library's.
 struct late_client {
     mixer* controls = nullptr;
     ~late_client() {
         if (controls != nullptr) {
             mixer_close(controls);
+        }
+        if (!g_pauses) {
+            return;
+        }
+        take_free_descriptors();
+        usleep(50'000);
+        for (const int fd : g_untouched) {
+            struct stat info {};
+            if (fstat(fd, &info) != 0 || info.st_size != 0) {
+                std::fprintf(stderr, "%d bytes came into descriptor %d\n",
+                             static_cast<int>(info.st_size), fd);
+                _exit(3);
+            }
         }
     }
 };
@@ -52,20 +100,63 @@ late_client g_late;
 /// Still open when the process ends: that is the point, and no leak. Volatile, or nobody keeps it.
 pcm* volatile g_stream = nullptr;
 
+/// What a forked child may do with its parent's stream, and get.
+int child_of_a_stream(int kind, pcm* stream) {
+    bool right = true;
+    const auto begin = std::chrono::steady_clock::now();
+    if (kind == 0) {
+        pcm_close(stream);  // of the child's copy: the stream is its parent's
+    } else if (kind == 1) {
+        std::vector<std::thread> threads(16);  // with the handles of the parent's
+        for (std::thread& thread : threads) {
+            thread = std::thread([] {});
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    } else if (kind == 2) {
+        std::thread([&] {
+            pcm* const own = open_stream();
+            right = pcm_is_ready(own) == 0 &&
+                    std::strstr(pcm_get_error(own), std::strerror(EIO)) != nullptr;
+            pcm_close(own);
+        }).join();
+    } else if (kind == 3) {
+        right = !read_some(stream) && errno == EIO;
+    } else if (kind == 4) {
+        mixer* const controls = mixer_open(70);
+        right = mixer_subscribe_events(controls, 1) != 0;
+        mixer_close(controls);
+    }
+    right = right && std::chrono::steady_clock::now() - begin < std::chrono::seconds(5);
+    std::exit(right ? 0 : 1);  // runs the static destructors without the worker thread
+}
+
+/// Forks while other threads of the parent are inside the library.
 int fork_in_a_stream(pcm* stream) {
-    for (const bool closes : {false, true}) {
+    std::atomic<bool> done{false}, read{true};
+    std::thread reader([&] {
+        while (!done && read) {
+            read = read_some(stream);
+        }
+    });
+    int failed = -1;
+    for (int i = 0; i < 40 && failed < 0; ++i) {
+        const int kind = i % 5;
         const pid_t child = fork();
         if (child == 0) {
-            if (closes) {
-                pcm_close(stream);  // of the child's copy: the stream is its parent's
-            }
-            std::exit(0);  // runs the static destructors without the worker thread
+            return child_of_a_stream(kind, stream);
         }
         int status = -1;
         waitpid(child, &status, 0);
-        if (status != 0 || !read_some(stream)) {
-            return 1;
-        }
+        failed = status != 0 ? kind : -1;
+    }
+    done = true;
+    reader.join();
+    if (failed >= 0 || !read) {
+        std::fprintf(stderr, "child %d failed; the parent's reads went on: %d\n", failed,
+                     static_cast<int>(read));
+        return 1;
     }
     return pcm_close(stream) == 0 ? 0 : 1;
 }
@@ -93,6 +184,17 @@ int reload_beside_a_stream(pcm* stream) {
 
 }  // namespace
 
+/// The library's, too. A pause behind it makes it likely that a client's command stands between its
+/// look at the channel and its write when the process ends, which is the main thread's.
+__attribute__((visibility("default"))) int epoll_ctl(int epoll, int operation, int fd,
+                                                     epoll_event* event) noexcept {
+    const auto result = syscall(SYS_epoll_ctl, epoll, operation, fd, event);
+    if (g_pauses && gettid() != getpid()) {
+        usleep(3'000);
+    }
+    return static_cast<int>(result);
+}
+
 int main(int argc, char** argv) {
     const std::string how = argc > 1 ? argv[1] : "";
     choose_pacing(how == "clock" ? "Clock" : "Fast");
@@ -113,6 +215,9 @@ int main(int argc, char** argv) {
     } else if (how == "late") {
         g_late.controls = mixer_open(70);
         return mixer_subscribe_events(g_late.controls, 1);
+    } else if (how == "commands") {
+        pcm_close(stream);
+        keep_clients_busy();
     } else if (how == "stuck") {
         choose_pacing("Step");  // the card delivers nothing any more
         usleep(100'000);
