@@ -135,7 +135,7 @@ class zel_format_converter {
 
     zel_format_converter();
     void shut_down();
-    std::unique_lock<std::timed_mutex> lock_client(const char* operation);
+    std::unique_lock<std::mutex> lock_client(const char* operation);
 
     // Command channel [client, mLock held, unless said otherwise].
     int create_fc_task();
@@ -188,7 +188,7 @@ class zel_format_converter {
     std::uint32_t u32RestartCtlId = zel_card_names::kActiveNumber;
     std::uint32_t u32LayoutCtlId = zel_card_names::kLayoutNumber;
     std::uint32_t u32RestartLimit = 10;
-    std::timed_mutex mLock;
+    std::mutex mLock;
     std::int32_t s32CmdPipe[2] = {0, 0};
     std::int32_t s32ResultPipe[2] = {0, 0};
     std::thread mRoutine;

@@ -65,7 +65,11 @@ void zel_format_converter::shut_down() {
         return;
     }
     bProcessEnds = true;
-    const std::unique_lock lock(mLock, std::chrono::milliseconds(s32CmdTimeoutMs));
+    std::unique_lock lock(mLock, std::try_to_lock);
+    for (int ms = 0; !lock && ms < s32CmdTimeoutMs; ++ms) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        lock.try_lock();
+    }
     if (lock) {
         destroy_fc_task();
     } else {
@@ -74,7 +78,7 @@ void zel_format_converter::shut_down() {
 }
 
 /// A client's turn; empty, with a message of `operation`'s, in a forked child.
-std::unique_lock<std::timed_mutex> zel_format_converter::lock_client(const char* operation) {
+std::unique_lock<std::mutex> zel_format_converter::lock_client(const char* operation) {
     if (in_forked_child()) {
         ZEL_FC_LOGE_OF(operation, "a forked child has no worker");
         return {};

@@ -188,13 +188,16 @@ int zel_format_converter::process_fc() {
     }
     std::uint8_t* out = pstOutInfo->pu8Buf.get();
     const unsigned int out_bytes = pstOutInfo->u32BufSize;
-    const unsigned int final_bytes = fnPadding != nullptr ? 2 * bytes : bytes;
+    const bool pads = fnPadding != nullptr;
+    const unsigned int final_bytes = pads ? 2 * bytes : bytes;
     // A padded block may be shorter than the client's, whose tail is silent then, but not longer.
-    if (final_bytes > out_bytes || (fnPadding == nullptr && final_bytes < out_bytes)) {
+    if (pads ? final_bytes > out_bytes : final_bytes != out_bytes) {
         ZEL_FC_LOGE("fc process size incorrect u32DataSize %d u32OutBufSize %d",
                     static_cast<int>(final_bytes), static_cast<int>(out_bytes));
         std::memset(out, 0, out_bytes);
-    } else if (fnPadding != nullptr) {
+        return 0;
+    }
+    if (pads) {
         fnPadding(block, &bytes, out, narrow_bits(),
                   pcm_format_to_bits(pstOutInfo->stPcmConfig.format));
         std::memset(out + final_bytes, 0, out_bytes - final_bytes);

@@ -19,10 +19,10 @@ struct zel_format_converter_access {
             if (converter->mRoutine.joinable()) {
                 converter->shut_down();
             }
-            if (converter->mRoutine.joinable()) {
-                left_behind.push_back(converter);
-            } else {
+            if (converter->bRoutineEnded && !converter->mRoutine.joinable()) {
                 delete converter;
+            } else {
+                left_behind.push_back(converter);
             }
         }
     };

@@ -118,7 +118,11 @@ TEST(channel_delay, states_and_bad_calls) {
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));
     EXPECT_EQ(zel_channel_delay::delay_frames(10'000, 768'000), 7'680'000U);
     const pcm_config fastest = zel_test::stream_config(1, 400'000'000, PCM_FORMAT_S32_LE);
-    EXPECT_EQ(zel_channel_delay_buffer().create(10'000, &fastest), -ENOMEM) << "16 GB";
+    zel_channel_delay_buffer line;
+    EXPECT_EQ(line.create(1, &config), 0);
+    EXPECT_EQ(line.delay_frames(), 48U);
+    EXPECT_EQ(line.create(10'000, &fastest), -ENOMEM) << "16 GB";
+    EXPECT_EQ(line.delay_frames(), 0U) << "nothing of the line before";
 
     ASSERT_EQ(stage.init(delay_file({0, 0}), &config), 0);
     EXPECT_TRUE(zel_test::log_has("delay module bypass mode enable"));
