@@ -60,7 +60,7 @@ static_assert(sizeof(ctl_cmd) == 40, "the command record has no padding");
 /// client waits for the worker while a command is carried out, so the worker builds and releases
 /// the stream undisturbed. The event callback runs on the worker and must call no client operation.
 /// In a forked child, which has no worker and may have got any lock locked, all of them fail with
-/// -5 at once.
+/// -5 at once; so they do once the process ends, but for `close`, which has nothing left to do.
 class zel_format_converter {
   public:
     /// Values of a path property lie in a 128-byte area, terminating zero included.
@@ -73,7 +73,8 @@ class zel_format_converter {
     /// [any] Builds the converter on the first call; it lives until the process ends. Its end takes
     /// its turn among the commands and waits for the worker, 1 s for each; a worker that does not
     /// answer, because a card holds it, is left behind. Throws what a failing thread does, or
-    /// std::bad_alloc; the next call tries again.
+    /// std::bad_alloc; the next call tries again. Throws in a child that was forked while another
+    /// thread was inside the first call.
     static zel_format_converter& getInstance();
 
     zel_format_converter(const zel_format_converter&) = delete;
@@ -106,8 +107,11 @@ class zel_format_converter {
 
     /// [any] Card number of the real capture device; 0xFFFFFFFF when none was found.
     std::uint32_t card() const { return u32Card; }
-    /// [any] True in a process that was forked from the converter's.
-    bool in_forked_child() const;
+    /// [any] True when no client operation waits for a lock any more, but fails at once: in a
+    /// process that was forked from the converter's, and when its own ends.
+    bool refuses_all() const { return in_forked_child() || bProcessEnds; }
+    /// [any] True when nobody carries out commands any more.
+    bool worker_has_ended() const { return bRoutineEnded; }
 
   private:
     friend struct zel_format_converter_access;
@@ -135,6 +139,7 @@ class zel_format_converter {
 
     zel_format_converter();
     void shut_down();
+    bool in_forked_child() const;
     std::unique_lock<std::mutex> lock_client(const char* operation);
 
     // Command channel [client, mLock held, unless said otherwise].
@@ -222,11 +227,11 @@ class zel_format_converter {
     void* pEventCbArg = nullptr;
     std::uint32_t u32Card = 0;
 
-    // Calls of the card that failed in a row, in as many capture cycles.
+    // Calls of the card that failed in a row since the start, in as many capture cycles.
     std::uint32_t u32CardFailures = 0;
     std::uint32_t u32OwedResults = 0;  // of commands that were sent, not yet read from the pipe
     std::atomic<bool> bRoutineEnded{false};  // the worker has ended and uses the object no more
-    std::atomic<bool> bProcessEnds{false};   // only the exit command is sent any more
+    std::atomic<bool> bProcessEnds{false};   // the exit command is the last
     pid_t s32OwnerPid = 0;  // the process whose worker this is; a forked child has none
     // Each guards one meeting of a client with the worker outside a command: the ring reference,
     // the two path strings. Held for a copy only.

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 #include "zel_card_names.h"
@@ -22,10 +23,28 @@ struct zel_format_converter::process_end {
 };
 
 // The object itself stays in memory: a client's own statics may still call it, and a worker that a
-// card holds still uses it.
+// card holds still uses it. Not a static of the language's: a child forked while another thread
+// builds one would wait for that thread for ever.
 zel_format_converter& zel_format_converter::getInstance() {
-    static auto* const converter = new zel_format_converter;
-    static const process_end end{*converter};
+    static std::atomic<zel_format_converter*> instance{nullptr};
+    static std::atomic<pid_t> builder{0};
+    zel_format_converter* converter = nullptr;
+    while ((converter = instance) == nullptr) {
+        pid_t other = 0;
+        if (builder.compare_exchange_strong(other, getpid())) {
+            try {
+                instance = new zel_format_converter;
+            } catch (...) {
+                builder = 0;
+                throw;
+            }
+            static const process_end end{*instance};
+        } else if (other != getpid()) {
+            throw std::runtime_error("forked while the converter was built");
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
     return *converter;
 }
 
@@ -77,13 +96,21 @@ void zel_format_converter::shut_down() {
     }
 }
 
-/// A client's turn; empty, with a message of `operation`'s, in a forked child.
+/// A client's turn; empty, with a message of `operation`'s, when there is none to be had.
 std::unique_lock<std::mutex> zel_format_converter::lock_client(const char* operation) {
+    std::unique_lock lock(mLock, std::defer_lock);
     if (in_forked_child()) {
         ZEL_FC_LOGE_OF(operation, "a forked child has no worker");
+        return lock;
+    }
+    if (!bProcessEnds) {
+        lock.lock();
+    }
+    if (bProcessEnds) {
+        ZEL_FC_LOGI_OF(operation, "the process ends");
         return {};
     }
-    return std::unique_lock(mLock);
+    return lock;
 }
 
 int zel_format_converter::open(const pcm_config* config, unsigned int flags) {
@@ -117,7 +144,7 @@ int zel_format_converter::close() {
     const auto lock = lock_client(__func__);
     ZEL_FC_LOGI("close");
     const ctl_cmd cmd{FC_CLOSE, {}, 0};
-    const int result = lock ? send_command(&cmd) : -EIO;
+    const int result = lock ? send_command(&cmd) : in_forked_child() ? -EIO : 0;
     if (result != 0) {
         ZEL_FC_LOGE("close fc thread fail");
     }

@@ -104,7 +104,7 @@ int zel_format_converter::destroy_fc_task() {
 
 int zel_format_converter::send_command(const ctl_cmd* cmd) {
     const int code = static_cast<int>(cmd->u32Cmd);
-    if (s32CmdPipe[1] <= 0 || s32ResultPipe[0] <= 0 || (bProcessEnds && code != FC_EXIT)) {
+    if (s32CmdPipe[1] <= 0) {  // then none of the four is open
         ZEL_FC_LOGE("command channel is not open");
         return -EIO;
     }
@@ -203,6 +203,7 @@ int zel_format_converter::execute_command(const ctl_cmd& cmd) {
                 return -EINVAL;
             }
             ZEL_FC_LOGI_OF(kProcess, "start fc thread");
+            u32CardFailures = 0;
             eFCStatus = FC_START;
             return 0;
         case 4:

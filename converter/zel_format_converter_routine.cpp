@@ -60,9 +60,6 @@ void* zel_format_converter::routine() {
             ZEL_FC_LOGE("Unknown command fc %d", eFCStatus);
             break;
         }
-        if (eFCStatus != FC_START) {
-            u32CardFailures = 0;
-        }
         if (poller.set_timeout(poll_timeout(eFCStatus, u32CardFailures)) < 0) {
             ZEL_FC_LOGE("epoll set timeout fail");
             break;

@@ -18,8 +18,8 @@ std::atomic<zel_started> g_started{zel_started::no};
 class command_turn {
   public:
     command_turn(const zel_format_converter& converter, const pcm_plugin* plugin) {
-        // Not in a forked child, which may have got it locked; the converter refuses the command.
-        if (!converter.in_forked_child() && may_command(plugin)) {
+        // Who may hold it for ever then, the converter refuses.
+        if (!converter.refuses_all() && may_command(plugin)) {
             lock = std::unique_lock(g_owner_lock);
         }
         granted = may_command(plugin);
@@ -45,18 +45,19 @@ int refuse(const char* operation) {
 
 int zel_open_stream(pcm_plugin* plugin) {
     zel_format_converter& converter = zel_format_converter::getInstance();
+    // Claimed first, so that others are refused at once while the command is under way.
+    const pcm_plugin* nobody = nullptr;
+    const bool claimed = g_owner.compare_exchange_strong(nobody, plugin);
     const command_turn turn(converter, plugin);
-    if (!turn && !converter.in_forked_child()) {
+    if (!turn && !converter.refuses_all()) {
         return refuse("hw_params");
     }
-    // Claimed before the command, so that others are refused at once while it is under way.
-    const pcm_plugin* const before = g_owner.exchange(plugin);
     const int status = converter.open(static_cast<const pcm_config*>(plugin->priv),
                                       static_cast<unsigned int>(plugin->mode));
     if (status == 0) {
         g_started = zel_started::no;
-    } else {
-        g_owner = before;
+    } else if (claimed) {
+        g_owner = nullptr;
     }
     return status;
 }
@@ -64,12 +65,12 @@ int zel_open_stream(pcm_plugin* plugin) {
 int zel_start_stream(pcm_plugin* plugin, zel_started how) {
     zel_format_converter& converter = zel_format_converter::getInstance();
     const command_turn turn(converter, plugin);
-    if (!turn) {
+    if (!turn && !converter.refuses_all()) {
         return refuse("start");
     }
     const int status = converter.start();
     // A worker that doesn't answer in time carries the command out later all the same.
-    if (status == 0 || status == -ETIME) {
+    if (status == 0 || (status == -ETIME && !converter.worker_has_ended())) {
         g_started = how;
     }
     return status;

@@ -14,8 +14,8 @@
 #include <random>
 #include <vector>
 
-#include "captured_log.h"
 #include "converter_access.h"
+#include "expect_log.h"
 
 namespace {
 
@@ -49,6 +49,10 @@ TEST(epoll, reports_each_arrival_once_and_keeps_a_hung_up_pipe) {
     EXPECT_EQ(poller.wait(), 1);
     EXPECT_NE(fcntl(ends[0], F_GETFD), -1);
     EXPECT_EQ(poller.del(ends[0]), 0);
+    EXPECT_EQ(poller.deinit(), 0);
+    EXPECT_EQ(poller.add(ends[0]), -EBADF) << "the descriptor is nobody's any more";
+    EXPECT_EQ(poller.init(), 0);
+    EXPECT_EQ(poller.add(ends[0]), 0);
     close(ends[0]);
 }
 
@@ -84,6 +88,20 @@ TEST(ring_buf, refuses_without_storage_or_data) {
     EXPECT_EQ(ring.read_pcm(nullptr, 1), -EINVAL);
     config.period_count = std::numeric_limits<std::int32_t>::max();
     EXPECT_THROW(zel_ring_buf(&config, 32), std::bad_alloc);
+}
+
+TEST(block_record, holds_sixteen_megabytes_at_most) {
+    for (const unsigned int channels : {8191U, 8192U, 8193U}) {
+        const pcm_config config = zel_test::stream_config(channels, 16000, PCM_FORMAT_S32_LE);
+        if (channels > 8192) {
+            EXPECT_THROW(zel_test::fc_access::block(32, &config), std::bad_alloc);
+            continue;
+        }
+        const zel_test::fc_access::block block(32, &config);
+        EXPECT_EQ(block.u32Frames, 512U);
+        EXPECT_EQ(block.u32BufSize, 512 * 4 * channels);
+        EXPECT_EQ(block.pu8Buf[block.u32BufSize - 1], 0);
+    }
 }
 
 // Of any size, in any order, and around the capacity, where the pointers wrap.

@@ -9,9 +9,10 @@
 #include <string>
 
 #include "allocation_faults.h"
-#include "captured_log.h"
 #include "converter_access.h"
+#include "expect_log.h"
 #include "test_folder.h"
+#include "zel_format_converter_mixing_wrapper.h"
 
 using namespace zel_test;
 
@@ -65,6 +66,7 @@ TEST_F(card_test, gaps_between_blocks_are_told_from_one_millisecond_on) {
         {before, {0, 0}, nullptr},
         {{0, 0}, {20, 0}, nullptr},  // the first block has no previous one
     };
+    zel_format_converter::u32LOG_LEVEL = FC_LOG_WARN;
     for (const auto& c : cases) {
         clear_log();
         fc_access::check_time(*fc, c.before, c.now);
@@ -98,6 +100,31 @@ TEST_F(card_test, blocks_carry_their_time_and_failures_keep_the_last_one) {
     EXPECT_FALSE(log_has("timestamp glitch"));
     EXPECT_EQ(read(), 0) << "a gap costs no audio";
     EXPECT_TRUE(log_has("check_timestamp", "timestamp glitch 2968 ms"));
+}
+
+TEST_F(card_test, a_stage_that_refuses_the_block_ends_its_way) {
+    const struct {
+        void (*script)(fc_access::block&);
+        const char* message;
+    } rows[] = {
+        {[](fc_access::block&) { zel_fc_lib_mixing_deinit(); },
+         "mixing module process_fc fail(-22)"},
+        {[](fc_access::block& in) { in.u32BufSize = 6; }, "delay module process_fc fail(-22)"},
+        {[](fc_access::block& in) { in.stPcmConfig.format = PCM_FORMAT_S16_LE; },
+         "Only support 32 bit to 16 bit trunction."},
+    };
+    const std::string delay = write_file("delay.json", R"({"DelayCoefficientEnable":true,
+        "ChannelDelayMilliseconds":[{"InputChannel":2,"Parameters":[1,0]}]})");
+    for (const auto& row : rows) {
+        fc_access::execute(*fc, FC_CLOSE);
+        set_control("PCM Slave Format", 10);
+        ASSERT_EQ(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
+        ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+        EXPECT_EQ(fc_access::process(*fc), 0);
+        row.script(*fc_access::in(*fc));
+        EXPECT_EQ(fc_access::process(*fc), -EINVAL);
+        EXPECT_TRUE(log_has(row.message));
+    }
 }
 
 TEST_F(card_test, an_input_record_that_is_still_there_fails_the_open) {
@@ -250,30 +277,43 @@ TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart
         "ChannelDelayMilliseconds":[{"InputChannel":2,"Parameters":[1,0]}]})");
     ASSERT_EQ(fc->set(PROP_MIXING_JSON_PATH, mixing.c_str()), 0);
     ASSERT_EQ(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
-    for (const bool restarts : {false, true}) {
+    // An open; a restart; one that a layout change ends at its first failure.
+    for (const int events : {0, 1, 2}) {
+        const bool restarts = events > 0;
         std::size_t refused = 0;
         std::size_t nth = 0;
         for (bool struck = true; struck;) {
-            SCOPED_TRACE(testing::Message() << "restart " << restarts << ", allocation " << ++nth);
+            SCOPED_TRACE(testing::Message() << events << " events, allocation " << ++nth);
             fc_access::execute(*fc, FC_CLOSE);
             if (restarts) {
                 ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
                 push_event(kActive);
+            }
+            if (events == 2) {
+                push_event(kLayout);
             }
             clear_log();
             fail_allocation(nth);
             const int status = restarts ? fc_access::check_event(*fc)
                                         : fc_access::open_here(*fc, client_config(), PCM_IN);
             struck = stop_failing_allocations();
-            if (status != 0) {
-                ASSERT_EQ(status, restarts ? 0 : -ENOMEM);
+            const std::size_t failures = log_count("restart fc fail count");
+            ASSERT_LE(failures, 1U);
+            if (status != 0 && !restarts) {
+                EXPECT_EQ(status, -ENOMEM);
                 EXPECT_TRUE(fc_access::holds_nothing(*fc));
                 EXPECT_EQ(open_handles(), 0);
                 ++refused;
                 continue;
             }
-            EXPECT_LE(log_count("restart fc fail count"), 1U);
-            refused += log_count("restart fc fail count");
+            refused += failures;
+            if (events == 2 && failures == 1) {
+                EXPECT_EQ(open_handles(), 1) << "the mixer; the stream is closed";
+                EXPECT_EQ(fc_access::in(*fc), nullptr);
+                continue;
+            }
+            ASSERT_EQ(status, 0);
+            EXPECT_EQ(events == 2 ? fc_access::check_event(*fc) : 0, 0) << "the layout's turn";
             EXPECT_EQ(open_handles(), 2);
             const std::int16_t frame[] = {11, 22};
             std::memcpy(fc_access::in(*fc)->pu8Buf.get(), frame, sizeof(frame));

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "captured_log.h"
 #include "converter_access.h"
+#include "expect_log.h"
 
 using namespace zel_test;
 

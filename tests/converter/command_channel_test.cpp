@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "allocation_faults.h"
-#include "captured_log.h"
 #include "converter_access.h"
+#include "expect_log.h"
 #include "footprint.h"
 #include "system_faults.h"
 
@@ -138,13 +138,16 @@ TEST_F(command_channel, forty_bytes_go_through_the_pipe_and_four_are_the_result)
     fc_access::has_ended(*fc) = false;
     using words = std::vector<std::uint32_t>;
     words record;
+    const auto tell = [&](std::int32_t result) {
+        EXPECT_EQ(write(fc_access::result_pipe(*fc)[1], &result, sizeof(result)), 4);
+    };
     const auto answer = [&](std::int32_t result) {
         record.resize(11);
         pollfd sent{fc_access::command_pipe(*fc)[0], POLLIN, 0};
         ASSERT_EQ(poll(&sent, 1, 2000), 1);
         EXPECT_EQ(read(sent.fd, record.data(), 44), 40);
         record.resize(10);
-        EXPECT_EQ(write(fc_access::result_pipe(*fc)[1], &result, sizeof(result)), 4);
+        tell(result);
     };
     for (const std::int32_t result : {-77, 5, 0}) {
         std::thread worker(answer, result);
@@ -152,6 +155,28 @@ TEST_F(command_channel, forty_bytes_go_through_the_pipe_and_four_are_the_result)
         worker.join();
         EXPECT_EQ(record, (words{FC_START, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     }
+    // A stale result in between costs a sender the time that it took to come, and no more.
+    fc_access::timeout_ms(*fc) = 20;
+    EXPECT_EQ(fc->start(), -ETIME);
+    fc_access::timeout_ms(*fc) = 5000;
+    take_poll_timeouts();
+    std::vector<int> waits;
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        tell(-1);
+        eventually([&waits] {
+            const std::vector<int> more = take_poll_timeouts();
+            waits.insert(waits.end(), more.begin(), more.end());
+            return waits.size() >= 2;
+        });
+        tell(-2);
+    });
+    EXPECT_EQ(fc->start(), -2);
+    late.join();
+    EXPECT_EQ(read(fc_access::command_pipe(*fc)[0], std::vector<char>(99).data(), 99), 80);
+    ASSERT_GE(waits.size(), 2U);
+    EXPECT_EQ(waits[0], 5000);
+    EXPECT_LE(waits[1], 4800);
     pcm_config numbered = config;
     numbered.start_threshold = 7;
     numbered.stop_threshold = 8;

@@ -56,6 +56,7 @@ class inside_callback : public testing::Test {
 TEST_F(inside_callback, who_changes_it_waits_for_its_end_and_nobody_else_does) {
     auto withdrawn = std::async(std::launch::async, [this] { fc->unregister_cb(this); });
     EXPECT_EQ(withdrawn.wait_for(50ms), std::future_status::timeout);
+    EXPECT_TRUE(fc_access::pending(*fc)) << "until the call is over";
     std::uint32_t level = 0;
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(fc->get(PROP_LOG_LEVEL, &level), 0);

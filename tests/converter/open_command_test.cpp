@@ -2,8 +2,8 @@
 
 #include <cerrno>
 
-#include "captured_log.h"
 #include "converter_access.h"
+#include "expect_log.h"
 
 using namespace zel_test;
 

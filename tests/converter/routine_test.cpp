@@ -7,10 +7,11 @@
 #include <cfenv>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "allocation_faults.h"
-#include "captured_log.h"
 #include "converter_access.h"
+#include "expect_log.h"
 #include "footprint.h"
 #include "system_faults.h"
 
@@ -21,6 +22,7 @@ namespace {
 
 TEST(routine, reads_find_the_newest_time_and_an_open_forgets_them) {
     zel_test::reset_script();
+    zel_test::refuse_rate(16000, "cannot set hw params");
     zel_test::set_timestamps({{10, 0}, {10, 32'000'000}}, 7);
     const fc_access::owner fc = fc_access::make();
     const auto expect_found = [&fc](time_t sec, long nsec, std::uint32_t frames) {
@@ -32,18 +34,52 @@ TEST(routine, reads_find_the_newest_time_and_an_open_forgets_them) {
         EXPECT_EQ(ts.tv_nsec, nsec);
         EXPECT_EQ(left, frames);
     };
-    ASSERT_EQ(zel_test::start_stream(*fc), 0);
+    ASSERT_EQ(zel_test::start_stream(*fc, zel_test::client_config(16000)), 0);
     zel_test::allow_reads(2);
     ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 3; }));
-    std::uint8_t data[6144];
-    ASSERT_EQ(fc->read(data, sizeof(data)), 6144);
-    expect_found(10, 32'000'007, 1536);
+    std::uint8_t data[2048];
+    ASSERT_EQ(fc->read(data, sizeof(data)), 2048);
+    expect_found(10, 32'000'000 + 7 * 48, 512);  // adjusted at the card's rate, not at the client's
     zel_test::allow_reads(-1);
     EXPECT_EQ(fc->close(), 0);
     EXPECT_EQ(fc->read(data, sizeof(data)), -EINVAL);
     const pcm_config config = zel_test::client_config();
     ASSERT_EQ(fc->open(&config, PCM_IN), 0);
     expect_found(0, 0, 0);
+    EXPECT_EQ(fc->close(), 0);
+}
+
+/// How long the worker has waited between its capture cycles so far, in milliseconds. Without a
+/// stream it waits for ever, and a client for its answer longer.
+std::vector<int> cycle_waits() {
+    std::vector<int> waits = zel_test::take_poll_timeouts();
+    std::erase_if(waits, [](int ms) { return ms < 0 || ms > 100; });
+    return waits;
+}
+
+TEST(routine, waits_one_block_from_the_second_failure_in_a_row_on) {
+    cycle_waits();
+    const fc_access::owner fc = fc_access::make();
+    const auto run = [&](int first, int failures, int reads) {
+        zel_test::reset_script();
+        zel_test::fail_call(call::pcm_readi, first, -1, failures);
+        ASSERT_EQ(zel_test::start_stream(*fc), 0);
+        zel_test::allow_reads(reads - failures);
+        ASSERT_TRUE(zel_test::eventually([=] {
+            return zel_test::calls_of(call::pcm_readi) == reads + 1 &&
+                   zel_test::reads_waiting() == 1;
+        }));
+    };
+    run(2, 3, 6);
+    EXPECT_EQ(cycle_waits(), (std::vector<int>{0, 0, 32, 32, 0, 0}));
+    zel_test::fail_call(call::pcm_readi, 1, -1, 1'000'000);
+    zel_test::allow_reads(1);
+    ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) > 10; }));
+    EXPECT_EQ(fc->close(), 0);
+    cycle_waits();
+    run(1, 1, 1);
+    EXPECT_EQ(cycle_waits(), std::vector<int>{0}) << "a new stream's first failure";
+    zel_test::allow_reads(-1);
     EXPECT_EQ(fc->close(), 0);
 }
 

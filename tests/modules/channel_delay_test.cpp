@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "captured_log.h"
+#include "expect_log.h"
 #include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "allocation_faults.h"
-#include "captured_log.h"
+#include "expect_log.h"
 #include "stream_config.h"
 #include "zel_channel_mixing.h"
 #include "zel_format_converter_mixing_wrapper.h"

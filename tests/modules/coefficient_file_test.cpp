@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "captured_log.h"
+#include "expect_log.h"
 #include "known_bad.h"
 #include "stream_config.h"
 #include "test_folder.h"

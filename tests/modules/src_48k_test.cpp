@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "captured_log.h"
+#include "expect_log.h"
 #include "stream_config.h"
 #include "zel_format_converter_src_wrapper.h"
 #include "zel_src_48k_state.h"

@@ -68,6 +68,7 @@ TEST_F(mixer_access, paths_are_the_converters) {
         EXPECT_EQ(path(numid), std::string(127, 'p')) << "a refused path changes nothing";
     }
     EXPECT_EQ(put_path(0, "/nonexistent/delay.json"), 0);
+    EXPECT_EQ(put_path(1, ZEL_TEST_MIXING_FILE), 0);
 }
 
 TEST_F(mixer_access, log_level_items_stand_for_levels_and_act_at_once) {

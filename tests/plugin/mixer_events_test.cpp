@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <future>
+#include <thread>
 
 #include "converter_access.h"
 #include "mixer_record.h"
@@ -69,6 +72,51 @@ TEST(mixer_events, a_closed_record_is_never_told) {
     }
     restart_done();  // under the address sanitizer a call would be seen
     EXPECT_EQ(kept.plugin->event_cnt, 1);
+}
+
+/// Another thread inside the converter's callback, until the end.
+class call_under_way {
+  public:
+    call_under_way() {
+        zel_format_converter& fc = zel_format_converter::getInstance();
+        fc.register_cb([this](void*) { run(); }, this);
+        caller = std::thread(restart_done);
+        entered.get_future().wait();
+    }
+    void end() {
+        release.set_value();
+        caller.join();
+    }
+
+  private:
+    void run() {
+        entered.set_value();
+        release.get_future().wait();
+    }
+    std::promise<void> entered, release;
+    std::thread caller;
+};
+
+TEST(mixer_events, a_record_is_ready_before_it_is_registered_and_whole_until_it_is_withdrawn) {
+    use_card_of_all_kinds();
+    mixer_plugin* plugin = nullptr;
+    ASSERT_EQ(mixer_ops::open(&plugin, 70), 0);
+    call_under_way subscribing;
+    auto subscribed = std::async(std::launch::async,
+                                 [=] { return mixer_ops::subscribe_events(plugin, count_event); });
+    EXPECT_TRUE(eventually([=] { return __atomic_load_n(&plugin->priv, __ATOMIC_ACQUIRE); }))
+        << "an event that comes at once finds the record's callback";
+    EXPECT_NE(subscribed.wait_for(std::chrono::milliseconds(20)), std::future_status::ready);
+    subscribing.end();
+    EXPECT_EQ(subscribed.get(), 0);
+
+    call_under_way closing;
+    mixer_plugin* const record = plugin;
+    auto closed = std::async(std::launch::async, [&plugin] { mixer_ops::close(&plugin); });
+    EXPECT_NE(closed.wait_for(std::chrono::milliseconds(50)), std::future_status::ready);
+    EXPECT_EQ(record->num_controls, 7U) << "the callback may look at them";
+    closing.end();
+    closed.wait();
 }
 
 TEST(mixer_events, closing_takes_tinyalsas_descriptor_along) {

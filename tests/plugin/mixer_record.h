@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "captured_log.h"
+#include "expect_log.h"
 #include "scripted_tinyalsa.h"
 #include "zel_format_converter_mixer_plugin.h"
 

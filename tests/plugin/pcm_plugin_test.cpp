@@ -9,14 +9,16 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <future>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "captured_log.h"
 #include "client_params.h"
 #include "converter_access.h"
+#include "expect_log.h"
+#include "skipped_time.h"
 #include "zel_format_converter_pcm_plugin.h"
 
 using namespace zel_test;
@@ -56,8 +58,8 @@ class pcm_plugin_test : public testing::Test {
         snd_pcm_hw_params params = wanted.record();
         return ops.hw_params(plugin, &params);
     }
-    static int read(pcm_plugin* plugin, unsigned long frames, long* got) {
-        std::vector<std::uint8_t> buffer(frames * 32 + 1);
+    int read(pcm_plugin* plugin, unsigned long frames, long* got) {
+        buffer.assign(frames * 32 + 1, 0);
         snd_xferi xferi{-1, buffer.data(), frames};
         const int status = ops.readi_frames(plugin, &xferi);
         *got = xferi.result;
@@ -65,6 +67,7 @@ class pcm_plugin_test : public testing::Test {
     }
 
     std::vector<pcm_plugin*> handles;
+    std::vector<std::uint8_t> buffer;  ///< of the last read, larger than that
 };
 
 TEST_F(pcm_plugin_test, open_refuses_what_is_not_its_stream) {
@@ -187,11 +190,16 @@ TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterw
         EXPECT_TRUE(log_has("channel num " + std::to_string(channels) + " out of limit 8"));
         EXPECT_FALSE(log_has("open FC with"));
     }
+    set_source([](void* data, unsigned int frames, const pcm_config& config) {
+        std::memset(data, 1, std::size_t{frames} * config.channels * 2);
+        return static_cast<int>(frames);
+    });
     EXPECT_EQ(set_params(plugin, {}), 0);
     EXPECT_EQ(set_params(plugin, {.channels = 1}), -EINVAL);
     EXPECT_TRUE(log_has("unexpected behavior eFCStatuS 1 received 1"));
     EXPECT_EQ(read(plugin, 1000, &got), 0);
     EXPECT_EQ(got, 1000);
+    EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 1), 4000) << "frames of the first open";
     EXPECT_EQ(ops.start(plugin), 0) << "the read has started the stream";
     EXPECT_EQ(read(plugin, 0, &got), 0);
     EXPECT_EQ(got, 0);
@@ -234,8 +242,9 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
 TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
     allow_reads(0);
     pcm_plugin* plugin = open(PCM_IN | PCM_NONBLOCK);
-    ASSERT_EQ(set_params(plugin), 0);
     long got = -1;
+    EXPECT_EQ(read(plugin, 0, &got), -EINVAL) << "not even nothing, without a stream";
+    ASSERT_EQ(set_params(plugin), 0);
     ASSERT_EQ(read(plugin, 700, &got), 0);
     EXPECT_EQ(got, 0);
     allow_reads(1);
@@ -244,9 +253,36 @@ TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
     allow_reads(-1);
 }
 
+TEST_F(pcm_plugin_test, a_blocking_read_gives_up_after_ten_seconds_without_a_byte) {
+    allow_reads(0);
+    pcm_plugin* plugin = open();
+    ASSERT_EQ(set_params(plugin), 0);
+    ASSERT_EQ(ops.start(plugin), 0);
+    int sleeps = 0;
+    skip_sleeps([&] {  // a block every 9.6 s, three of them
+        if (++sleeps % 300 == 0 && sleeps <= 900) {
+            allow_reads(1);
+            const int reads = sleeps / 300 + 1;
+            EXPECT_TRUE(eventually(
+                [=] { return calls_of(call::pcm_readi) == reads && reads_waiting() == 1; }));
+        }
+    });
+    long got = -1;
+    EXPECT_EQ(read(plugin, 3 * 512, &got), 0);
+    EXPECT_EQ(got, 3 * 512);
+    EXPECT_EQ(sleeps, 900);
+    errno = 0;
+    EXPECT_EQ(read(plugin, 1, &got), -EIO);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_TRUE(log_has("readi_frames", "read timeout, no data for 10 s"));
+    EXPECT_NEAR(sleeps - 900, 10'000 / 32, 2);
+    skip_sleeps({});
+    allow_reads(-1);
+}
+
 class pcm_owner : public pcm_plugin_test {
   protected:
-    static int read(pcm_plugin* handle) {
+    int read(pcm_plugin* handle) {
         long got = 0;
         return pcm_plugin_test::read(handle, 100, &got);
     }

@@ -12,10 +12,19 @@
 
 namespace {
 
+struct log_entry {
+    int priority;
+    std::string text;
+};
+
 struct captured_log {
     std::mutex lock;
-    std::vector<std::string> entries;
+    std::vector<log_entry> entries;
 };
+
+std::string_view operation_of(std::string_view text) {
+    return text.substr(0, text.find_first_of(" :"));
+}
 
 // Never destroyed: a converter that lives until the process ends still logs after the statics.
 captured_log& log() {
@@ -25,7 +34,7 @@ captured_log& log() {
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) int __android_log_print(int /*prio*/,
+extern "C" __attribute__((visibility("default"))) int __android_log_print(int prio,
                                                                           const char* /*tag*/,
                                                                           const char* fmt, ...) {
     char text[1024];
@@ -36,7 +45,7 @@ extern "C" __attribute__((visibility("default"))) int __android_log_print(int /*
     captured_log& captured = log();
     const std::lock_guard guard(captured.lock);
     try {
-        captured.entries.emplace_back(text);
+        captured.entries.push_back({prio, text});
     } catch (const std::bad_alloc&) {
         // A log doesn't throw, not even while a test makes allocations fail.
     }
@@ -54,20 +63,23 @@ void clear_log() {
 std::size_t log_count(std::string_view substring, std::string_view operation) {
     captured_log& captured = log();
     const std::lock_guard guard(captured.lock);
-    return static_cast<std::size_t>(
-        std::count_if(captured.entries.begin(), captured.entries.end(), [=](std::string_view text) {
-            const bool told_by =
-                operation.empty() || text.substr(0, text.find_first_of(" :")) == operation;
-            return told_by && text.find(substring) != std::string_view::npos;
+    return static_cast<std::size_t>(std::count_if(
+        captured.entries.begin(), captured.entries.end(), [=](const log_entry& entry) {
+            return (operation.empty() || operation_of(entry.text) == operation) &&
+                   entry.text.find(substring) != std::string::npos;
         }));
 }
 
-bool log_has(std::string_view substring) {
-    return log_count(substring) != 0;
-}
-
-bool log_has(std::string_view operation, std::string_view substring) {
-    return log_count(substring, operation) != 0;
+std::vector<std::string> log_entries() {
+    captured_log& captured = log();
+    const std::lock_guard guard(captured.lock);
+    std::vector<std::string> entries;
+    for (const auto& [priority, text] : captured.entries) {
+        const std::size_t message = text.find(' ', text.find(':'));
+        entries.push_back(std::string(1, "??VDIWEF"[priority]) + ' ' +
+                          std::string(operation_of(text)) + ": " + text.substr(message + 1));
+    }
+    return entries;
 }
 
 }  // namespace zel_test

@@ -19,6 +19,14 @@ void fail_allocations_of_cjson() {
 
 }  // namespace zel_test
 
+namespace {
+bool fails() {
+    const bool now = zel_test::allocation_fails();
+    errno = now ? ENOMEM : errno;
+    return now;
+}
+}  // namespace
+
 extern "C" {
 
 void* __real_malloc(std::size_t bytes);
@@ -26,14 +34,12 @@ char* __real_strdup(const char* text);
 std::FILE* __real_fdopen(int fd, const char* mode);
 
 void* __wrap_malloc(std::size_t bytes) {
-    errno = ENOMEM;
-    return zel_test::allocation_fails() ? nullptr : __real_malloc(bytes);
+    return fails() ? nullptr : __real_malloc(bytes);
 }
 char* __wrap_strdup(const char* text) {
-    return zel_test::allocation_fails() ? nullptr : __real_strdup(text);
+    return fails() ? nullptr : __real_strdup(text);
 }
 std::FILE* __wrap_fdopen(int fd, const char* mode) {
-    errno = ENOMEM;
-    return zel_test::allocation_fails() ? nullptr : __real_fdopen(fd, mode);
+    return fails() ? nullptr : __real_fdopen(fd, mode);
 }
 }

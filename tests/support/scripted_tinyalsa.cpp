@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -184,6 +185,11 @@ int reads_waiting() {
     return script().reads_waiting;
 }
 
+bool card_is_idle() {
+    const std::lock_guard guard(script_lock);
+    return script().reads_waiting > 0 && script().reads_allowed == 0;
+}
+
 void allow_reads(int blocks) {
     const std::lock_guard guard(script_lock);
     int& allowed = script().reads_allowed;
@@ -242,9 +248,9 @@ int search_snd_device(std::string, unsigned int* card, unsigned int* device) {
     return result;
 }
 
-int adjust_timestamp(unsigned int avail_frames, unsigned int, timespec* ts) {
-    // One nanosecond a frame: visible, and easy to work out.
-    ts->tv_nsec += static_cast<long>(avail_frames);
+int adjust_timestamp(unsigned int avail_frames, unsigned int rate, timespec* ts) {
+    // A nanosecond for each frame and kHz: visible, and easy to work out.
+    ts->tv_nsec += static_cast<long>(avail_frames * (rate / 1000));
     return scripted(call::adjust_timestamp, nothing_else);
 }
 
@@ -438,8 +444,13 @@ int pcm_readi(pcm* stream, void* data, unsigned int frames) {
         return result;
     }
     ++script().reads_waiting;
-    script_changed.wait(guard, [] { return script().reads_allowed != 0; });
+    const bool allowed = script_changed.wait_for(guard, std::chrono::seconds(20),
+                                                 [] { return script().reads_allowed != 0; });
     --script().reads_waiting;
+    if (!allowed) {
+        std::fputs("a read of the card was never allowed\n", stderr);
+        return -EIO;
+    }
     script().reads_allowed -= script().reads_allowed > 0 ? 1 : 0;
     if (script().source) {
         return script().source(data, frames, stream->config);

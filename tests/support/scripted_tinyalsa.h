@@ -72,10 +72,12 @@ void fail_call(call function, int nth, int result, int times = 1);
 /// Streams of that rate come back not ready, with that error text.
 void refuse_rate(unsigned int rate, const std::string& text);
 void set_source(read_source source);
-/// Lets `blocks` more reads pass; -1 lets all pass. Others wait.
+/// Lets `blocks` more reads pass; -1 lets all pass. Others wait, at most 20 s.
 void allow_reads(int blocks);
 /// Reads that are held now.
 int reads_waiting();
+/// True when a read is held and none is allowed.
+bool card_is_idle();
 /// Times of the next blocks in order; without any the time stays {0, 0}.
 void set_timestamps(std::vector<timespec> times, unsigned int avail);
 void push_event(unsigned int numid);

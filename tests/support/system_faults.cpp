@@ -4,6 +4,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <iterator>
+#include <mutex>
+#include <utility>
 
 namespace {
 
@@ -17,6 +20,11 @@ struct plan {
 };
 plan g_plan;
 std::atomic<int> g_calls[static_cast<std::size_t>(system_call::count)];
+
+// Of a fixed size: the worker must not seem to allocate.
+std::mutex g_timeouts_lock;
+int g_timeouts[256];
+std::size_t g_timeout_count = 0;
 
 /// True when this call is the one that fails; errno is set then.
 bool fails(system_call call) {
@@ -44,6 +52,11 @@ int calls_of(system_call call) {
     return g_calls[static_cast<std::size_t>(call)];
 }
 
+std::vector<int> take_poll_timeouts() {
+    const std::lock_guard guard(g_timeouts_lock);
+    return {g_timeouts, g_timeouts + std::exchange(g_timeout_count, 0)};
+}
+
 bool stop_failing_system_calls() {
     g_plan.call = system_call::count;
     return g_plan.struck;
@@ -68,6 +81,12 @@ int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event) {
     return fails(system_call::epoll_ctl) ? -1 : __real_epoll_ctl(epoll, operation, fd, event);
 }
 int __wrap_epoll_wait(int epoll, epoll_event* events, int count, int timeout) {
+    {
+        const std::lock_guard guard(g_timeouts_lock);
+        if (g_timeout_count < std::size(g_timeouts)) {
+            g_timeouts[g_timeout_count++] = timeout;
+        }
+    }
     return fails(system_call::epoll_wait) ? -1 : __real_epoll_wait(epoll, events, count, timeout);
 }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 // Lets system calls of the executable's own code fail. Link with zel_system_faults, which wraps
 // them at link time; what libraries call stays as it is. Any thread.
 
@@ -11,6 +13,8 @@ enum class system_call { pipe2, epoll_create1, epoll_ctl, epoll_wait, count };
 void fail_system_call(system_call call, int nth, int error);
 /// Calls so far, by any thread.
 int calls_of(system_call call);
+/// The time-outs in milliseconds of the pollers' waits since the last look, of the first 256.
+std::vector<int> take_poll_timeouts();
 /// Ends a pending failure. True if it has struck.
 bool stop_failing_system_calls();
 

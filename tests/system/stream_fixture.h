@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "captured_log.h"
 #include "chain_model.h"
+#include "expect_log.h"
 
 namespace zel_test {
 

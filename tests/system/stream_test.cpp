@@ -6,7 +6,6 @@
 #include <tinyalsa/pcm.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -16,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "captured_log.h"
+#include "expect_log.h"
 #include "stream_fixture.h"
 
 using namespace std::chrono_literals;
@@ -72,18 +71,6 @@ TEST_F(stream_test, signals_interrupt_no_call) {
     bombard.wait();
     sigaction(SIGUSR1, &before, nullptr);
     EXPECT_FALSE(zel_test::log_has("epoll wait fail"));
-}
-
-TEST_F(stream_test, a_blocking_read_ends_when_the_card_delivers_nothing) {
-    set_card(kUsual);
-    ASSERT_TRUE(open(kUsual, 512, 4));
-    std::vector<std::int16_t> buffer(1024);
-    errno = 0;
-    const auto begin = time(nullptr);
-    EXPECT_EQ(pcm_readi(stream, buffer.data(), 512), -1);
-    EXPECT_EQ(errno, EIO);
-    EXPECT_NEAR(static_cast<double>(time(nullptr) - begin), 10.0, 2.0);
-    EXPECT_TRUE(zel_test::log_has("read timeout, no data for 10 s"));
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <ctime>
 #include <string>
 
-#include "captured_log.h"
+#include "expect_log.h"
 #include "stream_fixture.h"
 #include "test_folder.h"
 

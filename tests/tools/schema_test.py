@@ -47,6 +47,12 @@ for line in (config / "known-bad/expected.txt").read_text().splitlines():
         failures.append(f"{name}: {expected} expected, the schema finds {found}")
     broken += 1
 
+largest = json.loads((config / "voice_channel_mixing_coef.json").read_text())
+for weight, rounds_to_a_float in ((3.4028235e38, True), (3.4028236e38, False)):
+    largest["MixingWeighting"][0]["Parameters"][0] = weight
+    if validators["mixing"].is_valid(largest) != rounds_to_a_float:
+        failures.append(f"weight {weight}: accepted or not, against what the library does")
+
 print(f"{len(samples)} samples, {broken} broken files")
 if len(samples) < 5 or broken < 60:
     failures.append("too few files")
