@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "expect_log.h"
 #include "stream_config.h"
 #include "test_folder.h"
@@ -129,6 +130,27 @@ TEST(channel_delay, states_and_bad_calls) {
     stage.deinit();
     EXPECT_EQ(stage.process(in.data(), out.data(), 1920), 0) << "bypass survives deinit";
     EXPECT_EQ(out, in);
+    ASSERT_EQ(stage.init(delay_file({1, 0}), &config), 0);
+    EXPECT_EQ(stage.process(in.data(), out.data(), 1920), 0);
+    EXPECT_EQ(out[47 * 2], 0) << "an init with delays ends the bypass";
+    EXPECT_EQ(out[48 * 2], 3);
+}
+
+TEST(channel_delay, memory_that_runs_out_in_an_init_leaves_no_line) {
+    const pcm_config config = zel_test::stream_config(3, 48000, PCM_FORMAT_S16_LE);
+    const std::string path = delay_file({1, 2, 0});
+    std::size_t failed = 0;
+    for (bool struck = true; struck; failed += struck ? 1 : 0) {
+        zel_channel_delay stage;
+        zel_test::clear_log();
+        zel_test::fail_allocation(failed + 1);
+        const int status = stage.init(path, &config);
+        struck = zel_test::stop_failing_allocations();
+        EXPECT_EQ(status, struck ? -ENOMEM : 0) << "allocation " << failed + 1;
+        EXPECT_EQ(zel_channel_delay_access::holds_lines(stage), !struck);
+        EXPECT_EQ(zel_test::log_has("create delay matrix fail"), struck);
+    }
+    EXPECT_EQ(failed, 6U) << "the table, the text, the lines, and the storage of each";
 }
 
 TEST(channel_delay, entry_points_refuse_a_null_path_silently) {

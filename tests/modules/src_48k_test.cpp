@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "allocation_faults.h"
 #include "expect_log.h"
 #include "stream_config.h"
 #include "zel_format_converter_src_wrapper.h"
@@ -171,9 +172,6 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
     EXPECT_TRUE(zel_test::log_has("SRC channel num 10 out of spec"));
     EXPECT_EQ(Ovra_VOC_SrcInit48k(0), -EINVAL);
     EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL) << "a failed init releases";
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(nullptr, &count), -EINVAL);
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), nullptr), -EINVAL);
-
     const struct {
         int channels;
         unsigned int samples;
@@ -190,12 +188,23 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
     }
 
     ASSERT_EQ(Ovra_VOC_SrcInit48k(1), 0);
+    EXPECT_EQ(Ovra_VOC_SrcProcess48k(nullptr, &count), -EINVAL);
+    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), nullptr), -EINVAL);
     count = 300;
+    zel_test::fail_allocation(1);
+    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -ENOMEM);
+    EXPECT_TRUE(zel_test::stop_failing_allocations());
+    EXPECT_TRUE(zel_test::log_has("malloc padding buf fail"));
+    EXPECT_EQ(count, 300U);
     EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
     EXPECT_EQ(count, 100U);
-    count = 303;
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
-    EXPECT_TRUE(zel_test::log_has("buf size in inconsistent 600 606"));
+    for (const auto& [other, message] : {std::pair{303U, "buf size in inconsistent 600 606"},
+                                         std::pair{297U, "buf size in inconsistent 600 594"}}) {
+        count = other;
+        EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
+        EXPECT_TRUE(zel_test::log_has(message));
+        EXPECT_EQ(count, other);
+    }
     for (const auto& [channels, size] : {std::pair{2, 300U}, std::pair{1, 600U}}) {
         ASSERT_EQ(Ovra_VOC_SrcInit48k(channels), 0) << "without a release before it";
         count = size;

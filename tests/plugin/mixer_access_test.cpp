@@ -157,6 +157,17 @@ TEST_F(mixer_access, values_go_through_to_the_card) {
     EXPECT_EQ(control_state("Tuning").bytes, (std::vector<unsigned char>{'a', 'b', 7}));
 }
 
+TEST_F(mixer_access, as_many_elements_as_a_record_holds_go_through) {
+    set_controls({{.values = std::vector<int>(128, 7)},
+                  {},
+                  {.kind = MIXER_CTL_TYPE_BYTE, .bytes = std::vector<unsigned char>(512, 9)}});
+    EXPECT_EQ(get(kGain), 0);
+    EXPECT_EQ(integers[127], 7);
+    EXPECT_EQ(get(kBlob), 0);
+    EXPECT_EQ(bytes[511], 9);
+    EXPECT_EQ(put(kBlob), 0);
+}
+
 TEST_F(mixer_access, the_last_element_decides_a_writes_result) {
     for (const auto& [refused, status] : {std::pair{0, 0}, {1, -EPERM}}) {
         set_controls({{.name = "Gain", .values = {1, 2}, .refused_element = refused}});
