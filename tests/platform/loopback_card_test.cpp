@@ -72,34 +72,6 @@ class loopback_card_test : public testing::Test {
     pcm* stream = nullptr;
 };
 
-TEST_F(loopback_card_test, refuses_what_it_does_not_have) {
-    const struct {
-        int code;  ///< of the card, which has 8 channels at 48 kHz
-        unsigned int channels, rate;
-        pcm_format format;
-        unsigned int period_size, period_count;
-        bool opens;
-    } cases[] = {
-        {10, 2, 48000, PCM_FORMAT_S32_LE, 480, 4, false},
-        {10, 8, 44100, PCM_FORMAT_S32_LE, 480, 4, false},
-        {10, 8, 48000, PCM_FORMAT_S16_LE, 480, 4, false},
-        // Formats that the card doesn't have, even if its control names them.
-        {0, 8, 48000, PCM_FORMAT_S8, 480, 4, false},
-        {3, 8, 48000, PCM_FORMAT_S16_BE, 480, 4, false},
-        // Buffers up to its memory.
-        {10, 8, 48000, PCM_FORMAT_S32_LE, 480, 1024, true},
-        {10, 8, 48000, PCM_FORMAT_S32_LE, 480, 1025, false},
-        {10, 8, 48000, PCM_FORMAT_S32_LE, 131072, 1024, true},
-        {10, 8, 48000, PCM_FORMAT_S32_LE, 0xFFFFFFFF, 4, false},
-    };
-    for (const auto& c : cases) {
-        set_card(c.code, 8, 48000);
-        EXPECT_EQ(open(c.channels, c.rate, c.format, c.period_size, c.period_count), c.opens)
-            << c.code << ", " << c.period_size << " x " << c.period_count;
-        EXPECT_EQ(std::strstr(pcm_get_error(stream), "cannot set hw params") == nullptr, c.opens);
-    }
-}
-
 TEST_F(loopback_card_test, the_clock_paces_and_stamps) {
     using clock = std::chrono::steady_clock;
     choose("Sim Pacing", "Clock");
@@ -170,41 +142,6 @@ TEST_F(loopback_card_test, plays_wav_files_over_and_over) {
     }
     play("WAV file once", "/nowhere.wav");
     EXPECT_FALSE(open(3, 48000, PCM_FORMAT_S16_LE));
-}
-
-TEST_F(loopback_card_test, long_files_of_floats_play_whole_and_clip) {
-    const std::string path = zel_test::test_folder() + "/floats.wav";
-    std::vector<float> written(10000);
-    for (std::size_t f = 0; f < written.size(); ++f) {
-        written[f] = static_cast<float>(f) / 8192 - 0.5F;
-    }
-    SndfileHandle(path, SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 1, 48000)
-        .write(written.data(), 10000);
-    play("WAV file once", path);
-    set_card(2, 1, 48000);
-    ASSERT_TRUE(open(1, 48000, PCM_FORMAT_S16_LE)) << pcm_get_error(stream);
-    std::vector<std::int16_t> got(10500);
-    ASSERT_EQ(pcm_readi(stream, got.data(), 10500), 10500);
-    for (int f = 0; f < 10500; ++f) {
-        ASSERT_EQ(got[static_cast<std::size_t>(f)], f >= 10000 ? 0 : std::min(f * 4 - 16384, 32767))
-            << f;
-    }
-}
-
-TEST_F(loopback_card_test, every_subscriber_hears_until_it_unsubscribes) {
-    mixer* second = mixer_open(0);
-    ASSERT_EQ(mixer_subscribe_events(card, 1), 0);
-    ASSERT_EQ(mixer_subscribe_events(second, 1), 0);
-    choose("PCM Channel Layout", "5.1");
-    for (mixer* listener : {card, second}) {
-        EXPECT_EQ(mixer_wait_event(listener, 0), 1);
-        EXPECT_EQ(mixer_consume_event(listener), 1);
-        EXPECT_EQ(mixer_wait_event(listener, 0), 0);
-    }
-    choose("PCM Channel Layout", "2.0");
-    EXPECT_EQ(mixer_subscribe_events(card, 0), 0);
-    EXPECT_EQ(mixer_wait_event(card, 0), 0) << "what was pending is dropped";
-    mixer_close(second);
 }
 
 }  // namespace
