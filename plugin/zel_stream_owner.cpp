@@ -46,12 +46,12 @@ int refuse(const char* operation) {
 int zel_open_stream(pcm_plugin* plugin) {
     zel_format_converter& converter = zel_format_converter::getInstance();
     // Claimed first, so that others are refused at once while the command is under way.
-    const pcm_plugin* nobody = nullptr;
-    const bool claimed = g_owner.compare_exchange_strong(nobody, plugin);
-    const command_turn turn(converter, plugin);
-    if (!turn && !converter.refuses_all()) {
+    const pcm_plugin* owner = nullptr;
+    const bool claimed = g_owner.compare_exchange_strong(owner, plugin);
+    if (!claimed && owner != plugin && !converter.refuses_all()) {
         return refuse("hw_params");
     }
+    const command_turn turn(converter, plugin);
     const int status = converter.open(static_cast<const pcm_config*>(plugin->priv),
                                       static_cast<unsigned int>(plugin->mode));
     if (status == 0) {
@@ -84,8 +84,9 @@ int zel_close_stream(pcm_plugin* plugin) {
     }
     const int status = converter.close();
     // Given up even if that failed: tinyalsa forgets the handle all the same, and a handle that is
-    // opened then must be able to close what it left.
-    g_owner = nullptr;
+    // opened then must be able to close what it left. Another may have claimed the stream already.
+    const pcm_plugin* own = plugin;
+    g_owner.compare_exchange_strong(own, nullptr);
     return status;
 }
 
