@@ -68,30 +68,19 @@ TEST(check_file, names_mistakes_of_syntax_and_their_places) {
         const char* words;
     } cases[] = {
         {"{\n\"a\": [1, 0],\n}", "2:12", "a comma before the closing bracket"},
-        {"{\"a\": [\n[1,0,0,1],\n]}", "2:10", "a comma before the closing bracket"},
         {"{\n/* c */ \"a\": 1}", "2:1", "a comment"},
-        {"{\"a\": 1,\n # c\n\"b\": 1}", "2:2", "a comment"},
-        {"{\"a\": 1,\n//\n\"b\": 1}", "2:1", "a comment"},
-        {"{\"a\": 1 // one\n}", "1:9", "a comment"},
         {"{\n'Name': 2}", "2:1", "a single quote"},
         {"{\nName: 2}", "2:1", "a name without quotes"},
         {"{\n\"Name\" 2}", "2:8", "a colon is missing"},
         {"\xEF\xBB\xBF{\"\xC3\xA4\" 2}", "1:6", "a colon is missing"},
         {in_file + "1/2}", "3:10", "a fraction"},
-        {in_file + "0x1}", "3:10", "a number with letters"},
-        {in_file + "1e}", "3:11", "a number without digits behind its e"},
-        {in_file + "0.4.1}", "3:12", "a number with two decimal points"},
-        {in_file + ".5}", "3:9", "a number that begins with \".\""},
-        {in_file + "\"a\\q\"}", "3:11", "a backslash sequence"},
         {in_file + "[1 2]}", "3:12", "a comma is missing between two values"},
         {in_file + "True}", "3:9", "a word that JSON does not know"},
         {in_file + "\xE2\x80\x9Cx\xE2\x80\x9D}", "3:9", "a curly quote"},
         {in_file + "[[1]", "3:13", "the text ends too early; complete it; still to be closed: ]}"},
         {"", "1:1", "the file is empty"},
-        {"\xEF\xBB\xBF \n", "1:1", "the file is empty"},
         {"\xFF\xFE{" + std::string(1, '\0') + "}" + std::string(1, '\0'), "1:1", "text in UTF-16"},
         {"{" + std::string(1, '\0') + "}" + std::string(1, '\0'), "1:1", "text in UTF-16"},
-        {"\x1F\x8B\x08", "1:1", "a file compressed with gzip"},
         {"{\"a\":\n1" + std::string(1, '\0') + "}", "2:2", "a zero byte"},
         {std::string(1500, '[') + std::string(1500, ']'), "1:1001", "values in more brackets"},
     };
@@ -101,50 +90,6 @@ TEST(check_file, names_mistakes_of_syntax_and_their_places) {
             << c.text << "\n"
             << first_finding(c.text, file_kind::delay);
     }
-}
-
-TEST(check_file, advises_by_what_was_probably_meant) {
-    const auto mixing = [](const std::string& layout, const std::string& weights) {
-        return R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,)"
-               R"("InputChannelLayout":")" +
-               layout + R"(","OutputChannel":2,"Parameters":)" + weights + "}]}";
-    };
-    const auto delay = [](const std::string& delays) {
-        return R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[{"InputChannel":1,)"
-               R"("Parameters":)" +
-               delays + "}]}";
-    };
-    const struct {
-        std::string text;
-        file_kind kind;
-        const char* advice;
-    } cases[] = {
-        {mixing("2.0", "[100,0,0,70]"), file_kind::mixing, "percent: write 0.7 for 70"},
-        {mixing("2.0", "[0,-96,-96,-3]"), file_kind::mixing, "decibels: write 0.7079 for -3"},
-        {mixing("2.0", "[[1,0],[0,1]]"), file_kind::mixing,
-         "one after the other, without brackets"},
-        {mixing("2.0 stereo", "[1,0,0,1]"), file_kind::mixing, "write \"2.0\""},
-        {mixing("2.0", "[3,0,0,1]"), file_kind::mixing, "multiply the whole matrix by 0.3333"},
-        {delay("5"), file_kind::delay, "write it in square brackets: [5]"},
-        {R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":{"InputChannel":1,)"
-         R"("Parameters":[5]}})",
-         file_kind::delay, "write the entry in square brackets"},
-        {delay("[0.02]"), file_kind::delay, "write milliseconds: 20 if this is in seconds"},
-        {delay("[2.5]"), file_kind::delay, "write whole milliseconds"},
-        {delay("[960]"), file_kind::delay, "if this is in frames"},
-        {delay("[48000]"), file_kind::delay, "if these are frames"},
-        {delay("[-5]"), file_kind::delay, "delay the others"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_NE(first_finding(c.text, c.kind).find(c.advice), std::string::npos)
-            << first_finding(c.text, c.kind);
-    }
-    std::string weights = "0";
-    for (int k = 1; k < 54; ++k) {
-        weights += ",0";
-    }
-    EXPECT_EQ(check_file(file_with(mixing("5.1", "[" + weights + "]")), {}).entries.at(0).values,
-              54);
 }
 
 TEST(check_file, shows_the_decisive_entry_alone_unless_asked_for_all) {

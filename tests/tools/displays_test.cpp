@@ -1,16 +1,14 @@
-// What the tool shows of a recording: levels, spectra, lost audio.
+// What the tool shows of a recording: levels, lost audio.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
-#include <numbers>
 #include <string>
 #include <vector>
 
 #include "level_meter.h"
 #include "meter_display.h"
-#include "spectrum.h"
 #include "stream_monitor.h"
 
 namespace {
@@ -49,47 +47,6 @@ TEST(meter_lines, fit_the_terminal_and_show_levels_on_the_scale) {
             EXPECT_LE(line.size(), width) << line;
         }
     }
-}
-
-TEST(meter_ballistics, peaks_are_held_then_fall) {
-    meter_ballistics meter(1, 16, 1000);
-    const auto after = [&meter](std::int16_t first) {
-        std::vector<std::int16_t> half_a_second(500);
-        half_a_second[0] = first;
-        meter.add(half_a_second.data(), 500);
-        return meter.look()[0];
-    };
-    EXPECT_NEAR(after(16384).hold, -6.02, 0.01);
-    for (int k = 0; k < 3; ++k) {
-        const meter_reading reading = after(0);
-        EXPECT_EQ(reading.peak, -INFINITY) << "of the interval only";
-        EXPECT_NEAR(reading.hold, -6.02, 0.01) << "for 1.5 s";
-    }
-    const meter_reading later = after(0);
-    EXPECT_NEAR(later.hold, -16.02, 0.01) << "20 dB a second";
-    EXPECT_FALSE(later.over);
-    EXPECT_TRUE(after(32767).over);
-    EXPECT_TRUE(after(0).over) << "from then on";
-}
-
-TEST(spectrum, a_sine_stands_at_its_level_and_place) {
-    std::vector<double> sine(512);
-    for (std::size_t k = 0; k < sine.size(); ++k) {
-        sine[k] = 0.5 * std::sin(2 * std::numbers::pi * 40 * static_cast<double>(k) / 512);
-    }
-    const std::vector<double> levels = spectrum_dbfs(sine);
-    ASSERT_EQ(levels.size(), 256U);
-    EXPECT_NEAR(levels[40], -6.02, 0.01);
-    EXPECT_NEAR(levels[41], -12.04, 0.01) << "the Hann window's neighbours are 6 dB down";
-    EXPECT_LT(levels[43], -200);
-    EXPECT_LT(spectrum_dbfs(std::vector<double>(512))[10], -200) << "silence has a floor";
-}
-
-TEST(filter_gain, of_a_mean_of_two_samples) {
-    const float taps[] = {0.5F, 0.5F};
-    EXPECT_NEAR(filter_gain_db(taps, 2, 0, 48000), 0, 1e-9);
-    EXPECT_NEAR(filter_gain_db(taps, 2, 12000, 48000), -3.01, 0.01);
-    EXPECT_LT(filter_gain_db(taps, 2, 24000, 48000), -300);
 }
 
 /// A stream of 16000 Hz in blocks of 512 frames: block n ends at n * 32 ms after 100.99 s.
