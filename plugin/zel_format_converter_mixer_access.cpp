@@ -18,7 +18,9 @@ namespace {
 constexpr const char* kGet = "get";
 constexpr const char* kPut = "put";
 
+/// In the order of their names.
 enum own_control : unsigned int { DELAY_PATH, MIXING_PATH, LOG_LEVEL, NOT_OWN };
+static_assert(NOT_OWN == kOwnControls);
 
 own_control own_control_of(const snd_control* control) {
     const auto found =
