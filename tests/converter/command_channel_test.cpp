@@ -1,9 +1,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <new>
@@ -93,6 +95,23 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
     EXPECT_EQ(fc->close(), 0);
     fc.reset();
     EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
+    // Nor is it kept when there is no other number to be had.
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit few{64, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
+    std::vector<int> taken;
+    for (int fd = dup(kept); fd >= 0; fd = dup(kept)) {
+        taken.push_back(fd);
+    }
+    close(0);
+    close(taken.back());
+    fc = fc_access::make();
+    EXPECT_EQ(fcntl(0, F_GETFD), -1);
+    EXPECT_EQ(fcntl(taken.back(), F_GETFD), -1);
+    EXPECT_EQ(fc->close(), -EIO);
+    std::for_each(taken.begin(), taken.end(), ::close);
+    setrlimit(RLIMIT_NOFILE, &before);
     dup2(kept, 0);
     close(kept);
 }
@@ -203,6 +222,22 @@ TEST_F(command_channel, an_exit_that_nobody_answers_leaves_the_worker_behind) {
     allow_reads(-1);
     EXPECT_TRUE(eventually([] { return open_handles() == 0; }));
     EXPECT_TRUE(eventually([] { return log_has("fc routine terminate"); }));
+}
+
+TEST_F(command_channel, nothing_is_asked_after_the_end) {
+    char area[zel_format_converter::kMaxPathBytes] = {};
+    ASSERT_EQ(start_stream(*fc), 0);
+    allow_reads(-1);
+    fc_access::end(*fc);
+    EXPECT_EQ(open_handles(), 0);
+    clear_log();
+    EXPECT_EQ(fc->open(&config, PCM_IN), -EIO);
+    EXPECT_EQ(fc->start(), -EIO);
+    EXPECT_EQ(fc->read(area, 1), -EIO);
+    EXPECT_EQ(fc->get(PROP_LOG_LEVEL, area), -EIO);
+    EXPECT_EQ(fc->close(), 0) << "there is nothing left to do";
+    EXPECT_EQ(log_count("the process ends"), 5U);
+    EXPECT_EQ(log_count("command channel is not open"), 0U);
 }
 
 TEST_F(command_channel, a_worker_that_has_ended_is_not_waited_for) {

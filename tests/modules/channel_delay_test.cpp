@@ -115,6 +115,7 @@ TEST(channel_delay, states_and_bad_calls) {
     zel_channel_delay_buffer* lines = nullptr;
     EXPECT_EQ(stage.create_delay_buffer(&lines, nullptr, nullptr), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("pcm config : (nil) is invalid"));
+    EXPECT_EQ(stage.destroy_delay_buffer(&lines, 0), 0);
     EXPECT_EQ(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));
     EXPECT_EQ(zel_channel_delay::delay_frames(10'000, 768'000), 7'680'000U);

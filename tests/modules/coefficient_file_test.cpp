@@ -66,7 +66,9 @@ TEST(mixing_file, odd_texts_are_read) {
     };
     for (const std::string& text : texts) {
         zel_test::clear_log();
+        testing::internal::CaptureStderr();
         EXPECT_EQ(load_mixing(file_with(text), 2, "2.0", 2), swap) << text;
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2")) << text;
     }
 }
