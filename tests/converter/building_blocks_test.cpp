@@ -161,29 +161,4 @@ TEST(ring_buf, keeps_the_newest_bytes_of_any_writes_until_they_are_read) {
     }
 }
 
-// A block is one number throughout, so a torn or disordered copy shows.
-TEST(ring_buf, reader_beside_a_writer_sees_whole_blocks_in_order) {
-    const pcm_config config = zel_test::client_config();
-    zel_ring_buf ring(&config, 32);
-    constexpr std::uint32_t kBlocks = 3000;
-    std::vector<std::uint32_t> block(1536);
-    const auto bytes = static_cast<unsigned int>(block.size() * 4);
-    const auto writer = std::async(std::launch::async, [&ring, bytes, written = block]() mutable {
-        for (std::uint32_t n = 1; n <= kBlocks; ++n) {
-            written.assign(written.size(), n);
-            const timespec ts{};
-            ring.write(written.data(), bytes, &ts);
-        }
-    });
-    for (std::uint32_t last = 0; last < kBlocks;) {
-        const auto got = static_cast<unsigned int>(ring.read_pcm(block.data(), bytes));
-        ASSERT_TRUE(got == 0 || got == bytes) << got;
-        if (got != 0) {
-            ASSERT_EQ(block, std::vector<std::uint32_t>(block.size(), block[0]));
-            ASSERT_GT(block[0], last);
-            last = block[0];
-        }
-    }
-}
-
 }  // namespace

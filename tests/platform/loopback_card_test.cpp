@@ -122,26 +122,4 @@ TEST_F(loopback_card_test, faults_come_as_ordered) {
               2010);
 }
 
-TEST_F(loopback_card_test, plays_wav_files_over_and_over) {
-    const std::string path = zel_test::test_folder() + "/played.wav";
-    const short frames[] = {100, -100, 300, -300, 500, -500};
-    SndfileHandle(path, SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 24000).write(frames, 6);
-    set_card(2, 3, 48000);
-    const std::int16_t left[] = {100, 200, 300, 400, 500, 300, 100, 200};
-    const std::int16_t once[] = {100, 200, 300, 400, 500, 250, 0, 0};
-    for (const auto& [signal, wanted] : {std::pair{"WAV file", left}, {"WAV file once", once}}) {
-        play(signal, path);
-        ASSERT_TRUE(open(3, 48000, PCM_FORMAT_S16_LE)) << pcm_get_error(stream);
-        std::vector<std::int16_t> got(8 * 3);
-        ASSERT_EQ(pcm_readi(stream, got.data(), 8), 8);
-        for (std::size_t f = 0; f < 8; ++f) {
-            EXPECT_NEAR(got[3 * f], wanted[f], 1) << f;
-            EXPECT_NEAR(got[3 * f + 1], -wanted[f], 1) << f;
-            EXPECT_EQ(got[3 * f + 2], got[3 * f]) << "channels repeat";
-        }
-    }
-    play("WAV file once", "/nowhere.wav");
-    EXPECT_FALSE(open(3, 48000, PCM_FORMAT_S16_LE));
-}
-
 }  // namespace

@@ -107,6 +107,9 @@ TEST(mixer_events, a_record_is_ready_before_it_is_registered_and_whole_until_it_
     EXPECT_TRUE(eventually([=] { return __atomic_load_n(&plugin->priv, __ATOMIC_ACQUIRE); }))
         << "an event that comes at once finds the record's callback";
     EXPECT_NE(subscribed.wait_for(std::chrono::milliseconds(20)), std::future_status::ready);
+    EXPECT_TRUE(fc_access::pending(zel_format_converter::getInstance())) << "until it is over";
+    snd_ctl_elem_value level{};
+    EXPECT_EQ(mixer_ops::get(plugin, &plugin->controls[2], &level), 0) << "nobody else waits";
     subscribing.end();
     EXPECT_EQ(subscribed.get(), 0);
 

@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "channel_layout.h"
 #include "check_print.h"
 #include "known_bad.h"
 #include "mixing_weights.h"
@@ -132,30 +131,6 @@ TEST(mixing_weights, overflow_is_when_the_stage_wraps) {
     EXPECT_EQ(decibels(0.5), "-6.0 dB");
     EXPECT_EQ(decibels(0.9999), "0.0 dB");
     EXPECT_EQ(decibels(0), "-inf dB");
-}
-
-TEST(channel_layout, names_channels_in_the_order_of_wav_files) {
-    const std::pair<const char*, const char*> layouts[] = {
-        {"1.0", "FC"},
-        {"2.0", "FL FR"},
-        {"2.1", "FL FR LFE"},
-        {"4.0", "FL FR BL BR"},
-        {"5.1", "FL FR FC LFE BL BR"},
-        {"7.1", "FL FR FC LFE BL BR SL SR"},
-        {"5.1.2", "FL FR FC LFE BL BR TSL TSR"},
-        {"7.1.4", "FL FR FC LFE BL BR SL SR TFL TFR TBL TBR"},
-        {"", ""},
-        {"5.1 ", ""},
-        {"-1.0", ""},
-        {"6.2", ""},
-        {"stereo", ""}};
-    for (const auto& [layout, names] : layouts) {
-        std::string all;
-        for (const std::string& name : channel_names(layout)) {
-            all += (all.empty() ? "" : " ") + name;
-        }
-        EXPECT_EQ(all, names) << layout;
-    }
 }
 
 }  // namespace

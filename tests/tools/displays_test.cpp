@@ -31,24 +31,6 @@ TEST(level_meter, levels_and_peaks_by_channel) {
     EXPECT_NEAR(wide.rms_dbfs(0), -18.0618, 1e-3);
 }
 
-TEST(meter_lines, fit_the_terminal_and_show_levels_on_the_scale) {
-    const std::vector<std::string> lines = meter_lines(
-        {{-30, -12, -6, false}, {-INFINITY, -INFINITY, -INFINITY, false}, {0, 0, 0, true}}, 79);
-    // 50 columns for 60 dB: -30 dB fills 25, -12 dB 40, the hold of -6 dB stands in the 45th.
-    ASSERT_EQ(lines.size(), 4U);
-    EXPECT_EQ(lines[0], "ch         -48       -36       -24       -12         0  level   peak");
-    EXPECT_EQ(lines[1], " 0 " + std::string(25, '#') + std::string(15, '-') + "....|....." +
-                            "   -30.0   -6.0 dBFS");
-    EXPECT_EQ(lines[2], " 1 " + std::string(50, '.') + "    -inf   -inf dBFS");
-    EXPECT_EQ(lines[3], " 2 " + std::string(49, '#') + "|     0.0    0.0 dBFS OVER");
-    EXPECT_EQ(meter_lines({}, 39)[0], "ch    -30    0  level   peak");
-    for (const unsigned int width : {0U, 20U, 39U, 60U, 79U, 200U}) {
-        for (const std::string& line : meter_lines({{-3, 0, 0, true}}, width)) {
-            EXPECT_LE(line.size(), width) << line;
-        }
-    }
-}
-
 /// A stream of 16000 Hz in blocks of 512 frames: block n ends at n * 32 ms after 100.99 s.
 timespec block_time(int n) {
     const long long ns = 100'990'000'000LL + n * 32'000'000LL;
