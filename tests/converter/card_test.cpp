@@ -122,8 +122,10 @@ TEST_F(card_test, a_stage_that_refuses_the_block_ends_its_way) {
         ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
         EXPECT_EQ(fc_access::process(*fc), 0);
         row.script(*fc_access::in(*fc));
+        clear_log();
         EXPECT_EQ(fc_access::process(*fc), -EINVAL);
         EXPECT_TRUE(log_has(row.message));
+        EXPECT_LE(log_count("process_fc fail"), log_count(row.message)) << "it goes no further";
     }
 }
 

@@ -17,6 +17,7 @@
 #include "allocation_faults.h"
 #include "expect_log.h"
 #include "stream_config.h"
+#include "test_folder.h"
 #include "zel_channel_mixing.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
@@ -210,7 +211,11 @@ TEST(channel_mixing, unusable_streams_and_blocks_are_refused) {
 TEST(channel_mixing, set_up_again_without_memory_leaves_nothing_of_the_earlier_stream) {
     const pcm_config two = stream_config(2);
     zel_channel_mixing stage;
-    ASSERT_EQ(stage.init("/nowhere", "2.0", &two, &two), 0);
+    ASSERT_EQ(stage.init(zel_test::write_file("empty.json", "{}"), "2.0", &two, &two), 0);
+    zel_test::fail_allocation(1);
+    EXPECT_EQ(stage.channel_change("1.1"), -ENOMEM);
+    EXPECT_TRUE(zel_test::stop_failing_allocations());
+    EXPECT_EQ(stage.matrix()[3], 1) << "the matrix stays";
     std::string path = "/nowhere/else";
     zel_test::fail_allocation(1);
     EXPECT_EQ(stage.init(std::move(path), "2.0", &two, &two), -ENOMEM);

@@ -42,9 +42,6 @@ expect 0 "card: 2 channels, 16-bit words, 16000 Hz, layout 2.0" capture "$folder
     -s 1 --wav "$out"
 expect 0 "8 channels, 32-bit words, 48000 Hz, layout 5.1.2" capture "$folder/again.wav" --fast -s 0.1 \
     --card-layout 5.1.2
-expect 0 "PCM Channel Layout     5.1.4" info --card-channels 10
-expect 0 "PCM Slave Channels     6" info --card-layout 5.1
-
 expect 1 "" capture "$out" --bits 24
 # tinyalsa would raise it, and the file would play at half the speed.
 expect 1 "--rate" capture "$out" --fast -s 0.1 --rate 8000
@@ -56,8 +53,6 @@ expect 2 "cannot open card 70" capture "$out" --card-rate 44100
 expect 4 "/nowhere/out.wav" capture /nowhere/out.wav
 
 expect 0 "2  ENUM      1  FC log level            Info  (None, Fatal," controls list
-expect 0 "3  INT       2  Loopback Volume         100 100  (0 to 100)" controls list
-expect 0 "0  INT       2  Loopback Volume         100 100  (0 to 100)" controls list --card 0
 expect 0 "$ZEL_VOICE_CONFIG_DIR/voice_channel_delay_coef.json" controls get 0
 expect 0 "Loopback Volume = 10 20" controls set "Loopback Volume" 10 20
 expect 0 "Loopback Signal = Chirp" controls set "Loopback Signal" Chirp

@@ -10,28 +10,16 @@ delay=config/voice_channel_delay_coef.json
 bad=config/known-bad
 
 expect 0 "16 entries, no problems" check "$mixing" "$delay"
-expect 0 '2 channels ("2.0") to 1: entry 2,' check "$mixing" --card-channels 2 -c 1
-expect 0 '8 channels ("7.1") to 2: entry' check "$mixing" --card-layout 7.1
 expect 0 "6 channels at 16000 Hz: entry 3" check "$delay" --card-channels 6 --card-rate 16000
 expect 0 " 5 BR           5       80" check "$delay" --card-channels 6 --card-rate 16000
-expect 0 "1 note" check "$bad/mixing/silent_output.json"
-expect 5 "overflow.json:9:9: warning: " check "$bad/mixing/overflow.json"
 expect 5 "syntax_comment.json:4:8: error: " check "$mixing" "$bad/mixing/syntax_comment.json" "$delay"
-expect 5 "no entry for 3 channels (\"2.0\") to 2" check "$mixing" --card-channels 3
-expect 5 "no usable entry" check "$mixing" --card-channels 6 --card-layout 5.1.2
 expect 3 "client hears silence" check /nowhere/mixing.json --card-channels 6
 expect 3 "no delay (bypass)" check "$bad/delay/disabled.json" /nowhere/delay.json --card-channels 6
-expect 3 "cannot be read as a file" check .
-printf '%1048577s' '' >"$folder/large.json"
-expect 3 "too_large" check --as mixing "$folder/large.json" --card-channels 2
 expect 5 "unknown_kind" check CMakePresets.json
 expect 0 "no problems" check --as mixing "$mixing"
 expect 5 "body_missing" check --as delay "$mixing"
 
 expect 1 "file" check # no file
-expect 1 "--channels" check "$mixing" -c 1
-expect 1 "--channels" check "$mixing" --card-channels 6 -c 9
-expect 1 "--card-channels" check "$mixing" --card-channels 0
 expect 1 "no channel count" check "$mixing" --card-layout stereo
 expect 1 "--as" check "$mixing" --as matrix
 

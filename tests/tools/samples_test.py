@@ -74,15 +74,5 @@ class Samples(unittest.TestCase):
         for channel in range(8):
             self.assertAlmostEqual(wide[channel][channel], 2 / 3, delta=1e-5)
 
-    def test_delays_follow_from_the_distances(self):
-        entries = 0
-        for path in samples:
-            for entry in json.loads(path.read_text()).get("ChannelDelayMilliseconds", []):
-                metres = entry["DistancesMetres"]
-                self.assertEqual(entry["Parameters"],
-                                 [round((max(metres) - own) / 343 * 1000) for own in metres], path)
-                entries += 1
-        self.assertGreaterEqual(entries, 18)
-
 
 unittest.main(argv=sys.argv[:1])
