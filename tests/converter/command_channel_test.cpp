@@ -224,6 +224,18 @@ TEST_F(command_channel, an_exit_that_nobody_answers_leaves_the_worker_behind) {
     EXPECT_TRUE(eventually([] { return log_has("fc routine terminate"); }));
 }
 
+TEST_F(command_channel, the_end_gives_up_its_turn_when_a_client_keeps_its_own) {
+    fc_access::timeout_ms(*fc) = 50;
+    {
+        const std::lock_guard client(fc_access::client_lock(*fc));
+        std::thread([this] { fc_access::end(*fc); }).join();
+    }
+    EXPECT_TRUE(log_has("shut_down", "a client's operation does not end"));
+    EXPECT_FALSE(fc_access::has_ended(*fc)) << "the worker is left alone";
+    fc_access::end(*fc);
+    EXPECT_TRUE(fc_access::has_ended(*fc));
+}
+
 TEST_F(command_channel, nothing_is_asked_after_the_end) {
     char area[zel_format_converter::kMaxPathBytes] = {};
     ASSERT_EQ(start_stream(*fc), 0);

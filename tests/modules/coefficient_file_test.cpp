@@ -133,6 +133,9 @@ TEST(mixing_file, identity_drops_or_adds_channels) {
     EXPECT_TRUE(zel_test::log_has("mixing coefficient load fail"));
     EXPECT_EQ(load_mixing(empty, 3, "", 2), (std::vector<float>{1, 0, 0, 0, 1, 0}));
     EXPECT_EQ(load_mixing(empty, 1, "", 3), (std::vector<float>{1, 0, 0}));
+    errno = ENOMEM;  // of an earlier day
+    const char* place = nullptr;
+    EXPECT_FALSE(zel_parse_json("[1, x]", &place));
     zel_test::clear_log();
     EXPECT_EQ(load_mixing(file_with("[1, x]"), 1, "", 1), std::vector<float>{1});
     EXPECT_TRUE(zel_test::log_has("Error before: [x]]"));

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "allocation_faults.h"
+#include "footprint.h"
 #include "mixer_record.h"
 
 using namespace zel_test;
@@ -72,6 +73,15 @@ TEST(mixer_lifecycle, own_controls_come_first_then_the_cards_under_their_names) 
     EXPECT_NE(second.slot(kGain).name, opened.slot(kGain).name);
     set_controls({});
     EXPECT_EQ(mixer_record().plugin->num_controls, 3U) << "the own ones";
+}
+
+TEST(mixer_lifecycle, a_closed_record_takes_all_along) {
+    use_card_of_all_kinds();
+    const std::size_t before = footprint::now().heap_bytes;
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(mixer_record().status, 0);
+    }
+    EXPECT_LT(footprint::now().heap_bytes, before + 4096) << "a record has 7 names";
 }
 
 TEST(mixer_lifecycle, what_is_not_its_card_is_refused) {
