@@ -184,7 +184,6 @@ void zel_format_converter::unregister_cb(const void* arg) {
     const std::lock_guard lock(mEventCbLock);
     if (pEventCbArg == arg) {
         fnEventCb = nullptr;
-        pEventCbArg = nullptr;
     }
 }
 

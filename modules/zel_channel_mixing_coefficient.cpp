@@ -1,7 +1,6 @@
 // The mixing stage's coefficient file: which matrix of the file fits, and the identity when none
 // does. Runs on the worker, once per init or layout change.
 
-#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -22,13 +21,15 @@ std::unique_ptr<char[]> zel_channel_mixing::get_cofficient_content(const char* p
 
 unsigned int zel_channel_mixing::channel_count(const std::string& layout) {
     unsigned int count = 0;
-    for (std::size_t begin = 0; begin <= layout.size();) {
-        const std::size_t dot = std::min(layout.find('.', begin), layout.size());
-        count += static_cast<unsigned int>(
-            std::strtol(layout.substr(begin, dot - begin).c_str(), nullptr, 10));
-        begin = dot + 1;
+    const char* field = layout.c_str();
+    while (true) {
+        count += static_cast<unsigned int>(std::strtol(field, nullptr, 10));
+        field = std::strchr(field, '.');
+        if (field == nullptr) {
+            return count;
+        }
+        ++field;
     }
-    return count;
 }
 
 int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_channels,

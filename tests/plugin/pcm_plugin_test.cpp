@@ -232,6 +232,12 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
         EXPECT_EQ(log_has("bits are delivered"), (c.mask & (kS16 | kS32)) == 0);
         EXPECT_EQ(close(plugin), 0);
     }
+    pcm_plugin* wide = open();
+    EXPECT_EQ(set_params(wide, {.channels = 9, .sample_bits = 32, .format_mask = kS16 | kS32}),
+              -EINVAL);
+    EXPECT_EQ(set_params(wide, {.channels = 8, .format_mask = kS16 | kS32}), 0) << "the most";
+    EXPECT_TRUE(log_has("open FC with 8 channel 16 bits")) << "of the refused ones nothing stays";
+    EXPECT_EQ(close(wide), 0);
     // 8 bits leave no room in the client's buffer for what it would get.
     pcm_plugin* narrow = open();
     EXPECT_EQ(set_params(narrow, {.format_mask = 1U << SNDRV_PCM_FORMAT_S8}), -EINVAL);
