@@ -93,8 +93,7 @@ struct late_client {
     ~late_client() {
         if (g_pauses) {
             check_untouched();
-        }
-        if (controls != nullptr) {
+        } else if (controls != nullptr) {
             mixer_close(controls);
         }
     }
