@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -81,6 +82,16 @@ TEST_F(command_channel, without_pipes_fails_every_command) {
     EXPECT_EQ(fc->start(), -EIO);
     fc_access::command_pipe(*fc)[1] = kept;
     EXPECT_EQ(fc->close(), 0);
+}
+
+TEST_F(command_channel, a_result_that_cannot_be_read_is_an_error_at_once) {
+    const int unreadable = eventfd(1, EFD_NONBLOCK);  // in four bytes
+    const int kept = std::exchange(fc_access::result_pipe(*fc)[0], unreadable);
+    EXPECT_EQ(fc->start(), -EIO);
+    EXPECT_TRUE(log_has("read command 2 result size -1 incorrect 4 errno 22"));
+    fc_access::result_pipe(*fc)[0] = kept;
+    close(unreadable);
+    EXPECT_EQ(fc->close(), 0) << "behind the result that came meanwhile";
 }
 
 TEST_F(command_channel, works_in_a_process_without_standard_input) {

@@ -220,7 +220,7 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
         {16, kS32, "2 channel 32 bits"},        {32, kS16, "2 channel 16 bits"},
         {32, kS16 | kS32, "2 channel 32 bits"}, {16, kS16 | kS32, "2 channel 16 bits"},
         {24, 0, "2 channel 16 bits"},           {24, 1U << SNDRV_PCM_FORMAT_S24_LE, "16 bits"},
-        {24, kS32, "2 channel 32 bits"},
+        {24, kS32, "2 channel 32 bits"},        {16, 1U << SNDRV_PCM_FORMAT_S24_LE, "16 bits"},
     };
     for (const auto& c : cases) {
         clear_log();
@@ -229,7 +229,9 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
         EXPECT_TRUE(log_has(std::string("open FC with ") +
                             (c.opened[0] == '2' ? "" : "2 channel ") + c.opened))
             << c.bits << " bits, mask " << c.mask;
-        EXPECT_EQ(log_has("bits are delivered"), (c.mask & (kS16 | kS32)) == 0);
+        const bool other = (c.mask & (kS16 | kS32)) == 0;
+        EXPECT_EQ(log_has("sample width 24 is neither"), other && c.bits == 24);
+        EXPECT_EQ(log_has("sample format is neither"), other && c.bits == 16);
         EXPECT_EQ(close(plugin), 0);
     }
     pcm_plugin* wide = open();
