@@ -126,6 +126,7 @@ TEST(mixer_events, closing_takes_tinyalsas_descriptor_along) {
     use_card_of_all_kinds();
     mixer_plugin* plugin = nullptr;
     ASSERT_EQ(mixer_ops::open(&plugin, 70), 0);
+    EXPECT_EQ(zel_format_converter::getInstance().close(), 0) << "its worker has its descriptors";
     const int event_fd = eventfd(0, 0);
     plugin->eventfd = event_fd;
     mixer_ops::close(&plugin);

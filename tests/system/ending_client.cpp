@@ -103,8 +103,8 @@ late_client g_late;
 /// Still open when the process ends: that is the point, and no leak. Volatile, or nobody keeps it.
 pcm* volatile g_stream = nullptr;
 
-#if defined(__SANITIZE_THREAD__)
-constexpr int kKinds = 3;  // its runtime doesn't know a child's threads from its parent's
+#if defined(__SANITIZE_THREAD__) || defined(ZEL_EMULATED)
+constexpr int kKinds = 3;  // the runtime, or the emulator, dies of a forked child's threads
 #else
 constexpr int kKinds = 5;
 #endif
