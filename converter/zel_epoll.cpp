@@ -3,20 +3,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 
 #include "zel_log.h"
-
-namespace {
-
-/// Milliseconds left until `end`, rounded up so that a wait never ends early.
-int remaining_ms(std::chrono::steady_clock::time_point end) {
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-    return left.count() > 0 ? static_cast<int>(left.count()) : 0;
-}
-
-}  // namespace
 
 int zel_epoll::init() {
     if (s32EpollFd != -1) {
@@ -82,6 +70,12 @@ int zel_epoll::wait() {
         }
     }
     return ready;
+}
+
+int zel_epoll::remaining_ms(std::chrono::steady_clock::time_point end) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    return left.count() > 0 ? static_cast<int>(left.count()) : 0;
 }
 
 int zel_epoll::deinit() {

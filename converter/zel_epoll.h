@@ -3,6 +3,7 @@
 #include <sys/epoll.h>
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 
 /// Owner of one epoll instance with a fixed timeout and a fixed set of event slots.
@@ -31,6 +32,10 @@ class zel_epoll {
     int wait();
     /// Closes the epoll instance. Always 0.
     int deinit();
+
+    /// Milliseconds left until `end`, rounded up so that a wait never ends early; 0 when it is
+    /// over.
+    static int remaining_ms(std::chrono::steady_clock::time_point end);
 
     std::array<epoll_event, kEventSlots> astEvents{};  ///< what the last `wait` found
 

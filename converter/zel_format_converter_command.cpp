@@ -133,8 +133,7 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
         return -EIO;
     }
     ++u32OwedResults;
-    using clock = std::chrono::steady_clock;
-    const auto end = clock::now() + std::chrono::milliseconds(s32CmdTimeoutMs);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(s32CmdTimeoutMs);
     while (true) {
         const int ready = poller.wait();
         if (ready < 0) {
@@ -159,8 +158,7 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
                         static_cast<int>(size), static_cast<int>(kSize), errno);
             return -EIO;
         }
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - clock::now()).count();
-        poller.set_timeout(left > 0 ? static_cast<int>(left) : 0);
+        poller.set_timeout(zel_epoll::remaining_ms(end));
     }
 }
 

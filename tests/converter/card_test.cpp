@@ -230,6 +230,16 @@ TEST_F(card_test, a_restart_is_tried_ten_times_and_a_later_event_brings_the_stre
     }
 }
 
+TEST_F(card_test, what_is_missing_is_told_as_minus_one) {
+    remove_control("PCM Slave Active");
+    EXPECT_EQ(fc_access::loopback_source(*fc), -1);
+    fc_access::execute(*fc, FC_CLOSE);
+    fail_call(call::mixer_open, 1, 0);
+    EXPECT_EQ(fc_access::subscribe(*fc), -1);
+    fail_call(call::mixer_subscribe_events, 1, -5);
+    EXPECT_EQ(fc_access::subscribe(*fc), -1);
+}
+
 TEST_F(card_test, a_restart_that_a_close_follows_is_not_announced_in_the_next_stream) {
     ASSERT_EQ(after_event(kActive), 0);
     ASSERT_EQ(fc_access::execute(*fc, FC_CLOSE), 0);

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "converter_access.h"
 #include "expect_log.h"
@@ -62,6 +64,34 @@ TEST_F(chain_test, blocks_of_another_size_than_the_clients) {
         EXPECT_EQ(sounding_bytes(), row.sounding);
         fc_access::execute(*fc, FC_CLOSE);
     }
+}
+
+TEST_F(chain_test, truncation_and_padding_are_for_their_widths_alone) {
+    open(16000, PCM_FORMAT_S32_LE, true);
+    std::int32_t wide[2] = {};
+    std::int16_t narrow[2] = {0x1234, -1};
+    unsigned int bytes = 4;
+    ASSERT_NE(fc_access::padding(*fc), nullptr);
+    EXPECT_EQ(fc_access::padding(*fc)(narrow, &bytes, wide, 16, 32), 0);
+    EXPECT_EQ(bytes, 8U);
+    EXPECT_EQ(wide[0], 0x12340000);
+    for (const auto& [from, to] : {std::pair{32U, 32U}, {16U, 16U}, {32U, 16U}}) {
+        EXPECT_EQ(fc_access::padding(*fc)(narrow, &bytes, wide, from, to), -EINVAL);
+    }
+    EXPECT_EQ(log_count("padding_sample_bit  :"), 3U);
+    fc_access::execute(*fc, FC_CLOSE);
+
+    reset_script();
+    set_control("PCM Slave Format", 10);
+    ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+    ASSERT_NE(fc_access::truncation(*fc), nullptr);
+    EXPECT_EQ(fc_access::truncation(*fc)(wide, &bytes, 32, 16), 0);
+    EXPECT_EQ(bytes, 4U);
+    EXPECT_EQ(std::memcmp(wide, narrow, 4), 0);
+    for (const auto& [from, to] : {std::pair{32U, 32U}, {16U, 16U}, {16U, 32U}}) {
+        EXPECT_EQ(fc_access::truncation(*fc)(wide, &bytes, from, to), -EINVAL);
+    }
+    EXPECT_EQ(bytes, 4U);
 }
 
 }  // namespace

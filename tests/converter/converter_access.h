@@ -61,6 +61,10 @@ struct zel_format_converter_access {
         fc.check_timestamp(&now);
     }
     static int open_device(zel_format_converter& fc) { return fc.open_pcm_device(); }
+    static int loopback_source(zel_format_converter& fc) { return fc.get_loopback_source(); }
+    static int subscribe(zel_format_converter& fc) { return fc.subscribe_mixer_device(); }
+    static auto truncation(zel_format_converter& fc) { return fc.fnTruncate; }
+    static auto padding(zel_format_converter& fc) { return fc.fnPadding; }
     static int process(zel_format_converter& fc) { return fc.process_fc(); }
     static block* in(zel_format_converter& fc) { return fc.pmInPcmInfo.get(); }
     static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }

@@ -91,19 +91,6 @@ TEST(check_file, names_mistakes_of_syntax_and_their_places) {
     }
 }
 
-TEST(check_file, shows_the_decisive_entry_alone_unless_asked_for_all) {
-    const std::string path = file_with(R"({"MixingCoefficientEnable":true,"MixingWeighting":[
-        {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":2,"Parameters":[1]},
-        {"InputChannel":2,"InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[2,0]}]})");
-    check_request request;
-    request.stream = stream_request{2, "2.0", 1, 0};
-    request.all = false;
-    EXPECT_EQ(findings_of(check_file(path, request)), std::vector<std::string>{"overflow@3:86"});
-    request.all = true;
-    EXPECT_EQ(findings_of(check_file(path, request)),
-              (std::vector<std::string>{"weight_count@2:85", "overflow@3:86"}));
-}
-
 TEST(mixing_weights, overflow_is_when_the_stage_wraps) {
     const std::pair<std::vector<float>, bool> rows[] = {
         {{1}, false},

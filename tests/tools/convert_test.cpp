@@ -125,23 +125,6 @@ TEST_F(convert_test, every_sample_is_the_models) {
     }
 }
 
-TEST_F(convert_test, the_last_block_is_filled_with_silence) {
-    convert_options options = options_for({16, 2, 16, 2, 48000}, "");
-    const auto converted = [&](std::uint32_t frames, double tail_seconds) {
-        options.in_file = write_ramp("ramp.wav", 2, 16, frames);
-        options.tail_seconds = tail_seconds;
-        EXPECT_EQ(convert(options), EXIT_OK);
-        return read_samples(options.out_file);
-    };
-    const std::vector<std::int32_t> odd = converted(kBlock + 100, 0);
-    const std::vector<std::int32_t> even = converted(2 * kBlock, 0);
-    ASSERT_EQ(odd.size(), 2 * kBlock * 2U);
-    EXPECT_TRUE(std::equal(odd.begin(), odd.begin() + (kBlock + 100) * 2, even.begin()));
-    EXPECT_NE(odd, even);
-    // 4800 frames more: 6436 in all, 5 blocks.
-    EXPECT_EQ(converted(kBlock + 100, 0.1).size(), 5 * kBlock * 2U);
-}
-
 TEST_F(convert_test, coefficient_files_can_be_named_and_what_becomes_of_them_is_told) {
     const stream_setup setup{16, 2, 16, 1, 48000};
     convert_options options = options_for(setup, write_ramp("two.wav", 2, 16, kBlock));
