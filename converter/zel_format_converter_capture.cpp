@@ -161,7 +161,7 @@ int zel_format_converter::read_pcm_device(timespec* ts) {
         return -EINVAL;
     }
     const int frames = pcm_readi(pstPcm, pmInPcmInfo->pu8Buf.get(), pmInPcmInfo->u32Frames);
-    if (frames < 0 || static_cast<unsigned int>(frames) != pmInPcmInfo->u32Frames) {
+    if (static_cast<unsigned int>(frames) != pmInPcmInfo->u32Frames) {  // an error, too
         ZEL_FC_LOGE("read size incorrect u32ReadFrame %d request %d", frames,
                     static_cast<int>(pmInPcmInfo->u32Frames));
         return -EIO;

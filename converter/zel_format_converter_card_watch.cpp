@@ -44,11 +44,13 @@ int zel_format_converter::check_mixer_event() {
             get_loopback_source();
         }
         const bool restarts = taken == 0 || numid == u32RestartCtlId;
-        int status = 0;
+        int status = -ENOMEM;
         try {
             status = restarts ? restart_fc() : follow_layout();
         } catch (const std::bad_alloc&) {
-            status = restarts ? fail_restart(-ENOMEM) : -ENOMEM;
+            if (restarts) {
+                fail_restart(status);
+            }
         }
         if (!restarts) {
             return status;

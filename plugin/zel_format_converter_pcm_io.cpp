@@ -73,7 +73,7 @@ int take_frames(pcm_plugin* plugin, snd_xferi* xferi) {
     const std::uint64_t wanted = std::uint64_t{xferi->frames} * frame;
     auto* to = static_cast<std::uint8_t*>(xferi->buf);
     // No client of tinyalsa starts a capture stream; the kernel does it on the first read.
-    if (zel_stream_started() == zel_started::no && wanted > 0) {
+    if (zel_stream_started() == zel_started::no && xferi->frames > 0) {
         const int status =
             zel_guarded([=] { return zel_start_stream(plugin, zel_started::by_read); });
         if (status != 0) {

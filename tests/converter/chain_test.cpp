@@ -68,13 +68,14 @@ TEST_F(chain_test, blocks_of_another_size_than_the_clients) {
 
 TEST_F(chain_test, truncation_and_padding_are_for_their_widths_alone) {
     open(16000, PCM_FORMAT_S32_LE, true);
-    std::int32_t wide[2] = {};
+    std::int32_t wide[3] = {0, 0, 0x55555555};
     std::int16_t narrow[2] = {0x1234, -1};
     unsigned int bytes = 4;
     ASSERT_NE(fc_access::padding(*fc), nullptr);
     EXPECT_EQ(fc_access::padding(*fc)(narrow, &bytes, wide, 16, 32), 0);
     EXPECT_EQ(bytes, 8U);
     EXPECT_EQ(wide[0], 0x12340000);
+    EXPECT_EQ(wide[2], 0x55555555);
     for (const auto& [from, to] : {std::pair{32U, 32U}, {16U, 16U}, {32U, 16U}}) {
         EXPECT_EQ(fc_access::padding(*fc)(narrow, &bytes, wide, from, to), -EINVAL);
     }
@@ -88,6 +89,7 @@ TEST_F(chain_test, truncation_and_padding_are_for_their_widths_alone) {
     EXPECT_EQ(fc_access::truncation(*fc)(wide, &bytes, 32, 16), 0);
     EXPECT_EQ(bytes, 4U);
     EXPECT_EQ(std::memcmp(wide, narrow, 4), 0);
+    EXPECT_EQ(wide[1], -65536) << "nothing behind the samples is written";
     for (const auto& [from, to] : {std::pair{32U, 32U}, {16U, 16U}, {16U, 32U}}) {
         EXPECT_EQ(fc_access::truncation(*fc)(wide, &bytes, from, to), -EINVAL);
     }

@@ -97,15 +97,20 @@ TEST_F(command_channel, a_result_that_cannot_be_read_is_an_error_at_once) {
 TEST_F(command_channel, works_in_a_process_without_standard_input) {
     fc.reset();
     const int kept = dup(0);
-    close(0);
-    fc = fc_access::make();
-    for (const int* ends : {fc_access::command_pipe(*fc), fc_access::result_pipe(*fc)}) {
-        EXPECT_GT(ends[0], 0);
-        EXPECT_GT(ends[1], 0);
+    const int kept_output = dup(1);
+    for (const int closed : {0, 1}) {  // 1 may well be ours
+        close(closed);
+        fc = fc_access::make();
+        for (const int* ends : {fc_access::command_pipe(*fc), fc_access::result_pipe(*fc)}) {
+            EXPECT_GT(ends[0], 0);
+            EXPECT_GT(ends[1], 0);
+        }
+        EXPECT_EQ(fc->close(), 0);
+        fc.reset();
+        EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
     }
-    EXPECT_EQ(fc->close(), 0);
-    fc.reset();
-    EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
+    dup2(kept_output, 1);
+    close(kept_output);
     // Nor is it kept when there is no other number to be had.
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);

@@ -189,7 +189,7 @@ TEST_F(fault_table, every_call_of_tinyalsa_and_the_platform) {
 }
 
 TEST_F(fault_table, every_system_call_of_channel_and_poller) {
-    for (int kind = 0; kind < static_cast<int>(system_call::count); ++kind) {
+    for (int kind = 0; kind < static_cast<int>(system_call::of_channel); ++kind) {
         const auto failing = static_cast<system_call>(kind);
         bool struck = true;
         for (int nth = 1; struck && nth <= 16; ++nth) {

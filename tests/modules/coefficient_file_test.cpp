@@ -13,6 +13,7 @@
 #include "expect_log.h"
 #include "known_bad.h"
 #include "stream_config.h"
+#include "system_faults.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
@@ -117,6 +118,32 @@ TEST(coefficient_file, that_cannot_be_read_leaves_silence_or_no_delay) {
                       !path.empty());
         }
         EXPECT_EQ(zel_test::log_count("input file size is empty"), path.empty() ? 2U : 0U);
+    }
+}
+
+TEST(coefficient_file, whose_reading_fails_tells_how_and_leaves_silence) {
+    const std::string file = file_with(mixing_text(
+        R"({"InputChannel":1,"InputChannelLayout":"1","OutputChannel":1,"Parameters":[7]})"));
+    using zel_test::system_call;
+    const struct {
+        system_call call;
+        int nth;
+        const char* message;
+        float weight;
+    } rows[] = {{system_call::fseek, 1, "fseek to end fail", 0},
+                {system_call::ftell, 1, "file size incorrect", 0},
+                {system_call::fseek, 2, "fseek to set fail", 0},
+                {system_call::fread, 1, "parsing fail", 1},
+                {system_call::fclose, 1, "fclose fail", 7}};
+    for (const auto& row : rows) {
+        zel_test::clear_log();
+        testing::internal::CaptureStderr();
+        zel_test::fail_system_call(row.call, row.nth, EIO);
+        EXPECT_EQ(load_mixing(file, 1, "1", 1), std::vector<float>{row.weight}) << row.message;
+        EXPECT_TRUE(zel_test::stop_failing_system_calls());
+        EXPECT_TRUE(zel_test::log_has(row.message));
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  row.weight == 1 ? "fread size not match, errno=(5)\n" : "");
     }
 }
 

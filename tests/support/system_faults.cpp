@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <iterator>
 #include <mutex>
 #include <utility>
@@ -88,5 +89,24 @@ int __wrap_epoll_wait(int epoll, epoll_event* events, int count, int timeout) {
         }
     }
     return fails(system_call::epoll_wait) ? -1 : __real_epoll_wait(epoll, events, count, timeout);
+}
+
+int __real_fseek(std::FILE* file, long offset, int origin);
+long __real_ftell(std::FILE* file);
+std::size_t __real_fread(void* to, std::size_t size, std::size_t count, std::FILE* file);
+int __real_fclose(std::FILE* file);
+
+int __wrap_fseek(std::FILE* file, long offset, int origin) {
+    return fails(system_call::fseek) ? -1 : __real_fseek(file, offset, origin);
+}
+long __wrap_ftell(std::FILE* file) {
+    return fails(system_call::ftell) ? -1 : __real_ftell(file);
+}
+std::size_t __wrap_fread(void* to, std::size_t size, std::size_t count, std::FILE* file) {
+    return fails(system_call::fread) ? 0 : __real_fread(to, size, count, file);
+}
+int __wrap_fclose(std::FILE* file) {
+    const bool failed = fails(system_call::fclose);
+    return __real_fclose(file) != 0 || failed ? EOF : 0;
 }
 }

@@ -7,7 +7,18 @@
 
 namespace zel_test {
 
-enum class system_call { pipe2, epoll_create1, epoll_ctl, epoll_wait, count };
+enum class system_call {
+    pipe2,
+    epoll_create1,
+    epoll_ctl,
+    epoll_wait,
+    of_channel,  ///< so many are the channel's and the poller's; those of files:
+    fseek = of_channel,
+    ftell,
+    fread,
+    fclose,
+    count
+};
 
 /// The n-th call from now on (1 is the next) fails with `error`.
 void fail_system_call(system_call call, int nth, int error);
