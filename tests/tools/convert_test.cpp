@@ -151,29 +151,6 @@ TEST_F(convert_test, coefficient_files_can_be_named_and_what_becomes_of_them_is_
     EXPECT_EQ(read_samples(options.out_file), std::vector<std::int32_t>(kBlock));
 }
 
-TEST_F(convert_test, tells_of_what_a_listener_would_not_expect) {
-    convert_options options =
-        options_for({24, 2, 16, 2, 48000}, write_ramp("w.wav", 2, 24, kBlock));
-    options.coefficients.mixing = zel_test::write_file(
-        "loud.json", R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,
-            "InputChannelLayout":"1.0","OutputChannel":2,"Parameters":[2,0,0,0]}]})");
-    ASSERT_EQ(convert(options), EXIT_OK);
-    EXPECT_NE(told.find("--card-bits 32"), std::string::npos) << told;
-
-    // As 16-bit samples: those of channel 0 that the weight takes beyond full scale.
-    options.in_file = write_ramp("w.wav", 2, 16, kBlock);
-    std::uint32_t beyond = 0;
-    for (std::uint32_t f = 0; f < kBlock; ++f) {
-        const int doubled = 2 * (zel_loopback_ramp(f, 0) >> 16);
-        beyond += doubled < -32768 || doubled > 32767 ? 1U : 0U;
-    }
-    ASSERT_EQ(convert(options), EXIT_OK);
-    EXPECT_EQ(told.find("--card-bits"), std::string::npos) << told;
-    EXPECT_GT(beyond, 0U);
-    EXPECT_NE(told.find("warning: " + std::to_string(beyond) + " mixed samples"), std::string::npos)
-        << told;
-}
-
 /// A file of one second of a ramp in an encoding, with its end cut off.
 std::string write_encoded(int format, int rate, std::uintmax_t cut_bytes) {
     const std::string path = in_folder("encoded");

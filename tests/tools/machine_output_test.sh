@@ -68,10 +68,4 @@ form=lines holds 0 '[e["changed"] for e in j] == [{"PCM Slave Channels": 6}] and
     controls watch --json -s 1.5 --change "0.1:PCM Slave Channels=6" --change "0.1:Loopback Volume=100"
 form=lines holds 1 'len(j) == 0' controls watch --json --change "0:Loopback Volume=101"
 form=lines holds 2 'len(j) == 0' controls watch --json --card 5
-# An interrupt ends the watch.
-"$zel_fc" controls watch --change "0:PCM Slave Channels=6" >"$folder/watched" 2>&1 &
-until [ -s "$folder/watched" ]; do sleep 0.1; done
-kill -INT $!
-wait $!
-
 ! command -v groff >/dev/null || ! groff -ww -man -Tascii <("$zel_fc" --man) 2>&1 >/dev/null | grep .
