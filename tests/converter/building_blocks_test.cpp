@@ -16,15 +16,16 @@
 
 #include "converter_access.h"
 #include "expect_log.h"
+#include "status.h"
 
 namespace {
 
 TEST(epoll, fails_before_init) {
     zel_test::clear_log();
     zel_epoll poller;
-    EXPECT_EQ(poller.add(0), -EBADF);
-    EXPECT_EQ(poller.del(0), -EBADF);
-    EXPECT_EQ(poller.wait(), -EBADF);
+    EXPECT_STATUS(poller.add(0), -EBADF);
+    EXPECT_STATUS(poller.del(0), -EBADF);
+    EXPECT_STATUS(poller.wait(), -EBADF);
     EXPECT_TRUE(zel_test::log_has("epoll_ctl add fd(0) error, errno=(9)"));
     EXPECT_TRUE(zel_test::log_has("epoll_ctl del fd(0) error, errno=(9)"));
     EXPECT_TRUE(zel_test::log_has("epoll_wait error, errno=(9)"));
@@ -34,26 +35,26 @@ TEST(epoll, reports_each_arrival_once_and_keeps_a_hung_up_pipe) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     zel_epoll poller;
-    ASSERT_EQ(poller.init(), 0);
-    ASSERT_EQ(poller.init(), 0);
-    EXPECT_EQ(poller.set_timeout(0), 0);
-    ASSERT_EQ(poller.add(ends[0]), 0);
-    EXPECT_EQ(poller.add(ends[0]), -EEXIST);
-    EXPECT_EQ(poller.wait(), 0);
+    ASSERT_STATUS(poller.init(), 0);
+    ASSERT_STATUS(poller.init(), 0);
+    EXPECT_STATUS(poller.set_timeout(0), 0);
+    ASSERT_STATUS(poller.add(ends[0]), 0);
+    EXPECT_STATUS(poller.add(ends[0]), -EEXIST);
+    EXPECT_STATUS(poller.wait(), 0);
     for (int arrival = 0; arrival < 2; ++arrival) {
         ASSERT_EQ(write(ends[1], "x", 1), 1);
         ASSERT_EQ(poller.wait(), 1);
         EXPECT_EQ(poller.astEvents[0].data.fd, ends[0]);
-        EXPECT_EQ(poller.wait(), 0) << "still readable, nothing new";
+        EXPECT_STATUS(poller.wait(), 0) << "still readable, nothing new";
     }
     close(ends[1]);
     EXPECT_EQ(poller.wait(), 1);
     EXPECT_NE(fcntl(ends[0], F_GETFD), -1);
-    EXPECT_EQ(poller.del(ends[0]), 0);
-    EXPECT_EQ(poller.deinit(), 0);
-    EXPECT_EQ(poller.add(ends[0]), -EBADF) << "the descriptor is nobody's any more";
-    EXPECT_EQ(poller.init(), 0);
-    EXPECT_EQ(poller.add(ends[0]), 0);
+    EXPECT_STATUS(poller.del(ends[0]), 0);
+    EXPECT_STATUS(poller.deinit(), 0);
+    EXPECT_STATUS(poller.add(ends[0]), -EBADF) << "the descriptor is nobody's any more";
+    EXPECT_STATUS(poller.init(), 0);
+    EXPECT_STATUS(poller.add(ends[0]), 0);
     close(ends[0]);
 }
 
@@ -61,8 +62,8 @@ TEST(epoll, drops_a_socket_whose_peer_stopped_sending) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     zel_epoll poller;
-    ASSERT_EQ(poller.init(), 0);
-    ASSERT_EQ(poller.add(ends[0]), 0);
+    ASSERT_STATUS(poller.init(), 0);
+    ASSERT_STATUS(poller.add(ends[0]), 0);
     ASSERT_EQ(shutdown(ends[1], SHUT_WR), 0);
     poller.set_timeout(-1);
     ASSERT_EQ(poller.wait(), 1);
@@ -70,7 +71,7 @@ TEST(epoll, drops_a_socket_whose_peer_stopped_sending) {
     EXPECT_EQ(poller.astEvents[0].data.fd, ends[0]);
     EXPECT_EQ(fcntl(ends[0], F_GETFD), -1) << "must be closed";
     poller.set_timeout(0);
-    EXPECT_EQ(poller.wait(), 0);
+    EXPECT_STATUS(poller.wait(), 0);
     close(ends[1]);
 }
 
@@ -81,12 +82,12 @@ TEST(ring_buf, refuses_without_storage_or_data) {
     zel_test::clear_log();
     zel_ring_buf none(nullptr, 32);
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));
-    EXPECT_EQ(none.write(&byte, 1, &ts), -EINVAL);
-    EXPECT_EQ(none.read_pcm(&byte, 1), -EINVAL);
+    EXPECT_STATUS(none.write(&byte, 1, &ts), -EINVAL);
+    EXPECT_STATUS(none.read_pcm(&byte, 1), -EINVAL);
     EXPECT_EQ(zel_test::log_count("pcm buffer is not create!!"), 2U);
     zel_ring_buf ring(&config, 32);
-    EXPECT_EQ(ring.write(nullptr, 1, &ts), -EINVAL);
-    EXPECT_EQ(ring.read_pcm(nullptr, 1), -EINVAL);
+    EXPECT_STATUS(ring.write(nullptr, 1, &ts), -EINVAL);
+    EXPECT_STATUS(ring.read_pcm(nullptr, 1), -EINVAL);
     config.period_count = std::numeric_limits<std::int32_t>::max();
     EXPECT_THROW(zel_ring_buf(&config, 32), std::bad_alloc);
 }
@@ -154,7 +155,7 @@ TEST(ring_buf, keeps_the_newest_bytes_of_any_writes_until_they_are_read) {
                 held.erase(held.begin(), rest);
             }
             unsigned int frames = 0;
-            ASSERT_EQ(ring.get_info(&time, &frames), 0);
+            ASSERT_STATUS(ring.get_info(&time, &frames), 0);
             ASSERT_EQ(time.tv_sec, newest);
             ASSERT_EQ(time.tv_nsec, newest);
             ASSERT_EQ(frames, frame_bytes == 0 ? 0 : held.size() / frame_bytes);

@@ -11,6 +11,7 @@
 #include "allocation_faults.h"
 #include "converter_access.h"
 #include "expect_log.h"
+#include "status.h"
 #include "test_folder.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
@@ -26,7 +27,7 @@ class card_test : public testing::Test {
         reset_script();
         allow_reads(-1);
         fc = fc_access::make();
-        ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+        ASSERT_STATUS(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
         clear_log();
     }
     void TearDown() override {
@@ -81,24 +82,24 @@ TEST_F(card_test, blocks_carry_their_time_and_failures_keep_the_last_one) {
         return previous.tv_sec * 1'000'000'000LL + previous.tv_nsec;
     };
     set_timestamps({{7, 100}, {9, 0}, {12, 0}}, 0);
-    EXPECT_EQ(read(), 0);
+    EXPECT_STATUS(read(), 0);
     EXPECT_EQ(previous_ns(), 7'000'000'100);
     fail_call(call::pcm_get_htimestamp, 1, -1);
-    EXPECT_EQ(read(), 0) << "a missing time costs no audio";
+    EXPECT_STATUS(read(), 0) << "a missing time costs no audio";
     EXPECT_TRUE(log_has("pcm_get_htimestamp get timstamp error : "));
     EXPECT_EQ(previous_ns(), 7'000'000'100);
     for (const int got : {-1, 0, 1535}) {
         fail_call(call::pcm_readi, 1, got);
-        EXPECT_EQ(read(), -EIO);
+        EXPECT_STATUS(read(), -EIO);
         EXPECT_TRUE(
             log_has("read size incorrect u32ReadFrame " + std::to_string(got) + " request 1536"));
         EXPECT_EQ(previous_ns(), 7'000'000'100);
     }
     // The first block after a restart has no previous one.
-    EXPECT_EQ(after_event(kActive), 0);
-    EXPECT_EQ(read(), 0);
+    EXPECT_STATUS(after_event(kActive), 0);
+    EXPECT_STATUS(read(), 0);
     EXPECT_FALSE(log_has("timestamp glitch"));
-    EXPECT_EQ(read(), 0) << "a gap costs no audio";
+    EXPECT_STATUS(read(), 0) << "a gap costs no audio";
     EXPECT_TRUE(log_has("check_timestamp", "timestamp glitch 2968 ms"));
 }
 
@@ -118,12 +119,12 @@ TEST_F(card_test, a_stage_that_refuses_the_block_ends_its_way) {
     for (const auto& row : rows) {
         fc_access::execute(*fc, FC_CLOSE);
         set_control("PCM Slave Format", 10);
-        ASSERT_EQ(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
-        ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
-        EXPECT_EQ(fc_access::process(*fc), 0);
+        ASSERT_STATUS(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
+        ASSERT_STATUS(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+        EXPECT_STATUS(fc_access::process(*fc), 0);
         row.script(*fc_access::in(*fc));
         clear_log();
-        EXPECT_EQ(fc_access::process(*fc), -EINVAL);
+        EXPECT_STATUS(fc_access::process(*fc), -EINVAL);
         EXPECT_TRUE(log_has(row.message));
         EXPECT_LE(log_count("process_fc fail"), log_count(row.message)) << "it goes no further";
     }
@@ -135,58 +136,58 @@ TEST_F(card_test, an_input_record_that_is_still_there_fails_the_open) {
     EXPECT_EQ(fc_access::in(*fc), nullptr) << "that record is released";
 }
 
-TEST_F(card_test, one_look_at_the_cards_events) {
-    const struct {
-        void (*script)();
-        int result;
-        const char* operation;
-        const char* message;
-        int restarts;
-    } rows[] = {
-        {[] {}, 0, "check_mixer_event", "no event received", 0},
-        {[] {
-             push_event(kActive);  // a wake-up without an event
-             fail_call(call::mixer_read_event, 1, 0);
-         },
-         0, "check_mixer_event", "no event received", 0},
-        {[] { fail_call(call::mixer_wait_event, 1, -ENODEV); }, -ENODEV, "check_mixer_event",
-         "mixer wait event fail (-19)", 0},
-        {[] {
-             push_event(kActive);
-             fail_call(call::mixer_read_event, 1, -EIO);
-         },
-         -EIO, "check_mixer_event", "mixer consume event fail(-5)", 0},
-        {[] { push_event(2); }, -EINVAL, "check_mixer_event", "unexpected event 2", 0},
-        {[] { push_event(0); }, -EINVAL, "check_mixer_event", "unexpected event 0", 0},
-        {[] {
-             push_event(kLayout);
-             remove_control("PCM Channel Layout");
-         },
-         -EINVAL, "check_mixer_event", "get channel layout fail", 0},
-        {[] {
-             push_event(kLayout);
-             fail_call(call::mixer_ctl_get_enum_string, 1, 0);
-         },
-         -EINVAL, "get_channel_layout", "get channel layout name fail", 0},
-        {[] { push_event(kLayout); }, -EINVAL, "check_mixer_event", "change channel layout fail",
-         0},
-        {[] {
-             push_event(kActive);
-             set_control("PCM Slave Active", 0);
-         },
-         0, "get_loopback_source", "I2S loopback", 1},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.message);
-        TearDown();
-        SetUp();
-        zel_format_converter::u32LOG_LEVEL = FC_LOG_TRACE;
-        row.script();
-        EXPECT_EQ(fc_access::check_event(*fc), row.result);
-        EXPECT_TRUE(log_has(row.operation, row.message));
-        EXPECT_EQ(calls_of(call::pcm_open), 1 + row.restarts);
-        EXPECT_EQ(fc_access::pending(*fc), row.restarts == 1);
-    }
+struct look {
+    void (*script)();
+    int result;
+    const char* operation;
+    const char* message;
+    int restarts;
+};
+const look kLooks[] = {
+    {[] {}, 0, "check_mixer_event", "no event received", 0},
+    {[] {
+         push_event(kActive);  // a wake-up without an event
+         fail_call(call::mixer_read_event, 1, 0);
+     },
+     0, "check_mixer_event", "no event received", 0},
+    {[] { fail_call(call::mixer_wait_event, 1, -ENODEV); }, -ENODEV, "check_mixer_event",
+     "mixer wait event fail (-19)", 0},
+    {[] {
+         push_event(kActive);
+         fail_call(call::mixer_read_event, 1, -EIO);
+     },
+     -EIO, "check_mixer_event", "mixer consume event fail(-5)", 0},
+    {[] { push_event(2); }, -EINVAL, "check_mixer_event", "unexpected event 2", 0},
+    {[] { push_event(0); }, -EINVAL, "check_mixer_event", "unexpected event 0", 0},
+    {[] {
+         push_event(kLayout);
+         remove_control("PCM Channel Layout");
+     },
+     -EINVAL, "check_mixer_event", "get channel layout fail", 0},
+    {[] {
+         push_event(kLayout);
+         fail_call(call::mixer_ctl_get_enum_string, 1, 0);
+     },
+     -EINVAL, "get_channel_layout", "get channel layout name fail", 0},
+    {[] { push_event(kLayout); }, -EINVAL, "check_mixer_event", "change channel layout fail", 0},
+    {[] {
+         push_event(kActive);
+         set_control("PCM Slave Active", 0);
+     },
+     0, "get_loopback_source", "I2S loopback", 1},
+};
+class card_events : public card_test, public testing::WithParamInterface<look> {};
+INSTANTIATE_TEST_SUITE_P(each, card_events, testing::ValuesIn(kLooks));
+
+TEST_P(card_events, one_look) {
+    const look& row = GetParam();
+    SCOPED_TRACE(row.message);
+    zel_format_converter::u32LOG_LEVEL = FC_LOG_TRACE;
+    row.script();
+    EXPECT_STATUS(fc_access::check_event(*fc), row.result);
+    EXPECT_TRUE(log_has(row.operation, row.message));
+    EXPECT_EQ(calls_of(call::pcm_open), 1 + row.restarts);
+    EXPECT_EQ(fc_access::pending(*fc), row.restarts == 1);
 }
 
 TEST_F(card_test, a_restart_is_tried_ten_times_and_a_later_event_brings_the_stream_back) {
@@ -215,17 +216,17 @@ TEST_F(card_test, a_restart_is_tried_ten_times_and_a_later_event_brings_the_stre
         EXPECT_FALSE(fc_access::pending(*fc));
         EXPECT_EQ(fc_access::in(*fc), nullptr);
         EXPECT_EQ(open_handles(), 1) << "the mixer";
-        EXPECT_EQ(read(), -EINVAL);
+        EXPECT_STATUS(read(), -EINVAL);
         EXPECT_TRUE(log_has("pcm not open yet"));
-        EXPECT_EQ(fc_access::check_event(*fc), 0) << "nothing is tried without a new event";
+        EXPECT_STATUS(fc_access::check_event(*fc), 0) << "nothing is tried without a new event";
         EXPECT_FALSE(fc_access::pending(*fc));
 
         reset_script();
-        EXPECT_EQ(after_event(kActive), 0);
+        EXPECT_STATUS(after_event(kActive), 0);
         EXPECT_EQ(calls_of(call::mixer_open), 0) << "the subscription stays";
         EXPECT_EQ(opened_streams().at(0).config.period_size, 1536U);
         EXPECT_EQ(open_handles(), 2);
-        EXPECT_EQ(fc_access::process(*fc), 0);
+        EXPECT_STATUS(fc_access::process(*fc), 0);
         fc_access::pending(*fc) = false;
     }
 }
@@ -241,16 +242,16 @@ TEST_F(card_test, what_is_missing_is_told_as_minus_one) {
 }
 
 TEST_F(card_test, a_restart_that_a_close_follows_is_not_announced_in_the_next_stream) {
-    ASSERT_EQ(after_event(kActive), 0);
-    ASSERT_EQ(fc_access::execute(*fc, FC_CLOSE), 0);
-    ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+    ASSERT_STATUS(after_event(kActive), 0);
+    ASSERT_STATUS(fc_access::execute(*fc, FC_CLOSE), 0);
+    ASSERT_STATUS(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
     EXPECT_FALSE(fc_access::pending(*fc));
 }
 
 TEST_F(card_test, newer_events_come_first_while_a_restart_is_pending) {
     for (const int failures : {3, 9}) {  // the count starts anew with every event
         fail_call(call::pcm_open, 1, 0, failures);
-        EXPECT_EQ(after_event(kActive), 0);
+        EXPECT_STATUS(after_event(kActive), 0);
         EXPECT_FALSE(log_has("fatal error"));
     }
     // Further source changes are further attempts in the same count, without a wait.
@@ -261,8 +262,8 @@ TEST_F(card_test, newer_events_come_first_while_a_restart_is_pending) {
     }
     EXPECT_EQ(after_event(kActive), -1);
     EXPECT_EQ(log_count("restart fc fail count"), 10U);
-    EXPECT_EQ(fc_access::check_event(*fc), 0) << "two events were left";
-    EXPECT_EQ(fc_access::check_event(*fc), 0);
+    EXPECT_STATUS(fc_access::check_event(*fc), 0) << "two events were left";
+    EXPECT_STATUS(fc_access::check_event(*fc), 0);
     EXPECT_EQ(calls_of(call::pcm_open), 1 + 4 + 10 + 10 + 2);
 
     // Other events end the call, and the pending restart with it.
@@ -270,11 +271,11 @@ TEST_F(card_test, newer_events_come_first_while_a_restart_is_pending) {
         clear_log();
         fail_call(call::pcm_open, 1, 0, 10);
         push_event(kActive);
-        EXPECT_EQ(after_event(numid), -EINVAL);
+        EXPECT_STATUS(after_event(numid), -EINVAL);
         EXPECT_EQ(log_count("restart fc fail count"), 1U);
-        EXPECT_EQ(fc_access::check_event(*fc), 0);
+        EXPECT_STATUS(fc_access::check_event(*fc), 0);
         fail_call(call::pcm_open, 1, 0, 0);
-        EXPECT_EQ(after_event(kActive), 0);
+        EXPECT_STATUS(after_event(kActive), 0);
     }
 }
 
@@ -287,8 +288,8 @@ TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart
                             "Parameters":[0,1,1,0]}]})");
     const std::string delay = write_file("delay.json", R"({"DelayCoefficientEnable":true,
         "ChannelDelayMilliseconds":[{"InputChannel":2,"Parameters":[1,0]}]})");
-    ASSERT_EQ(fc->set(PROP_MIXING_JSON_PATH, mixing.c_str()), 0);
-    ASSERT_EQ(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
+    ASSERT_STATUS(fc->set(PROP_MIXING_JSON_PATH, mixing.c_str()), 0);
+    ASSERT_STATUS(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
     // An open; a restart; one that a layout change ends at its first failure.
     for (const int events : {0, 1, 2}) {
         const bool restarts = events > 0;
@@ -298,7 +299,7 @@ TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart
             SCOPED_TRACE(testing::Message() << events << " events, allocation " << ++nth);
             fc_access::execute(*fc, FC_CLOSE);
             if (restarts) {
-                ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+                ASSERT_STATUS(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
                 push_event(kActive);
             }
             if (events == 2) {
@@ -312,7 +313,7 @@ TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart
             const std::size_t failures = log_count("restart fc fail count");
             ASSERT_LE(failures, 1U);
             if (status != 0 && !restarts) {
-                EXPECT_EQ(status, -ENOMEM);
+                EXPECT_STATUS(status, -ENOMEM);
                 EXPECT_TRUE(fc_access::holds_nothing(*fc));
                 EXPECT_EQ(open_handles(), 0);
                 ++refused;
@@ -324,12 +325,12 @@ TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart
                 EXPECT_EQ(fc_access::in(*fc), nullptr);
                 continue;
             }
-            ASSERT_EQ(status, 0);
+            ASSERT_STATUS(status, 0);
             EXPECT_EQ(events == 2 ? fc_access::check_event(*fc) : 0, 0) << "the layout's turn";
             EXPECT_EQ(open_handles(), 2);
             const std::int16_t frame[] = {11, 22};
             std::memcpy(fc_access::in(*fc)->pu8Buf.get(), frame, sizeof(frame));
-            EXPECT_EQ(fc_access::process(*fc), 0);
+            EXPECT_STATUS(fc_access::process(*fc), 0);
             const auto* out = reinterpret_cast<std::int16_t*>(fc_access::out(*fc)->pu8Buf.get());
             EXPECT_EQ(out[0], 22) << "channel 1, not delayed";
             EXPECT_EQ(out[48 * 2 + 1], 11) << "channel 0, by 1 ms";

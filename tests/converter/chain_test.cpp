@@ -9,6 +9,7 @@
 
 #include "converter_access.h"
 #include "expect_log.h"
+#include "status.h"
 
 using namespace zel_test;
 
@@ -24,7 +25,7 @@ class chain_test : public testing::Test {
             refuse_rate(rate, "cannot set hw params");
         }
         fc = fc_access::make();
-        ASSERT_EQ(fc_access::open_here(*fc, client_config(rate, format), PCM_IN), 0);
+        ASSERT_STATUS(fc_access::open_here(*fc, client_config(rate, format), PCM_IN), 0);
         out = fc_access::out(*fc);
         std::memset(fc_access::in(*fc)->pu8Buf.get(), 0x11, fc_access::in(*fc)->u32BufSize);
         std::memset(out->pu8Buf.get(), 0x55, out->u32BufSize);
@@ -59,7 +60,7 @@ TEST_F(chain_test, blocks_of_another_size_than_the_clients) {
     };
     for (const auto& row : rows) {
         open(row.rate, row.format, row.refused);
-        EXPECT_EQ(fc_access::process(*fc), 0);
+        EXPECT_STATUS(fc_access::process(*fc), 0);
         EXPECT_TRUE(log_has(row.message));
         EXPECT_EQ(sounding_bytes(), row.sounding);
         fc_access::execute(*fc, FC_CLOSE);
@@ -72,26 +73,26 @@ TEST_F(chain_test, truncation_and_padding_are_for_their_widths_alone) {
     std::int16_t narrow[2] = {0x1234, -1};
     unsigned int bytes = 4;
     ASSERT_NE(fc_access::padding(*fc), nullptr);
-    EXPECT_EQ(fc_access::padding(*fc)(narrow, &bytes, wide, 16, 32), 0);
+    EXPECT_STATUS(fc_access::padding(*fc)(narrow, &bytes, wide, 16, 32), 0);
     EXPECT_EQ(bytes, 8U);
     EXPECT_EQ(wide[0], 0x12340000);
     EXPECT_EQ(wide[2], 0x55555555);
     for (const auto& [from, to] : {std::pair{32U, 32U}, {16U, 16U}, {32U, 16U}}) {
-        EXPECT_EQ(fc_access::padding(*fc)(narrow, &bytes, wide, from, to), -EINVAL);
+        EXPECT_STATUS(fc_access::padding(*fc)(narrow, &bytes, wide, from, to), -EINVAL);
     }
     EXPECT_EQ(log_count("padding_sample_bit  :"), 3U);
     fc_access::execute(*fc, FC_CLOSE);
 
     reset_script();
     set_control("PCM Slave Format", 10);
-    ASSERT_EQ(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+    ASSERT_STATUS(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
     ASSERT_NE(fc_access::truncation(*fc), nullptr);
-    EXPECT_EQ(fc_access::truncation(*fc)(wide, &bytes, 32, 16), 0);
+    EXPECT_STATUS(fc_access::truncation(*fc)(wide, &bytes, 32, 16), 0);
     EXPECT_EQ(bytes, 4U);
     EXPECT_EQ(std::memcmp(wide, narrow, 4), 0);
     EXPECT_EQ(wide[1], -65536) << "nothing behind the samples is written";
     for (const auto& [from, to] : {std::pair{32U, 32U}, {16U, 16U}, {16U, 32U}}) {
-        EXPECT_EQ(fc_access::truncation(*fc)(wide, &bytes, from, to), -EINVAL);
+        EXPECT_STATUS(fc_access::truncation(*fc)(wide, &bytes, from, to), -EINVAL);
     }
     EXPECT_EQ(bytes, 4U);
 }

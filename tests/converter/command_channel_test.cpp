@@ -17,6 +17,7 @@
 #include "converter_access.h"
 #include "expect_log.h"
 #include "footprint.h"
+#include "status.h"
 #include "system_faults.h"
 
 using namespace zel_test;
@@ -28,7 +29,7 @@ class command_channel : public testing::Test {
     void SetUp() override { fc = fc_access::make(); }
     /// Starts a stream whose worker waits at the card.
     void start_held() {
-        ASSERT_EQ(start_stream(*fc), 0);
+        ASSERT_STATUS(start_stream(*fc), 0);
         ASSERT_TRUE(eventually([] { return calls_of(call::pcm_readi) > 0; }));
         clear_log();
     }
@@ -78,20 +79,20 @@ TEST_F(command_channel, status_machine) {
 
 TEST_F(command_channel, without_pipes_fails_every_command) {
     const int kept = std::exchange(fc_access::command_pipe(*fc)[1], 0);
-    EXPECT_EQ(fc->close(), -EIO);
-    EXPECT_EQ(fc->start(), -EIO);
+    EXPECT_STATUS(fc->close(), -EIO);
+    EXPECT_STATUS(fc->start(), -EIO);
     fc_access::command_pipe(*fc)[1] = kept;
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(fc->close(), 0);
 }
 
 TEST_F(command_channel, a_result_that_cannot_be_read_is_an_error_at_once) {
     const int unreadable = eventfd(1, EFD_NONBLOCK);  // in four bytes
     const int kept = std::exchange(fc_access::result_pipe(*fc)[0], unreadable);
-    EXPECT_EQ(fc->start(), -EIO);
+    EXPECT_STATUS(fc->start(), -EIO);
     EXPECT_TRUE(log_has("read command 2 result size -1 incorrect 4 errno 22"));
     fc_access::result_pipe(*fc)[0] = kept;
     close(unreadable);
-    EXPECT_EQ(fc->close(), 0) << "behind the result that came meanwhile";
+    EXPECT_STATUS(fc->close(), 0) << "behind the result that came meanwhile";
 }
 
 TEST_F(command_channel, works_in_a_process_without_standard_input) {
@@ -105,7 +106,7 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
             EXPECT_GT(ends[0], 0);
             EXPECT_GT(ends[1], 0);
         }
-        EXPECT_EQ(fc->close(), 0);
+        EXPECT_STATUS(fc->close(), 0);
         fc.reset();
         EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
     }
@@ -125,7 +126,7 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
     fc = fc_access::make();
     EXPECT_EQ(fcntl(0, F_GETFD), -1);
     EXPECT_EQ(fcntl(taken.back(), F_GETFD), -1);
-    EXPECT_EQ(fc->close(), -EIO);
+    EXPECT_STATUS(fc->close(), -EIO);
     std::for_each(taken.begin(), taken.end(), ::close);
     setrlimit(RLIMIT_NOFILE, &before);
     dup2(kept, 0);
@@ -133,7 +134,7 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
 }
 
 TEST_F(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_STATUS(fc->open(&config, PCM_IN), 0);
     const pid_t child = fork();
     if (child == 0) {
         char area[zel_format_converter::kMaxPathBytes] = {};
@@ -147,28 +148,28 @@ TEST_F(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
     }
     int status = -1;
     waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(status, 0);
+    EXPECT_STATUS(fc->close(), 0);
 }
 
 TEST_F(command_channel, skips_exactly_the_results_that_came_too_late) {
     start_held();
     fc_access::timeout_ms(*fc) = 20;
-    EXPECT_EQ(fc->start(), -ETIME);              // its late result is -22
-    EXPECT_EQ(fc_access::send(*fc, 7), -ETIME);  // and so is this one's
+    EXPECT_STATUS(fc->start(), -ETIME);              // its late result is -22
+    EXPECT_STATUS(fc_access::send(*fc, 7), -ETIME);  // and so is this one's
     EXPECT_TRUE(log_has("wait command 2 result timeout"));
     EXPECT_TRUE(log_has("wait command 7 result timeout"));
     fc_access::timeout_ms(*fc) = 1000;
     allow_reads(-1);
-    EXPECT_EQ(fc->close(), 0);
-    EXPECT_EQ(fc->start(), -EINVAL);
-    EXPECT_EQ(fc->open(&config, PCM_IN), 0);
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(fc->close(), 0);
+    EXPECT_STATUS(fc->start(), -EINVAL);
+    EXPECT_STATUS(fc->open(&config, PCM_IN), 0);
+    EXPECT_STATUS(fc->close(), 0);
     EXPECT_EQ(open_handles(), 0);
 }
 
 TEST_F(command_channel, forty_bytes_go_through_the_pipe_and_four_are_the_result) {
-    ASSERT_EQ(fc_access::send(*fc, FC_EXIT), 0);  // from here on the test is the worker
+    ASSERT_STATUS(fc_access::send(*fc, FC_EXIT), 0);  // from here on the test is the worker
     ASSERT_TRUE(eventually([this] { return fc_access::has_ended(*fc).load(); }));
     fc_access::has_ended(*fc) = false;
     using words = std::vector<std::uint32_t>;
@@ -192,7 +193,7 @@ TEST_F(command_channel, forty_bytes_go_through_the_pipe_and_four_are_the_result)
     }
     // A stale result in between costs a sender the time that it took to come, and no more.
     fc_access::timeout_ms(*fc) = 20;
-    EXPECT_EQ(fc->start(), -ETIME);
+    EXPECT_STATUS(fc->start(), -ETIME);
     fc_access::timeout_ms(*fc) = 5000;
     take_poll_timeouts();
     std::vector<int> waits;
@@ -254,16 +255,16 @@ TEST_F(command_channel, the_end_gives_up_its_turn_when_a_client_keeps_its_own) {
 
 TEST_F(command_channel, nothing_is_asked_after_the_end) {
     char area[zel_format_converter::kMaxPathBytes] = {};
-    ASSERT_EQ(start_stream(*fc), 0);
+    ASSERT_STATUS(start_stream(*fc), 0);
     allow_reads(-1);
     fc_access::end(*fc);
     EXPECT_EQ(open_handles(), 0);
     clear_log();
-    EXPECT_EQ(fc->open(&config, PCM_IN), -EIO);
-    EXPECT_EQ(fc->start(), -EIO);
-    EXPECT_EQ(fc->read(area, 1), -EIO);
-    EXPECT_EQ(fc->get(PROP_LOG_LEVEL, area), -EIO);
-    EXPECT_EQ(fc->close(), 0) << "there is nothing left to do";
+    EXPECT_STATUS(fc->open(&config, PCM_IN), -EIO);
+    EXPECT_STATUS(fc->start(), -EIO);
+    EXPECT_STATUS(fc->read(area, 1), -EIO);
+    EXPECT_STATUS(fc->get(PROP_LOG_LEVEL, area), -EIO);
+    EXPECT_STATUS(fc->close(), 0) << "there is nothing left to do";
     EXPECT_EQ(log_count("the process ends"), 5U);
     EXPECT_EQ(log_count("command channel is not open"), 0U);
 }
@@ -275,9 +276,9 @@ TEST_F(command_channel, a_worker_that_has_ended_is_not_waited_for) {
     ASSERT_TRUE(eventually([this] { return fc_access::has_ended(*fc).load(); }));
     ASSERT_TRUE(stop_failing_system_calls());
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(fc->open(&config, PCM_IN), -ETIME);
+    EXPECT_STATUS(fc->open(&config, PCM_IN), -ETIME);
     EXPECT_TRUE(log_has("send_command", "command 1 finds no worker, it has ended"));
-    EXPECT_EQ(fc->close(), -ETIME);
+    EXPECT_STATUS(fc->close(), -ETIME);
     fc.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
 }
@@ -301,22 +302,22 @@ TEST_F(command_channel, memory_that_runs_out_while_the_converter_is_built_leaves
         EXPECT_EQ(sigismember(&blocked, SIGTERM), 0);
     }
     EXPECT_TRUE(log_has("create_fc_task", "create routine thread fail std::bad_alloc"));
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(fc->close(), 0);
 }
 
 TEST_F(command_channel, properties_refuse_what_is_none_and_areas_that_are_missing) {
     char area[zel_format_converter::kMaxPathBytes] = {};
     for (const property_e none : {PROP_COUNT, static_cast<property_e>(PROP_COUNT + 1)}) {
-        EXPECT_EQ(fc->get(none, area), -EINVAL);
-        EXPECT_EQ(fc->set(none, area), -EINVAL);
+        EXPECT_STATUS(fc->get(none, area), -EINVAL);
+        EXPECT_STATUS(fc->set(none, area), -EINVAL);
     }
     for (unsigned int property = 0; property < static_cast<unsigned int>(PROP_COUNT); ++property) {
         clear_log();
-        EXPECT_EQ(fc->get(static_cast<property_e>(property), nullptr), -EINVAL);
-        EXPECT_EQ(fc->set(static_cast<property_e>(property), nullptr), -EINVAL);
+        EXPECT_STATUS(fc->get(static_cast<property_e>(property), nullptr), -EINVAL);
+        EXPECT_STATUS(fc->set(static_cast<property_e>(property), nullptr), -EINVAL);
         EXPECT_EQ(log_count("invalid data"), 2U);
     }
-    EXPECT_EQ(fc->set(PROP_TIMESTAMP, area), 0);
+    EXPECT_STATUS(fc->set(PROP_TIMESTAMP, area), 0);
     EXPECT_TRUE(log_has("undefine 2 property"));
 }
 

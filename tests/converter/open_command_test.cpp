@@ -4,6 +4,7 @@
 
 #include "converter_access.h"
 #include "expect_log.h"
+#include "status.h"
 
 using namespace zel_test;
 
@@ -69,9 +70,9 @@ TEST(open_command, that_fails_leaves_nothing_and_the_next_one_works) {
         EXPECT_TRUE(fc_access::holds_nothing(*fc));
         EXPECT_EQ(open_handles(), 0);
         reset_script();
-        EXPECT_EQ(fc->open(&config, PCM_IN), 0);
+        EXPECT_STATUS(fc->open(&config, PCM_IN), 0);
         EXPECT_EQ(open_handles(), 2);
-        EXPECT_EQ(fc->close(), 0);
+        EXPECT_STATUS(fc->close(), 0);
         EXPECT_EQ(open_handles(), 0);
     }
 }
@@ -85,7 +86,7 @@ TEST(open_command, refuses_blocks_without_a_sample) {
           ctl_cmd::config{0, 48000, 1536, 4, 0, 1, 2, 3},
           ctl_cmd::config{0xFFFFFFFF, 0, 1536, 4, 0, 1, 2, 3}}) {
         clear_log();
-        EXPECT_EQ(fc_access::send(*fc, ctl_cmd{FC_OPEN, config, PCM_IN}), -EINVAL);
+        EXPECT_STATUS(fc_access::send(*fc, ctl_cmd{FC_OPEN, config, PCM_IN}), -EINVAL);
         EXPECT_TRUE(log_has("no sample in a block of the client"));
         EXPECT_TRUE(fc_access::holds_nothing(*fc));
     }
@@ -101,7 +102,7 @@ TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {
         refuse_rate(16000, "cannot set hw params");
         const fc_access::owner fc = fc_access::make();
         const pcm_config config = client_config(16000);
-        ASSERT_EQ(fc->open(&config, PCM_IN | PCM_NONBLOCK), 0);
+        ASSERT_STATUS(fc->open(&config, PCM_IN | PCM_NONBLOCK), 0);
         const auto opened = opened_streams();
         ASSERT_EQ(opened.size(), 2U);
         EXPECT_EQ(opened[0].config.rate, 16000U);
@@ -114,7 +115,7 @@ TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {
         EXPECT_EQ(flags, unsigned{PCM_IN}) << "the worker's read must block";
         EXPECT_EQ(card, 3U);
         EXPECT_EQ(device, 5U);
-        EXPECT_EQ(fc->close(), 0);
+        EXPECT_STATUS(fc->close(), 0);
     }
 }
 

@@ -13,6 +13,7 @@
 #include "converter_access.h"
 #include "expect_log.h"
 #include "footprint.h"
+#include "status.h"
 #include "system_faults.h"
 
 using zel_test::call;
@@ -28,25 +29,25 @@ TEST(routine, reads_find_the_newest_time_and_an_open_forgets_them) {
     const auto expect_found = [&fc](time_t sec, long nsec, std::uint32_t frames) {
         std::uint32_t left = 1;
         timespec ts{1, 1};
-        EXPECT_EQ(fc->get(PROP_AVAIL_FRAMES, &left), 0);
-        EXPECT_EQ(fc->get(PROP_TIMESTAMP, &ts), 0);
+        EXPECT_STATUS(fc->get(PROP_AVAIL_FRAMES, &left), 0);
+        EXPECT_STATUS(fc->get(PROP_TIMESTAMP, &ts), 0);
         EXPECT_EQ(ts.tv_sec, sec);
         EXPECT_EQ(ts.tv_nsec, nsec);
         EXPECT_EQ(left, frames);
     };
-    ASSERT_EQ(zel_test::start_stream(*fc, zel_test::client_config(16000)), 0);
+    ASSERT_STATUS(zel_test::start_stream(*fc, zel_test::client_config(16000)), 0);
     zel_test::allow_reads(2);
     ASSERT_TRUE(zel_test::eventually([] { return zel_test::calls_of(call::pcm_readi) == 3; }));
     std::uint8_t data[2048];
     ASSERT_EQ(fc->read(data, sizeof(data)), 2048);
     expect_found(10, 32'000'000 + 7 * 48, 512);  // adjusted at the card's rate, not at the client's
     zel_test::allow_reads(-1);
-    EXPECT_EQ(fc->close(), 0);
-    EXPECT_EQ(fc->read(data, sizeof(data)), -EINVAL);
+    EXPECT_STATUS(fc->close(), 0);
+    EXPECT_STATUS(fc->read(data, sizeof(data)), -EINVAL);
     const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_STATUS(fc->open(&config, PCM_IN), 0);
     expect_found(0, 0, 0);
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(fc->close(), 0);
 }
 
 /// How long the worker has waited between its capture cycles so far, in milliseconds. Without a
@@ -77,7 +78,7 @@ TEST(routine, waits_one_block_from_a_cards_second_failure_in_a_row_on) {
             zel_test::fail_call(row.failing, 1, -ENODEV, times);
             zel_test::push_event(1);  // for the read of one
         };
-        ASSERT_EQ(zel_test::start_stream(*fc), 0);
+        ASSERT_STATUS(zel_test::start_stream(*fc), 0);
         zel_test::allow_reads(1);
         ASSERT_TRUE(zel_test::eventually(zel_test::card_is_idle));
         fail(3);
@@ -91,11 +92,11 @@ TEST(routine, waits_one_block_from_a_cards_second_failure_in_a_row_on) {
         fail(1'000'000);
         zel_test::allow_reads(1);
         ASSERT_TRUE(zel_test::eventually([&] { return zel_test::calls_of(row.failing) > 8; }));
-        EXPECT_EQ(fc->close(), 0);
+        EXPECT_STATUS(fc->close(), 0);
         zel_test::reset_script();
         cycle_waits();
         fail(1);
-        ASSERT_EQ(zel_test::start_stream(*fc), 0);
+        ASSERT_STATUS(zel_test::start_stream(*fc), 0);
         ASSERT_TRUE(zel_test::eventually(zel_test::card_is_idle));
         EXPECT_EQ(cycle_waits(), std::vector<int>{0}) << "a new stream's first failure";
         zel_test::allow_reads(-1);
@@ -106,12 +107,12 @@ TEST(routine, a_stream_that_is_only_opened_leaves_the_worker_asleep) {
     zel_test::reset_script();
     const fc_access::owner fc = fc_access::make();
     const pcm_config config = zel_test::client_config();
-    ASSERT_EQ(fc->open(&config, PCM_IN), 0);
+    ASSERT_STATUS(fc->open(&config, PCM_IN), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     const int waits = zel_test::calls_of(zel_test::system_call::epoll_wait);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(zel_test::calls_of(zel_test::system_call::epoll_wait), waits);
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(fc->close(), 0);
 }
 
 TEST(routine, takes_neither_rounding_nor_signals_from_the_first_client) {
@@ -129,13 +130,13 @@ TEST(routine, takes_neither_rounding_nor_signals_from_the_first_client) {
     std::fesetround(FE_UPWARD);
     const fc_access::owner fc = fc_access::make();
     std::fesetround(FE_TONEAREST);
-    ASSERT_EQ(zel_test::start_stream(*fc), 0);
+    ASSERT_STATUS(zel_test::start_stream(*fc), 0);
     zel_test::allow_reads(-1);
     EXPECT_TRUE(zel_test::eventually([&] { return rounding != -1; }));
     EXPECT_EQ(rounding, FE_TONEAREST);
     EXPECT_FALSE(handles_requests);
     EXPECT_TRUE(handles_faults) << "or no crash handler tells of a crash of this thread";
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(fc->close(), 0);
 }
 
 /// ZEL_BLOCKS names another number than the one that suits a test run; the client reads along.
@@ -168,7 +169,8 @@ TEST(routine, any_number_of_blocks_allocates_nothing_says_nothing_and_leaves_all
     });
     const fc_access::owner fc = fc_access::make();
     zel_test::refuse_rate(16000, "cannot set hw params: Invalid argument");
-    ASSERT_EQ(zel_test::start_stream(*fc, zel_test::client_config(16000, PCM_FORMAT_S32_LE)), 0);
+    ASSERT_STATUS(zel_test::start_stream(*fc, zel_test::client_config(16000, PCM_FORMAT_S32_LE)),
+                  0);
     std::uint8_t data[4096];
     zel_test::allow_reads(blocks);
     while (done < blocks) {
@@ -181,7 +183,7 @@ TEST(routine, any_number_of_blocks_allocates_nothing_says_nothing_and_leaves_all
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(after.threads, before.threads);
     zel_test::allow_reads(-1);
-    EXPECT_EQ(fc->close(), 0);
+    EXPECT_STATUS(fc->close(), 0);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "converter_access.h"
 #include "expect_log.h"
+#include "status.h"
 #include "test_folder.h"
 
 using namespace zel_test;
@@ -20,9 +21,9 @@ constexpr int kBlocks = 100;
 /// Opens, starts, reads once, sees a restart and a new layout in so many blocks, closes and ends.
 void live(const std::string& mixing, const std::string& delay) {
     const fc_access::owner fc = fc_access::make();
-    EXPECT_EQ(fc->set(PROP_MIXING_JSON_PATH, mixing.c_str()), 0);
-    EXPECT_EQ(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
-    EXPECT_EQ(start_stream(*fc, client_config(16000, PCM_FORMAT_S32_LE)), 0);
+    EXPECT_STATUS(fc->set(PROP_MIXING_JSON_PATH, mixing.c_str()), 0);
+    EXPECT_STATUS(fc->set(PROP_DELAY_JSON_PATH, delay.c_str()), 0);
+    EXPECT_STATUS(start_stream(*fc, client_config(16000, PCM_FORMAT_S32_LE)), 0);
     push_event(1);
     push_event(6);
     allow_reads(kBlocks - 1);

@@ -10,6 +10,7 @@
 
 #include "allocation_faults.h"
 #include "expect_log.h"
+#include "status.h"
 #include "stream_config.h"
 #include "test_folder.h"
 #include "zel_channel_delay.h"
@@ -57,13 +58,13 @@ TEST_P(channel_delay_test, shifts_each_channel_whatever_the_block_sizes) {
     }
     std::vector<std::uint8_t> out(in.size(), 0xAA);
     zel_channel_delay stage;
-    ASSERT_EQ(stage.init(delay_file(c.delays_ms), &config), 0);
+    ASSERT_STATUS(stage.init(delay_file(c.delays_ms), &config), 0);
     for (std::size_t at = 0; at < kFrames;) {
         const std::size_t block =
             std::min<std::size_t>(random() % 4 == 0 ? random() % 8 : random() % 3000, kFrames - at);
-        ASSERT_EQ(stage.process(in.data() + at * frame, out.data() + at * frame,
-                                static_cast<int>(block * frame)),
-                  0);
+        ASSERT_STATUS(stage.process(in.data() + at * frame, out.data() + at * frame,
+                                    static_cast<int>(block * frame)),
+                      0);
         at += block;
     }
     for (std::size_t f = 0; f < kFrames; ++f) {
@@ -94,45 +95,45 @@ TEST(channel_delay, states_and_bad_calls) {
     std::vector<std::int16_t> in(960, 3);
     std::vector<std::int16_t> out(960, -1);
     zel_channel_delay stage;
-    EXPECT_EQ(stage.process(in.data(), out.data(), 8), -EINVAL);
+    EXPECT_STATUS(stage.process(in.data(), out.data(), 8), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("delay buffer is invalid"));
-    EXPECT_EQ(stage.init(path, nullptr), -EINVAL);
+    EXPECT_STATUS(stage.init(path, nullptr), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("pointer of pcm configs is invalid"));
 
-    ASSERT_EQ(stage.init(path, &config), 0);
-    EXPECT_EQ(stage.process(in.data(), out.data(), 6), -EINVAL);
+    ASSERT_STATUS(stage.init(path, &config), 0);
+    EXPECT_STATUS(stage.process(in.data(), out.data(), 6), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("input buffer size is not the multiple of frame size"));
-    EXPECT_EQ(stage.process(in.data(), out.data(), -4), -EINVAL);
-    EXPECT_EQ(stage.process(nullptr, out.data(), 4), -EINVAL);
+    EXPECT_STATUS(stage.process(in.data(), out.data(), -4), -EINVAL);
+    EXPECT_STATUS(stage.process(nullptr, out.data(), 4), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("buffer is invalid in = (nil), out = 0x"));
     EXPECT_EQ(out, std::vector<std::int16_t>(960, -1)) << "a refused block writes nothing";
 
-    EXPECT_EQ(stage.init(path, &config), -EINVAL);
+    EXPECT_STATUS(stage.init(path, &config), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("delay buffer alredy exist"));
     EXPECT_TRUE(zel_test::log_has("create delay matrix fail"));
     EXPECT_FALSE(zel_channel_delay_access::holds_lines(stage));
 
     zel_channel_delay_buffer* lines = nullptr;
-    EXPECT_EQ(stage.create_delay_buffer(&lines, nullptr, nullptr), -EINVAL);
+    EXPECT_STATUS(stage.create_delay_buffer(&lines, nullptr, nullptr), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("pcm config : (nil) is invalid"));
-    EXPECT_EQ(stage.destroy_delay_buffer(&lines, 0), 0);
-    EXPECT_EQ(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
+    EXPECT_STATUS(stage.destroy_delay_buffer(&lines, 0), 0);
+    EXPECT_STATUS(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));
     EXPECT_EQ(zel_channel_delay::delay_frames(10'000, 768'000), 7'680'000U);
     const pcm_config fastest = zel_test::stream_config(1, 400'000'000, PCM_FORMAT_S32_LE);
     zel_channel_delay_buffer line;
     EXPECT_EQ(line.create(1, &config), 0);
     EXPECT_EQ(line.delay_frames(), 48U);
-    EXPECT_EQ(line.create(10'000, &fastest), -ENOMEM) << "16 GB";
+    EXPECT_STATUS(line.create(10'000, &fastest), -ENOMEM) << "16 GB";
     EXPECT_EQ(line.delay_frames(), 0U) << "nothing of the line before";
 
-    ASSERT_EQ(stage.init(delay_file({0, 0}), &config), 0);
+    ASSERT_STATUS(stage.init(delay_file({0, 0}), &config), 0);
     EXPECT_TRUE(zel_test::log_has("delay module bypass mode enable"));
     stage.deinit();
-    EXPECT_EQ(stage.process(in.data(), out.data(), 1920), 0) << "bypass survives deinit";
+    EXPECT_STATUS(stage.process(in.data(), out.data(), 1920), 0) << "bypass survives deinit";
     EXPECT_EQ(out, in);
-    ASSERT_EQ(stage.init(delay_file({1, 0}), &config), 0);
-    EXPECT_EQ(stage.process(in.data(), out.data(), 1920), 0);
+    ASSERT_STATUS(stage.init(delay_file({1, 0}), &config), 0);
+    EXPECT_STATUS(stage.process(in.data(), out.data(), 1920), 0);
     EXPECT_EQ(out[47 * 2], 0) << "an init with delays ends the bypass";
     EXPECT_EQ(out[48 * 2], 3);
 }
@@ -147,7 +148,7 @@ TEST(channel_delay, memory_that_runs_out_in_an_init_leaves_no_line) {
         zel_test::fail_allocation(failed + 1);
         const int status = stage.init(path, &config);
         struck = zel_test::stop_failing_allocations();
-        EXPECT_EQ(status, struck ? -ENOMEM : 0) << "allocation " << failed + 1;
+        EXPECT_STATUS(status, struck ? -ENOMEM : 0) << "allocation " << failed + 1;
         EXPECT_EQ(zel_channel_delay_access::holds_lines(stage), !struck);
         EXPECT_EQ(zel_test::log_has("create delay matrix fail"), struck);
     }
@@ -157,9 +158,9 @@ TEST(channel_delay, memory_that_runs_out_in_an_init_leaves_no_line) {
 TEST(channel_delay, entry_points_refuse_a_null_path_silently) {
     zel_test::clear_log();
     const pcm_config config = zel_test::stream_config(2, 48000, PCM_FORMAT_S16_LE);
-    EXPECT_EQ(zel_fc_lib_delay_init(nullptr, &config), -EINVAL);
+    EXPECT_STATUS(zel_fc_lib_delay_init(nullptr, &config), -EINVAL);
     EXPECT_EQ(zel_test::log_count(""), 0U);
-    EXPECT_EQ(zel_fc_lib_delay_deinit(), 0);
+    EXPECT_STATUS(zel_fc_lib_delay_deinit(), 0);
 }
 
 }  // namespace

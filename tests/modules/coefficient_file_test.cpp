@@ -12,6 +12,7 @@
 
 #include "expect_log.h"
 #include "known_bad.h"
+#include "status.h"
 #include "stream_config.h"
 #include "system_faults.h"
 #include "test_folder.h"
@@ -25,16 +26,12 @@ std::vector<unsigned int> delay_table(const std::string& path, unsigned int chan
     zel_channel_delay stage;
     const pcm_config config = zel_test::stream_config(channels);
     unsigned int* values = nullptr;
-    EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), 0);
+    EXPECT_STATUS(stage.create_delay_coefficient(path, &values, &config), 0);
     std::vector<unsigned int> result(values, values + channels);
-    EXPECT_EQ(stage.create_delay_coefficient(path, &values, &config), -EINVAL);
+    EXPECT_STATUS(stage.create_delay_coefficient(path, &values, &config), -EINVAL);
     stage.destroy_delay_coefficient(&values);
     EXPECT_EQ(values, nullptr);
     return result;
-}
-
-std::string file_with(const std::string& text) {
-    return zel_test::write_file("coefficients.json", text);
 }
 
 std::string mixing_text(const std::string& entries) {
@@ -46,7 +43,7 @@ std::vector<float> load_mixing(const std::string& path, unsigned int in, const c
     const pcm_config in_config = zel_test::stream_config(in);
     const pcm_config out_config = zel_test::stream_config(out);
     zel_channel_mixing stage;
-    EXPECT_EQ(stage.init(path, layout, &in_config, &out_config), 0);
+    EXPECT_STATUS(stage.init(path, layout, &in_config, &out_config), 0);
     return {stage.matrix().begin(), stage.matrix().end()};
 }
 
@@ -68,7 +65,7 @@ TEST(mixing_file, odd_texts_are_read) {
     for (const std::string& text : texts) {
         zel_test::clear_log();
         testing::internal::CaptureStderr();
-        EXPECT_EQ(load_mixing(file_with(text), 2, "2.0", 2), swap) << text;
+        EXPECT_EQ(load_mixing(zel_test::file_with(text), 2, "2.0", 2), swap) << text;
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         EXPECT_TRUE(zel_test::log_has("use mixing coefficient 2(2.0) => 2")) << text;
     }
@@ -81,7 +78,7 @@ TEST(mixing_file, a_weight_is_what_rounds_to_a_finite_float) {
                                                      {"3.4028235677973366e38", 1},  // half-way
                                                      {"1e-99", 0}};
     for (const auto& [text, weight] : weights) {
-        const std::string file = file_with(mixing_text(
+        const std::string file = zel_test::file_with(mixing_text(
             std::string(R"({"InputChannel":1,"InputChannelLayout":"1","OutputChannel":1,)") +
             R"("Parameters":[)" + text + "]}"));
         EXPECT_EQ(load_mixing(file, 1, "1", 1), std::vector<float>{weight}) << text;
@@ -94,8 +91,8 @@ TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
             "Parameters":[1,1,1,1,1,1,1,1]},
            {"InputChannel":8,"InputChannelLayout":"5.1","OutputChannel":1,
             "Parameters":[2,2,2,2,2,2,2,2]})");
-    EXPECT_EQ(load_mixing(file_with(two), 8, "5.1", 1), std::vector<float>(8, 1));
-    EXPECT_EQ(load_mixing(file_with(two), 8, "", 1), std::vector<float>(8, 1));
+    EXPECT_EQ(load_mixing(zel_test::file_with(two), 8, "5.1", 1), std::vector<float>(8, 1));
+    EXPECT_EQ(load_mixing(zel_test::file_with(two), 8, "", 1), std::vector<float>(8, 1));
     const std::pair<const char*, unsigned int> layouts[] = {{"5.1", 6}, {"7.1.4", 12}, {"2.0", 2},
                                                             {"2", 2},   {"5.1.", 6},   {"", 0},
                                                             {"x", 0},   {" 3x.2", 5}};
@@ -122,7 +119,7 @@ TEST(coefficient_file, that_cannot_be_read_leaves_silence_or_no_delay) {
 }
 
 TEST(coefficient_file, whose_reading_fails_tells_how_and_leaves_silence) {
-    const std::string file = file_with(mixing_text(
+    const std::string file = zel_test::file_with(mixing_text(
         R"({"InputChannel":1,"InputChannelLayout":"1","OutputChannel":1,"Parameters":[7]})"));
     using zel_test::system_call;
     const struct {
@@ -148,11 +145,11 @@ TEST(coefficient_file, whose_reading_fails_tells_how_and_leaves_silence) {
 }
 
 TEST(mixing_file, identity_drops_or_adds_channels) {
-    const std::string empty = file_with("{}");
+    const std::string empty = zel_test::file_with("{}");
     std::string text = mixing_text(
         R"({"InputChannel":2,"InputChannelLayout":"","OutputChannel":2,"Parameters":[0,1,1,0]})");
     text.resize(1 << 20, ' ');
-    EXPECT_EQ(load_mixing(file_with(text), 2, "", 2), (std::vector<float>{0, 1, 1, 0}));
+    EXPECT_EQ(load_mixing(zel_test::file_with(text), 2, "", 2), (std::vector<float>{0, 1, 1, 0}));
     const std::string huge = zel_test::write_file("huge", text + ' ');
     EXPECT_EQ(load_mixing(huge, 2, "", 2), (std::vector<float>{1, 0, 0, 1}));
     EXPECT_TRUE(zel_test::log_has("get_cofficient_content", "file size incorrect"));
@@ -164,7 +161,7 @@ TEST(mixing_file, identity_drops_or_adds_channels) {
     const char* place = nullptr;
     EXPECT_FALSE(zel_parse_json("[1, x]", &place));
     zel_test::clear_log();
-    EXPECT_EQ(load_mixing(file_with("[1, x]"), 1, "", 1), std::vector<float>{1});
+    EXPECT_EQ(load_mixing(zel_test::file_with("[1, x]"), 1, "", 1), std::vector<float>{1});
     EXPECT_TRUE(zel_test::log_has("Error before: [x]]"));
 }
 
@@ -180,7 +177,7 @@ TEST(delay_file, odd_texts_are_read) {
     };
     for (const auto& [text, delays] : cases) {
         zel_test::clear_log();
-        EXPECT_EQ(delay_table(file_with(text), 2), delays) << text;
+        EXPECT_EQ(delay_table(zel_test::file_with(text), 2), delays) << text;
         EXPECT_TRUE(zel_test::log_has("load coefficient ")) << text;
         EXPECT_EQ(zel_test::log_has("load 2 channel delay coefficient fail use default matrix"),
                   delays[0] == 0);
@@ -222,14 +219,14 @@ TEST(known_bad, files_end_as_listed) {
         zel_test::clear_log();
         if (file.mixing) {
             zel_channel_mixing stage;
-            ASSERT_EQ(stage.init(file.path, file.layout, &in, &out), 0);
+            ASSERT_STATUS(stage.init(file.path, file.layout, &in, &out), 0);
             EXPECT_EQ(is_identity(stage.matrix(), in.channels), !used);
             stream = "mixing coefficient " + std::to_string(in.channels) + "(" + file.layout +
                      ") => " + std::to_string(out.channels);
             EXPECT_EQ(zel_test::log_has("use " + stream), used || file.log.ends_with("value fail"));
         } else {
             zel_channel_delay stage;
-            ASSERT_EQ(stage.init(file.path, &in), 0);
+            ASSERT_STATUS(stage.init(file.path, &in), 0);
             EXPECT_EQ(zel_test::log_has("delay module bypass mode enable"), !used);
         }
         expect_log(file, stream, used);

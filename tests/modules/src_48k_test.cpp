@@ -12,6 +12,7 @@
 
 #include "allocation_faults.h"
 #include "expect_log.h"
+#include "status.h"
 #include "stream_config.h"
 #include "zel_format_converter_src_wrapper.h"
 #include "zel_src_48k_state.h"
@@ -83,7 +84,7 @@ std::vector<result> convert(std::size_t channels, const std::vector<std::size_t>
         frames += block;
     }
     const samples in = awkward_stream(channels, frames);
-    EXPECT_EQ(Ovra_VOC_SrcInit48k(static_cast<int>(channels)), 0);
+    EXPECT_STATUS(Ovra_VOC_SrcInit48k(static_cast<int>(channels)), 0);
     g_zel_src.u32Lanes = lanes;
     std::vector<result> results;
     auto at = in.begin();
@@ -92,7 +93,7 @@ std::vector<result> convert(std::size_t channels, const std::vector<std::size_t>
         samples block(at, end);
         block.push_back(4711);
         auto count = static_cast<unsigned int>(length * channels);
-        EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
+        EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
         EXPECT_EQ(count, length * channels / 3);
         EXPECT_EQ(block.back(), 4711) << "writes stay within the block";
         block.resize(count);
@@ -106,7 +107,7 @@ std::vector<result> convert(std::size_t channels, const std::vector<std::size_t>
         }
         at = end;
     }
-    EXPECT_EQ(Ovra_VOC_SrcDeInit48k(), 0);
+    EXPECT_STATUS(Ovra_VOC_SrcDeInit48k(), 0);
     return results;
 }
 
@@ -152,7 +153,7 @@ INSTANTIATE_TEST_SUITE_P(one_to_eight, src_48k_channels, testing::Range<std::siz
 class src_48k_test : public testing::Test {
   protected:
     void SetUp() override { zel_test::clear_log(); }
-    void TearDown() override { EXPECT_EQ(Ovra_VOC_SrcDeInit48k(), 0); }
+    void TearDown() override { EXPECT_STATUS(Ovra_VOC_SrcDeInit48k(), 0); }
 };
 
 // 32-bit ARM's vectors flush denormals: no tap may be so small that a sum could become one.
@@ -165,50 +166,51 @@ TEST(src_48k, no_tap_leads_to_a_denormal) {
 TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
     samples block(600, 5);
     unsigned int count = 600;
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
+    EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("Ovra_VOC_SrcProcess48k: init failed\n"));
-    ASSERT_EQ(Ovra_VOC_SrcInit48k(2), 0);
-    EXPECT_EQ(Ovra_VOC_SrcInit48k(9), -EINVAL);
+    ASSERT_STATUS(Ovra_VOC_SrcInit48k(2), 0);
+    EXPECT_STATUS(Ovra_VOC_SrcInit48k(9), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("SRC channel num 10 out of spec"));
-    EXPECT_EQ(Ovra_VOC_SrcInit48k(0), -EINVAL);
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL) << "a failed init releases";
+    EXPECT_STATUS(Ovra_VOC_SrcInit48k(0), -EINVAL);
+    EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL)
+        << "a failed init releases";
     const struct {
         int channels;
         unsigned int samples;
     } uneven[] = {{2, 500}, {3, 300}, {3, 30}, {6, 60}, {2, 3}};
     for (const auto& c : uneven) {
         zel_test::clear_log();
-        ASSERT_EQ(Ovra_VOC_SrcInit48k(c.channels), 0);
+        ASSERT_STATUS(Ovra_VOC_SrcInit48k(c.channels), 0);
         count = c.samples;
-        EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL) << c.channels;
+        EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL) << c.channels;
         EXPECT_EQ(count, c.samples);
         EXPECT_EQ(block, samples(600, 5));
         EXPECT_TRUE(zel_test::log_has("input sample count is not match the spec (multiple of 3)"));
         Ovra_VOC_SrcDeInit48k();
     }
 
-    ASSERT_EQ(Ovra_VOC_SrcInit48k(1), 0);
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(nullptr, &count), -EINVAL);
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), nullptr), -EINVAL);
+    ASSERT_STATUS(Ovra_VOC_SrcInit48k(1), 0);
+    EXPECT_STATUS(Ovra_VOC_SrcProcess48k(nullptr, &count), -EINVAL);
+    EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), nullptr), -EINVAL);
     count = 300;
     zel_test::fail_allocation(1);
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -ENOMEM);
+    EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), -ENOMEM);
     EXPECT_TRUE(zel_test::stop_failing_allocations());
     EXPECT_TRUE(zel_test::log_has("malloc padding buf fail"));
     EXPECT_EQ(count, 300U);
-    EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
+    EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
     EXPECT_EQ(count, 100U);
     for (const auto& [other, message] : {std::pair{303U, "buf size in inconsistent 600 606"},
                                          std::pair{297U, "buf size in inconsistent 600 594"}}) {
         count = other;
-        EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
+        EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), -EINVAL);
         EXPECT_TRUE(zel_test::log_has(message));
         EXPECT_EQ(count, other);
     }
     for (const auto& [channels, size] : {std::pair{2, 300U}, std::pair{1, 600U}}) {
-        ASSERT_EQ(Ovra_VOC_SrcInit48k(channels), 0) << "without a release before it";
+        ASSERT_STATUS(Ovra_VOC_SrcInit48k(channels), 0) << "without a release before it";
         count = size;
-        EXPECT_EQ(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
+        EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
     }
 }
 
@@ -234,19 +236,19 @@ TEST_F(src_48k_test, entry_points_check_the_streams) {
         zel_test::clear_log();
         EXPECT_EQ(zel_fc_lib_src_init(0, &c.in, &c.out), c.status) << c.message;
         EXPECT_TRUE(zel_test::log_has(c.message)) << c.message;
-        EXPECT_EQ(zel_fc_lib_src_deinit(), 0);
+        EXPECT_STATUS(zel_fc_lib_src_deinit(), 0);
     }
-    EXPECT_EQ(zel_fc_lib_src_init(0, nullptr, &out), -EINVAL);
+    EXPECT_STATUS(zel_fc_lib_src_init(0, nullptr, &out), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("pcm config is invalid (nil) 0x"));
 
-    ASSERT_EQ(zel_fc_lib_src_init(0, &good, &out), 0);
+    ASSERT_STATUS(zel_fc_lib_src_init(0, &good, &out), 0);
     samples block(500, 7);
     unsigned int size = 1000;
-    EXPECT_EQ(zel_fc_lib_src_process(block.data(), &size), 0);
+    EXPECT_STATUS(zel_fc_lib_src_process(block.data(), &size), 0);
     EXPECT_EQ(size, 1000U);
     EXPECT_EQ(block, samples(500, 7));
     size = 960;
-    EXPECT_EQ(zel_fc_lib_src_process(block.data(), &size), 0);
+    EXPECT_STATUS(zel_fc_lib_src_process(block.data(), &size), 0);
     EXPECT_EQ(size, 320U);
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "search_lists.h"
+#include "status.h"
 #include "test_folder.h"
 #include "zel_vad_utility.h"
 
@@ -14,10 +15,10 @@ TEST(vad_utility, capture_devices_are_found_by_name) {
     using numbers = std::pair<unsigned int, unsigned int>;
     numbers found{99, 99};
     auto& [card, device] = found;
-    EXPECT_EQ(search_snd_device("Nobody's Device", &card, &device), -ENODEV);
+    EXPECT_STATUS(search_snd_device("Nobody's Device", &card, &device), -ENODEV);
     EXPECT_EQ(found, (numbers{99, 99}));
-    EXPECT_EQ(search_snd_device("Loopback Capture_I2S", nullptr, &device), -EINVAL);
-    EXPECT_EQ(search_snd_device("Loopback Capture_I2S", &card, &device), 0);
+    EXPECT_STATUS(search_snd_device("Loopback Capture_I2S", nullptr, &device), -EINVAL);
+    EXPECT_STATUS(search_snd_device("Loopback Capture_I2S", &card, &device), 0);
     EXPECT_EQ(found, (numbers{0, 0}));
     EXPECT_TRUE(search_card_definitions("Format Converter Capture", &card, &device));
     EXPECT_EQ(found, (numbers{70, 70}));

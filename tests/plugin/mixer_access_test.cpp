@@ -7,6 +7,7 @@
 #include <string>
 
 #include "mixer_record.h"
+#include "status.h"
 #include "zel_format_converter.h"
 
 using namespace zel_test;
@@ -22,7 +23,7 @@ class mixer_access : public testing::Test {
         clear_log();
     }
     void TearDown() override {
-        EXPECT_EQ(put_item(4), 0);
+        EXPECT_STATUS(put_item(4), 0);
         opened.reset();
         EXPECT_EQ(open_handles(), 0) << "every access closes the card's mixer";
     }
@@ -39,7 +40,7 @@ class mixer_access : public testing::Test {
     }
     std::string path(unsigned int numid) {
         value = {};
-        EXPECT_EQ(get(numid), 0);
+        EXPECT_STATUS(get(numid), 0);
         return reinterpret_cast<const char*>(bytes);
     }
 
@@ -52,46 +53,46 @@ class mixer_access : public testing::Test {
 
 TEST_F(mixer_access, paths_are_the_converters) {
     EXPECT_EQ(path(0), "/nonexistent/delay.json");
-    EXPECT_EQ(put_path(0, "/a/delay.json"), 0);
-    EXPECT_EQ(put_path(1, "/b.json"), 0);
+    EXPECT_STATUS(put_path(0, "/a/delay.json"), 0);
+    EXPECT_STATUS(put_path(1, "/b.json"), 0);
     EXPECT_EQ(path(0), "/a/delay.json");
     EXPECT_EQ(path(1), "/b.json");
     // Only the path's characters are written.
     std::memset(bytes, 'x', 512);
-    EXPECT_EQ(get(1), 0);
+    EXPECT_STATUS(get(1), 0);
     EXPECT_EQ(std::memcmp(bytes, "/b.jsonx", 8), 0);
     for (const unsigned int numid : {1U, 0U}) {
-        EXPECT_EQ(put_path(numid, std::string(127, 'p')), 0);
+        EXPECT_STATUS(put_path(numid, std::string(127, 'p')), 0);
         errno = 0;
-        EXPECT_EQ(put_path(numid, std::string(128, 'q')), -EINVAL);
+        EXPECT_STATUS(put_path(numid, std::string(128, 'q')), -EINVAL);
         EXPECT_EQ(errno, EINVAL);
         EXPECT_EQ(path(numid), std::string(127, 'p')) << "a refused path changes nothing";
     }
-    EXPECT_EQ(put_path(0, "/nonexistent/delay.json"), 0);
-    EXPECT_EQ(put_path(1, ZEL_TEST_MIXING_FILE), 0);
+    EXPECT_STATUS(put_path(0, "/nonexistent/delay.json"), 0);
+    EXPECT_STATUS(put_path(1, ZEL_TEST_MIXING_FILE), 0);
 }
 
 TEST_F(mixer_access, log_level_items_stand_for_levels_and_act_at_once) {
-    EXPECT_EQ(get(2), 0);
+    EXPECT_STATUS(get(2), 0);
     EXPECT_EQ(items[0], 4U) << "Info";
     const std::uint32_t levels[] = {0, 16, 32, 48, 64, 80, 240};
     for (unsigned int item = 0; item < 7; ++item) {
-        EXPECT_EQ(put_item(item), 0);
+        EXPECT_STATUS(put_item(item), 0);
         EXPECT_EQ(zel_format_converter::u32LOG_LEVEL, levels[item]);
         clear_log();
         items[0] = 99;
-        EXPECT_EQ(get(2), 0);
+        EXPECT_STATUS(get(2), 0);
         EXPECT_EQ(items[0], item);
         EXPECT_EQ(log_has(" +"), item >= 5) << "traces at level " << levels[item];
         mixer_ops::close(nullptr);
         EXPECT_EQ(log_has("Invalid plugin"), item >= 2) << "errors at level " << levels[item];
     }
     for (const unsigned int item : {7U, 8U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
-        EXPECT_EQ(put_item(item), -EINVAL);
+        EXPECT_STATUS(put_item(item), -EINVAL);
         EXPECT_EQ(zel_format_converter::u32LOG_LEVEL, 240U);
     }
     zel_format_converter::u32LOG_LEVEL = 65;
-    EXPECT_EQ(get(2), -EINVAL);
+    EXPECT_STATUS(get(2), -EINVAL);
     EXPECT_TRUE(log_has("FC debug value 65 not defined"));
 }
 
@@ -113,7 +114,7 @@ TEST_F(mixer_access, null_pointers_are_refused_by_name) {
                     // The first fault in this order is the one that is told.
                     {operation(nullptr, nullptr, record_type{nullptr}), "pstMixerPlugin is null"}};
         for (const auto& row : rows) {
-            EXPECT_EQ(row.status, -EINVAL) << row.message;
+            EXPECT_STATUS(row.status, -EINVAL) << row.message;
             EXPECT_TRUE(log_has(name, row.message));
         }
         EXPECT_EQ(log_count("pstMixerPlugin is null"), 2U);
@@ -126,34 +127,34 @@ TEST_F(mixer_access, null_pointers_are_refused_by_name) {
 }
 
 TEST_F(mixer_access, values_go_through_to_the_card) {
-    EXPECT_EQ(get(kGain), 0);
+    EXPECT_STATUS(get(kGain), 0);
     EXPECT_EQ(integers[0], 10);
     EXPECT_EQ(integers[1], 20);
     integers[0] = -5;
     integers[1] = std::numeric_limits<long>::max();  // not its low half, -1
-    EXPECT_EQ(put(kGain), 0);
+    EXPECT_STATUS(put(kGain), 0);
     EXPECT_EQ(control_state("Gain").values, (std::vector<int>{-5, 0x7FFFFFFF}));
 
-    EXPECT_EQ(get(kSource), 0);
+    EXPECT_STATUS(get(kSource), 0);
     EXPECT_EQ(items[0], 1U);
     EXPECT_EQ(items[1], 1U) << "the first item in every place";
     items[0] = 0;
-    EXPECT_EQ(put(kSource), 0);
+    EXPECT_STATUS(put(kSource), 0);
     EXPECT_EQ(control_state("Source").values, (std::vector<int>{0, 1}));
 
-    EXPECT_EQ(get(kBlob), 0);
+    EXPECT_STATUS(get(kBlob), 0);
     EXPECT_EQ(std::memcmp(bytes, "\1\2\3\4", 4), 0);
     std::memcpy(bytes, "abcde", 5);
-    EXPECT_EQ(put(kBlob), 0);
+    EXPECT_STATUS(put(kBlob), 0);
     EXPECT_EQ(control_state("Blob").bytes, (std::vector<unsigned char>{'a', 'b', 'c', 'd'}));
 
     snd_control* slot = &opened->slot(kTuning);
     tlv_request whole(kTuning, 3);
-    EXPECT_EQ(mixer_ops::get_tlv(opened->plugin, slot, whole.tlv), 0);
+    EXPECT_STATUS(mixer_ops::get_tlv(opened->plugin, slot, whole.tlv), 0);
     EXPECT_EQ(std::memcmp(whole.payload(), "\x9\x8\x7", 4), 0);
     tlv_request part(kTuning, 2);
     std::memcpy(part.payload(), "ab", 2);
-    EXPECT_EQ(mixer_ops::put_tlv(opened->plugin, slot, part.tlv), 0);
+    EXPECT_STATUS(mixer_ops::put_tlv(opened->plugin, slot, part.tlv), 0);
     EXPECT_EQ(control_state("Tuning").bytes, (std::vector<unsigned char>{'a', 'b', 7}));
     EXPECT_EQ(log_count("fail"), 0U);
 }
@@ -162,11 +163,11 @@ TEST_F(mixer_access, as_many_elements_as_a_record_holds_go_through) {
     set_controls({{.values = std::vector<int>(128, 7)},
                   {},
                   {.kind = MIXER_CTL_TYPE_BYTE, .bytes = std::vector<unsigned char>(512, 9)}});
-    EXPECT_EQ(get(kGain), 0);
+    EXPECT_STATUS(get(kGain), 0);
     EXPECT_EQ(integers[127], 7);
-    EXPECT_EQ(get(kBlob), 0);
+    EXPECT_STATUS(get(kBlob), 0);
     EXPECT_EQ(bytes[511], 9);
-    EXPECT_EQ(put(kBlob), 0);
+    EXPECT_STATUS(put(kBlob), 0);
 }
 
 TEST_F(mixer_access, the_last_element_decides_a_writes_result) {
@@ -192,79 +193,84 @@ void fail_arrays(int error) {
     fail_call(call::mixer_ctl_set_array, 1, error);
 }
 
+using slots = const mixer_record&;
+void no_card(slots) {
+    fail_call(call::mixer_open, 1, 0);
+}
+void other_card(slots) {
+    set_all({.values = {1, 2}, .bytes = {1, 2}});
+}
+void no_controls(slots) {
+    set_controls({});
+}
+void as_it_is(slots) {}
+
+struct failing_access {
+    void (*script)(slots);
+    unsigned int numid, slot;
+    unsigned int tlv_length;  ///< 0 for an access by value
+    int result;
+    std::string message;  ///< with GET for the direction
+};
+const failing_access kFailing[] = {
+    {no_card, kGain, kGain, 0, -ENODEV, "mixer open card 3 fail"},
+    {[](slots) { set_all({.values = std::vector<int>(129)}); }, kGain, kGain, 0, -EINVAL,
+     "control has 129 elements, more than 128"},
+    {no_controls, kSource, kSource, 0, -EINVAL, "Unknown mixer ID 1 in submodule"},
+    {no_controls, kBlob, kBlob, 0, -EINVAL, "Unknown mixer ID 2 in submodule"},
+    {[](slots) {
+         set_all({.kind = MIXER_CTL_TYPE_BYTE, .bytes = std::vector<unsigned char>(513)});
+     },
+     kBlob, kBlob, 0, -EINVAL, "control has 513 elements, more than 512"},
+    // Another kind's array has longer elements than bytes.
+    {other_card, kBlob, kBlob, 0, -EINVAL, "control is of kind 1 now, not of bytes"},
+    {other_card, kTuning, kTuning, 2, -EINVAL, "control is of kind 1 now, not of bytes"},
+    {[](slots) { fail_arrays(-EBUSY); }, kBlob, kBlob, 0, -EBUSY, "mixer_ctl_GET_array fail -16"},
+    {[](slots) { fail_arrays(-EIO); }, kTuning, kTuning, 3, -EIO, "mixer_ctl_GET_array fail -5"},
+    {no_card, kTuning, kTuning, 1, -ENODEV, "mixer open card 3 fail"},
+    {as_it_is, kTuning, kTuning, 4, -EINVAL, "tlv length 4 is more than the control's 3 bytes"},
+    {as_it_is, 7, kTuning, 1, -EINVAL, "Unknown mixer ID 4 in submodule"},
+    {as_it_is, 2, kTuning, 1, -EINVAL, "Unknown mixer ID -1 in submodule"},
+    {as_it_is, kGain, kGain, 1, -EINVAL, "snd ctl type 2 is not valid"},
+    {as_it_is, kBlob, kBlob, 1, -EINVAL, "snd ctl access 3 is not valid"},
+    {[](slots record) { record.slot(kTuning).access = SNDRV_CTL_ELEM_ACCESS_TLV_READ; }, kTuning,
+     kTuning, 1, -EINVAL, "snd ctl access 16 is not valid"},
+};
+class failing_mixer_access : public mixer_access,
+                             public testing::WithParamInterface<std::tuple<failing_access, bool>> {
+};
+INSTANTIATE_TEST_SUITE_P(each, failing_mixer_access,
+                         testing::Combine(testing::ValuesIn(kFailing), testing::Bool()));
+
 // Every access looks anew: at controls that are gone, of another kind, or grown beyond a record.
-TEST_F(mixer_access, what_fails_at_the_card_is_told_in_both_directions) {
-    using slots = const mixer_record&;
-    const auto no_card = [](slots) { fail_call(call::mixer_open, 1, 0); };
-    const auto other_card = [](slots) { set_all({.values = {1, 2}, .bytes = {1, 2}}); };
-    const auto no_controls = [](slots) { set_controls({}); };
-    const auto as_it_is = [](slots) {};
-    const struct {
-        void (*script)(slots);
-        unsigned int numid, slot;
-        unsigned int tlv_length;  ///< 0 for an access by value
-        int result;
-        std::string message;  ///< with GET for the direction
-    } rows[] = {
-        {no_card, kGain, kGain, 0, -ENODEV, "mixer open card 3 fail"},
-        {[](slots) { set_all({.values = std::vector<int>(129)}); }, kGain, kGain, 0, -EINVAL,
-         "control has 129 elements, more than 128"},
-        {no_controls, kSource, kSource, 0, -EINVAL, "Unknown mixer ID 1 in submodule"},
-        {no_controls, kBlob, kBlob, 0, -EINVAL, "Unknown mixer ID 2 in submodule"},
-        {[](slots) {
-             set_all({.kind = MIXER_CTL_TYPE_BYTE, .bytes = std::vector<unsigned char>(513)});
-         },
-         kBlob, kBlob, 0, -EINVAL, "control has 513 elements, more than 512"},
-        // Another kind's array has longer elements than bytes.
-        {other_card, kBlob, kBlob, 0, -EINVAL, "control is of kind 1 now, not of bytes"},
-        {other_card, kTuning, kTuning, 2, -EINVAL, "control is of kind 1 now, not of bytes"},
-        {[](slots) { fail_arrays(-EBUSY); }, kBlob, kBlob, 0, -EBUSY,
-         "mixer_ctl_GET_array fail -16"},
-        {[](slots) { fail_arrays(-EIO); }, kTuning, kTuning, 3, -EIO,
-         "mixer_ctl_GET_array fail -5"},
-        {no_card, kTuning, kTuning, 1, -ENODEV, "mixer open card 3 fail"},
-        {as_it_is, kTuning, kTuning, 4, -EINVAL, "tlv length 4 is more than the control's 3 bytes"},
-        {as_it_is, 7, kTuning, 1, -EINVAL, "Unknown mixer ID 4 in submodule"},
-        {as_it_is, 2, kTuning, 1, -EINVAL, "Unknown mixer ID -1 in submodule"},
-        {as_it_is, kGain, kGain, 1, -EINVAL, "snd ctl type 2 is not valid"},
-        {as_it_is, kBlob, kBlob, 1, -EINVAL, "snd ctl access 3 is not valid"},
-        {[](slots record) { record.slot(kTuning).access = SNDRV_CTL_ELEM_ACCESS_TLV_READ; },
-         kTuning, kTuning, 1, -EINVAL, "snd ctl access 16 is not valid"},
-    };
-    for (const auto& row : rows) {
-        for (const bool writes : {false, true}) {
-            std::string message = row.message;
-            if (const std::size_t at = message.find("GET"); at != std::string::npos) {
-                message.replace(at, 3, writes ? "set" : "get");
-            }
-            SCOPED_TRACE(message);
-            TearDown();
-            SetUp();
-            row.script(*opened);
-            errno = 0;
-            if (row.tlv_length == 0) {
-                EXPECT_EQ(writes ? put(row.numid) : get(row.numid), row.result);
-                EXPECT_TRUE(log_has(writes ? "put_to_dd" : "get_from_dd", message));
-                EXPECT_TRUE(writes ? log_has("put", "put to DD fail")
-                                   : log_has("get", "get from DD fail"));
-            } else {
-                const auto access = writes ? mixer_ops::put_tlv : mixer_ops::get_tlv;
-                tlv_request request(row.numid, row.tlv_length);
-                EXPECT_EQ(access(opened->plugin, &opened->slot(row.slot), request.tlv), row.result);
-                EXPECT_TRUE(log_has(writes ? "put_tlv" : "get_tlv", message));
-            }
-            EXPECT_EQ(errno, -row.result);
-            EXPECT_EQ(
-                calls_of(call::mixer_ctl_get_array) + calls_of(call::mixer_ctl_set_array) != 0,
-                row.result == -EBUSY || row.result == -EIO);
-        }
+TEST_P(failing_mixer_access, is_told) {
+    const auto& [row, writes] = GetParam();
+    std::string message = row.message;
+    if (const std::size_t at = message.find("GET"); at != std::string::npos) {
+        message.replace(at, 3, writes ? "set" : "get");
     }
+    SCOPED_TRACE(message);
+    row.script(*opened);
+    errno = 0;
+    if (row.tlv_length == 0) {
+        EXPECT_STATUS(writes ? put(row.numid) : get(row.numid), row.result);
+        EXPECT_TRUE(log_has(writes ? "put_to_dd" : "get_from_dd", message));
+        EXPECT_TRUE(writes ? log_has("put", "put to DD fail") : log_has("get", "get from DD fail"));
+    } else {
+        const auto access = writes ? mixer_ops::put_tlv : mixer_ops::get_tlv;
+        tlv_request request(row.numid, row.tlv_length);
+        EXPECT_STATUS(access(opened->plugin, &opened->slot(row.slot), request.tlv), row.result);
+        EXPECT_TRUE(log_has(writes ? "put_tlv" : "get_tlv", message));
+    }
+    EXPECT_EQ(errno, -row.result);
+    EXPECT_EQ(calls_of(call::mixer_ctl_get_array) + calls_of(call::mixer_ctl_set_array) != 0,
+              row.result == -EBUSY || row.result == -EIO);
 }
 
 TEST_F(mixer_access, a_card_control_with_an_own_name_is_the_own_one) {
     set_controls({{.name = "FC log level", .values = {3}}});
     const mixer_record record;
-    EXPECT_EQ(record.get(kGain, &value), 0);
+    EXPECT_STATUS(record.get(kGain, &value), 0);
     EXPECT_EQ(items[0], 4U);
 }
 

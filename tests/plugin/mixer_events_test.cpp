@@ -12,6 +12,7 @@
 
 #include "converter_access.h"
 #include "mixer_record.h"
+#include "status.h"
 
 using namespace zel_test;
 
@@ -46,7 +47,7 @@ TEST(mixer_events, the_record_that_subscribed_last_is_told_until_it_unsubscribes
         {first, nullptr, 1, 2},
     };
     for (const auto& step : steps) {
-        ASSERT_EQ(mixer_ops::subscribe_events(step.record.plugin, step.callback), 0);
+        ASSERT_STATUS(mixer_ops::subscribe_events(step.record.plugin, step.callback), 0);
         EXPECT_EQ(step.record.plugin->priv, reinterpret_cast<void*>(step.callback));
         restart_done();
         EXPECT_EQ(first.plugin->event_cnt, step.first_told);
@@ -57,7 +58,7 @@ TEST(mixer_events, the_record_that_subscribed_last_is_told_until_it_unsubscribes
 TEST(mixer_events, a_closed_record_is_never_told) {
     use_card_of_all_kinds();
     const mixer_record kept;
-    ASSERT_EQ(mixer_ops::subscribe_events(kept.plugin, count_event), 0);
+    ASSERT_STATUS(mixer_ops::subscribe_events(kept.plugin, count_event), 0);
     {
         const mixer_record other;  // closing it leaves the subscription of `kept` alone
     }
@@ -65,9 +66,9 @@ TEST(mixer_events, a_closed_record_is_never_told) {
     EXPECT_EQ(kept.plugin->event_cnt, 1);
     for (const bool unsubscribe : {false, true}) {
         const mixer_record closed;
-        ASSERT_EQ(mixer_ops::subscribe_events(closed.plugin, count_event), 0);
+        ASSERT_STATUS(mixer_ops::subscribe_events(closed.plugin, count_event), 0);
         if (unsubscribe) {
-            ASSERT_EQ(mixer_ops::subscribe_events(closed.plugin, nullptr), 0);
+            ASSERT_STATUS(mixer_ops::subscribe_events(closed.plugin, nullptr), 0);
         }
     }
     restart_done();  // under the address sanitizer a call would be seen
@@ -100,7 +101,7 @@ class call_under_way {
 TEST(mixer_events, a_record_is_ready_before_it_is_registered_and_whole_until_it_is_withdrawn) {
     use_card_of_all_kinds();
     mixer_plugin* plugin = nullptr;
-    ASSERT_EQ(mixer_ops::open(&plugin, 70), 0);
+    ASSERT_STATUS(mixer_ops::open(&plugin, 70), 0);
     call_under_way subscribing;
     auto subscribed = std::async(std::launch::async,
                                  [=] { return mixer_ops::subscribe_events(plugin, count_event); });
@@ -109,9 +110,9 @@ TEST(mixer_events, a_record_is_ready_before_it_is_registered_and_whole_until_it_
     EXPECT_NE(subscribed.wait_for(std::chrono::milliseconds(20)), std::future_status::ready);
     EXPECT_TRUE(fc_access::pending(zel_format_converter::getInstance())) << "until it is over";
     snd_ctl_elem_value level{};
-    EXPECT_EQ(mixer_ops::get(plugin, &plugin->controls[2], &level), 0) << "nobody else waits";
+    EXPECT_STATUS(mixer_ops::get(plugin, &plugin->controls[2], &level), 0) << "nobody else waits";
     subscribing.end();
-    EXPECT_EQ(subscribed.get(), 0);
+    EXPECT_STATUS(subscribed.get(), 0);
 
     call_under_way closing;
     mixer_plugin* const record = plugin;
@@ -125,7 +126,7 @@ TEST(mixer_events, a_record_is_ready_before_it_is_registered_and_whole_until_it_
 TEST(mixer_events, closing_takes_tinyalsas_descriptor_along) {
     use_card_of_all_kinds();
     mixer_plugin* plugin = nullptr;
-    ASSERT_EQ(mixer_ops::open(&plugin, 70), 0);
+    ASSERT_STATUS(mixer_ops::open(&plugin, 70), 0);
     EXPECT_EQ(zel_format_converter::getInstance().close(), 0) << "its worker has its descriptors";
     const int event_fd = eventfd(0, 0);
     plugin->eventfd = event_fd;
@@ -139,7 +140,7 @@ TEST(mixer_events, one_pending_event_is_read_as_a_change_of_numid_0) {
     const mixer_record opened;
     snd_ctl_event event;
     std::memset(&event, 0xFF, sizeof(event));
-    EXPECT_EQ(mixer_ops::read_event(opened.plugin, &event, sizeof(event)), 0);
+    EXPECT_STATUS(mixer_ops::read_event(opened.plugin, &event, sizeof(event)), 0);
     const snd_ctl_event zero{};
     EXPECT_EQ(std::memcmp(&event, &zero, sizeof(event)), 0);
 
@@ -159,7 +160,7 @@ TEST(mixer_events, one_pending_event_is_read_as_a_change_of_numid_0) {
     std::memset(&event, 0xFF, sizeof(event));
     for (const std::size_t size : {std::size_t{0}, std::size_t{71}}) {
         errno = 0;
-        EXPECT_EQ(mixer_ops::read_event(opened.plugin, &event, size), -EINVAL);
+        EXPECT_STATUS(mixer_ops::read_event(opened.plugin, &event, size), -EINVAL);
         EXPECT_EQ(errno, EINVAL);
     }
     EXPECT_EQ(reinterpret_cast<unsigned char*>(&event)[0], 0xFF) << "nothing is written";
@@ -169,10 +170,10 @@ TEST(mixer_events, null_pointers_are_refused_by_name) {
     use_card_of_all_kinds();
     const mixer_record opened;
     snd_ctl_event event{};
-    EXPECT_EQ(mixer_ops::subscribe_events(nullptr, count_event), -EINVAL);
-    EXPECT_EQ(mixer_ops::read_event(nullptr, &event, sizeof(event)), -EINVAL);
+    EXPECT_STATUS(mixer_ops::subscribe_events(nullptr, count_event), -EINVAL);
+    EXPECT_STATUS(mixer_ops::read_event(nullptr, &event, sizeof(event)), -EINVAL);
     EXPECT_EQ(log_count("pstMixerPlugin is null"), 2U);
-    EXPECT_EQ(mixer_ops::read_event(opened.plugin, nullptr, sizeof(event)), -EINVAL);
+    EXPECT_STATUS(mixer_ops::read_event(opened.plugin, nullptr, sizeof(event)), -EINVAL);
     EXPECT_TRUE(log_has("pstSndCtlEvent is null"));
     mixer_ops::event_callback(nullptr);
     mixer_ops::event_callback(opened.plugin);  // nobody subscribed

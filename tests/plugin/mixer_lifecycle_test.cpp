@@ -12,6 +12,7 @@
 #include "allocation_faults.h"
 #include "footprint.h"
 #include "mixer_record.h"
+#include "status.h"
 
 using namespace zel_test;
 
@@ -68,7 +69,7 @@ TEST(mixer_lifecycle, own_controls_come_first_then_the_cards_under_their_names) 
 
     EXPECT_EQ(open_handles(), 0) << "the card's mixer is open only while it is looked at";
     const mixer_record second;
-    ASSERT_EQ(second.status, 0);
+    ASSERT_STATUS(second.status, 0);
     EXPECT_NE(second.plugin, opened.plugin);
     EXPECT_NE(second.slot(kGain).name, opened.slot(kGain).name);
     set_controls({});
@@ -77,10 +78,10 @@ TEST(mixer_lifecycle, own_controls_come_first_then_the_cards_under_their_names) 
 
 TEST(mixer_lifecycle, a_closed_record_takes_all_along) {
     use_card_of_all_kinds();
-    EXPECT_EQ(mixer_record().status, 0) << "the converter is there";
+    EXPECT_STATUS(mixer_record().status, 0) << "the converter is there";
     const std::size_t before = footprint::now().heap_bytes;
     for (int i = 0; i < 100; ++i) {
-        EXPECT_EQ(mixer_record().status, 0);
+        EXPECT_STATUS(mixer_record().status, 0);
     }
     EXPECT_LT(footprint::now().heap_bytes, before + 16'384) << "a record has 7 names";
 }
@@ -89,11 +90,11 @@ TEST(mixer_lifecycle, what_is_not_its_card_is_refused) {
     use_card_of_all_kinds();
     auto* const untouched = reinterpret_cast<mixer_plugin*>(0x10);
     mixer_plugin* plugin = untouched;
-    EXPECT_EQ(mixer_ops::open(nullptr, 70), -EINVAL);
+    EXPECT_STATUS(mixer_ops::open(nullptr, 70), -EINVAL);
     EXPECT_TRUE(log_has("Invalid plugin"));
     for (const unsigned int card : {0U, 69U, 71U}) {
         errno = 0;
-        EXPECT_EQ(mixer_ops::open(&plugin, card), -EINVAL);
+        EXPECT_STATUS(mixer_ops::open(&plugin, card), -EINVAL);
         EXPECT_EQ(errno, EINVAL);
         EXPECT_TRUE(log_has("Invalid card id " + std::to_string(card)));
     }
@@ -127,7 +128,7 @@ TEST(mixer_lifecycle, a_card_that_cannot_be_mirrored_whole_leaves_nothing) {
         clear_log();
         mixer_plugin* plugin = nullptr;
         errno = 0;
-        EXPECT_EQ(mixer_ops::open(&plugin, 70), -EINVAL);
+        EXPECT_STATUS(mixer_ops::open(&plugin, 70), -EINVAL);
         EXPECT_EQ(errno, EINVAL);
         EXPECT_EQ(plugin, nullptr);
         for (const std::string& message : row.messages) {
@@ -140,22 +141,22 @@ TEST(mixer_lifecycle, a_card_that_cannot_be_mirrored_whole_leaves_nothing) {
     use_card_of_all_kinds();
     fail_call(call::mixer_ctl_get_enum_string, 2, 0);
     clear_log();
-    EXPECT_EQ(mixer_record().status, -EINVAL);
+    EXPECT_STATUS(mixer_record().status, -EINVAL);
     EXPECT_TRUE(log_has("Fail to get enum string"));
     EXPECT_EQ(calls_of(call::mixer_get_ctl), 4);
     fail_call(call::mixer_get_ctl, 2, 0);
-    EXPECT_EQ(mixer_record().status, -EINVAL);
+    EXPECT_STATUS(mixer_record().status, -EINVAL);
     EXPECT_TRUE(log_has("add_dd_snd_ctl", "Unknown eMixerCtlType:6"));
 
     fail_call(call::mixer_open, 1, 0);
-    EXPECT_EQ(mixer_record().status, -ENODEV);
+    EXPECT_STATUS(mixer_record().status, -ENODEV);
     EXPECT_TRUE(log_has("mixer open card 3 fail"));
-    EXPECT_EQ(mixer_record().status, 0) << "the next one works";
+    EXPECT_STATUS(mixer_record().status, 0) << "the next one works";
 }
 
 TEST(mixer_lifecycle, memory_that_runs_out_at_any_point_leaves_nothing) {
     use_card_of_all_kinds();
-    ASSERT_EQ(mixer_record().status, 0);
+    ASSERT_STATUS(mixer_record().status, 0);
     auto* const untouched = reinterpret_cast<mixer_plugin*>(0x10);
     std::size_t failed = 0;
     for (bool struck = true; struck; failed += struck ? 1 : 0) {
@@ -163,7 +164,7 @@ TEST(mixer_lifecycle, memory_that_runs_out_at_any_point_leaves_nothing) {
         fail_allocation(failed + 1);
         const int status = mixer_ops::open(&plugin, 70);
         struck = stop_failing_allocations();
-        EXPECT_EQ(status, struck ? -ENOMEM : 0) << "allocation " << failed + 1;
+        EXPECT_STATUS(status, struck ? -ENOMEM : 0) << "allocation " << failed + 1;
         EXPECT_EQ(plugin == untouched, struck);
         EXPECT_EQ(open_handles(), 0);
         if (!struck) {

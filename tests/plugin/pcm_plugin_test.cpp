@@ -19,6 +19,7 @@
 #include "converter_access.h"
 #include "expect_log.h"
 #include "skipped_time.h"
+#include "status.h"
 #include "zel_format_converter_pcm_plugin.h"
 
 using namespace zel_test;
@@ -39,14 +40,14 @@ class pcm_plugin_test : public testing::Test {
     }
     void TearDown() override {
         while (!handles.empty()) {
-            EXPECT_EQ(close(handles.back()), 0);
+            EXPECT_STATUS(close(handles.back()), 0);
         }
         EXPECT_EQ(open_handles(), 0);
     }
 
     pcm_plugin* open(unsigned int flags = PCM_IN) {
         pcm_plugin* plugin = nullptr;
-        EXPECT_EQ(ops.open(&plugin, 70, 70, flags), 0);
+        EXPECT_STATUS(ops.open(&plugin, 70, 70, flags), 0);
         handles.push_back(plugin);
         return plugin;
     }
@@ -87,7 +88,7 @@ TEST_F(pcm_plugin_test, open_refuses_what_is_not_its_stream) {
     for (const auto& c : cases) {
         clear_log();
         errno = 0;
-        EXPECT_EQ(ops.open(c.plugin, c.card, c.device, c.flags), -EINVAL) << c.message;
+        EXPECT_STATUS(ops.open(c.plugin, c.card, c.device, c.flags), -EINVAL) << c.message;
         EXPECT_EQ(errno, EINVAL);
         EXPECT_EQ(plugin, nullptr);
         EXPECT_TRUE(log_has(c.message)) << c.message;
@@ -168,7 +169,7 @@ TEST_F(pcm_plugin_test, null_pointers_are_refused_by_name) {
 
     void* priv = plugin->priv;
     plugin->priv = nullptr;
-    EXPECT_EQ(ops.hw_params(plugin, &params), -EINVAL);
+    EXPECT_STATUS(ops.hw_params(plugin, &params), -EINVAL);
     EXPECT_TRUE(log_has("priv invalid!!"));
     plugin->priv = priv;
 }
@@ -176,17 +177,17 @@ TEST_F(pcm_plugin_test, null_pointers_are_refused_by_name) {
 TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterwards) {
     pcm_plugin* plugin = open();
     long got = -1;
-    EXPECT_EQ(ops.start(plugin), -EINVAL);
+    EXPECT_STATUS(ops.start(plugin), -EINVAL);
     EXPECT_TRUE(log_has("error to start fc thread before open"));
     errno = 0;
-    EXPECT_EQ(read(plugin, 16, &got), -EINVAL);
+    EXPECT_STATUS(read(plugin, 16, &got), -EINVAL);
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(got, 0);
-    EXPECT_EQ(read(plugin, 0, &got), 0) << "nothing to wait for";
+    EXPECT_STATUS(read(plugin, 0, &got), 0) << "nothing to wait for";
 
     for (const unsigned int channels : {9U, 0U}) {
         clear_log();
-        EXPECT_EQ(set_params(plugin, {.channels = channels}), -EINVAL);
+        EXPECT_STATUS(set_params(plugin, {.channels = channels}), -EINVAL);
         EXPECT_TRUE(log_has("channel num " + std::to_string(channels) + " out of limit 8"));
         EXPECT_FALSE(log_has("open FC with"));
     }
@@ -194,21 +195,21 @@ TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterw
         std::memset(data, 1, std::size_t{frames} * config.channels * 2);
         return static_cast<int>(frames);
     });
-    EXPECT_EQ(set_params(plugin, {}), 0);
-    EXPECT_EQ(set_params(plugin, {.channels = 1}), -EINVAL);
+    EXPECT_STATUS(set_params(plugin, {}), 0);
+    EXPECT_STATUS(set_params(plugin, {.channels = 1}), -EINVAL);
     EXPECT_TRUE(log_has("unexpected behavior eFCStatuS 1 received 1"));
-    EXPECT_EQ(read(plugin, 1000, &got), 0);
+    EXPECT_STATUS(read(plugin, 1000, &got), 0);
     EXPECT_EQ(got, 1000);
     EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 1), 4000) << "frames of the first open";
-    EXPECT_EQ(ops.start(plugin), 0) << "the read has started the stream";
-    EXPECT_EQ(read(plugin, 0, &got), 0);
+    EXPECT_STATUS(ops.start(plugin), 0) << "the read has started the stream";
+    EXPECT_STATUS(read(plugin, 0, &got), 0);
     EXPECT_EQ(got, 0);
     snd_xferi endless{-1, &got, 1UL << (8 * sizeof(long) - 2)};  // times 4 bytes is 0
-    EXPECT_EQ(ops.readi_frames(plugin, &endless), -EINVAL);
+    EXPECT_STATUS(ops.readi_frames(plugin, &endless), -EINVAL);
     EXPECT_EQ(endless.result, 0);
-    EXPECT_EQ(ops.drop(plugin), 0);
-    EXPECT_EQ(read(plugin, 10, &got), 0) << "drop does not stop the capture";
-    EXPECT_EQ(close(plugin), 0);
+    EXPECT_STATUS(ops.drop(plugin), 0);
+    EXPECT_STATUS(read(plugin, 10, &got), 0) << "drop does not stop the capture";
+    EXPECT_STATUS(close(plugin), 0);
 }
 
 TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_format) {
@@ -225,35 +226,35 @@ TEST_F(pcm_plugin_test, width_comes_from_the_bits_or_from_a_mask_that_names_one_
     for (const auto& c : cases) {
         clear_log();
         pcm_plugin* plugin = open();
-        EXPECT_EQ(set_params(plugin, {.sample_bits = c.bits, .format_mask = c.mask}), 0);
+        EXPECT_STATUS(set_params(plugin, {.sample_bits = c.bits, .format_mask = c.mask}), 0);
         EXPECT_TRUE(log_has(std::string("open FC with ") +
                             (c.opened[0] == '2' ? "" : "2 channel ") + c.opened))
             << c.bits << " bits, mask " << c.mask;
         const bool other = (c.mask & (kS16 | kS32)) == 0;
         EXPECT_EQ(log_has("sample width 24 is neither"), other && c.bits == 24);
         EXPECT_EQ(log_has("sample format is neither"), other && c.bits == 16);
-        EXPECT_EQ(close(plugin), 0);
+        EXPECT_STATUS(close(plugin), 0);
     }
     pcm_plugin* wide = open();
-    EXPECT_EQ(set_params(wide, {.channels = 9, .sample_bits = 32, .format_mask = kS16 | kS32}),
-              -EINVAL);
-    EXPECT_EQ(set_params(wide, {.channels = 8, .format_mask = kS16 | kS32}), 0) << "the most";
+    EXPECT_STATUS(set_params(wide, {.channels = 9, .sample_bits = 32, .format_mask = kS16 | kS32}),
+                  -EINVAL);
+    EXPECT_STATUS(set_params(wide, {.channels = 8, .format_mask = kS16 | kS32}), 0) << "the most";
     EXPECT_TRUE(log_has("open FC with 8 channel 16 bits")) << "of the refused ones nothing stays";
-    EXPECT_EQ(close(wide), 0);
+    EXPECT_STATUS(close(wide), 0);
     // 8 bits leave no room in the client's buffer for what it would get.
     pcm_plugin* narrow = open();
-    EXPECT_EQ(set_params(narrow, {.format_mask = 1U << SNDRV_PCM_FORMAT_S8}), -EINVAL);
+    EXPECT_STATUS(set_params(narrow, {.format_mask = 1U << SNDRV_PCM_FORMAT_S8}), -EINVAL);
     EXPECT_TRUE(log_has("hw_params", "samples of 8 bits have no room for 16"));
-    EXPECT_EQ(close(narrow), 0);
+    EXPECT_STATUS(close(narrow), 0);
 }
 
 TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
     allow_reads(0);
     pcm_plugin* plugin = open(PCM_IN | PCM_NONBLOCK);
     long got = -1;
-    EXPECT_EQ(read(plugin, 0, &got), -EINVAL) << "not even nothing, without a stream";
-    ASSERT_EQ(set_params(plugin), 0);
-    ASSERT_EQ(read(plugin, 1, &got), 0);
+    EXPECT_STATUS(read(plugin, 0, &got), -EINVAL) << "not even nothing, without a stream";
+    ASSERT_STATUS(set_params(plugin), 0);
+    ASSERT_STATUS(read(plugin, 1, &got), 0);
     EXPECT_EQ(got, 0);
     EXPECT_TRUE(eventually(card_is_idle)) << "the first frame asked for starts the stream";
     allow_reads(1);
@@ -265,8 +266,8 @@ TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
 TEST_F(pcm_plugin_test, a_blocking_read_gives_up_after_ten_seconds_without_a_byte) {
     allow_reads(0);
     pcm_plugin* plugin = open();
-    ASSERT_EQ(set_params(plugin), 0);
-    ASSERT_EQ(ops.start(plugin), 0);
+    ASSERT_STATUS(set_params(plugin), 0);
+    ASSERT_STATUS(ops.start(plugin), 0);
     int sleeps = 0;
     skip_sleeps([&] {  // a block every 9.6 s, three of them
         if (++sleeps % 300 == 0 && sleeps <= 900) {
@@ -277,11 +278,11 @@ TEST_F(pcm_plugin_test, a_blocking_read_gives_up_after_ten_seconds_without_a_byt
         }
     });
     long got = -1;
-    EXPECT_EQ(read(plugin, 3 * 512, &got), 0);
+    EXPECT_STATUS(read(plugin, 3 * 512, &got), 0);
     EXPECT_EQ(got, 3 * 512);
     EXPECT_EQ(sleeps, 900);
     errno = 0;
-    EXPECT_EQ(read(plugin, 1, &got), -EIO);
+    EXPECT_STATUS(read(plugin, 1, &got), -EIO);
     EXPECT_EQ(errno, EIO);
     EXPECT_TRUE(log_has("readi_frames", "read timeout, no data for 10 s"));
     EXPECT_NEAR(sleeps - 900, 10'000 / 32, 2);
@@ -303,34 +304,34 @@ class pcm_owner : public pcm_plugin_test {
 };
 
 TEST_F(pcm_owner, a_stream_whose_close_failed_is_closed_with_the_next_handle) {
-    ASSERT_EQ(set_params(first), 0);
+    ASSERT_STATUS(set_params(first), 0);
     const int kept = fc_access::command_pipe(fc)[1];
     fc_access::command_pipe(fc)[1] = 0;
-    EXPECT_EQ(ops.close(first), -EIO);
+    EXPECT_STATUS(ops.close(first), -EIO);
     fc_access::command_pipe(fc)[1] = kept;
 
-    EXPECT_EQ(set_params(second), -EINVAL) << "nobody has closed it";
-    EXPECT_EQ(close(second), 0);
-    EXPECT_EQ(set_params(third), 0);
-    EXPECT_EQ(read(first), -EINVAL) << "the stream is no longer its own";
-    EXPECT_EQ(close(first), 0) << "the record that the failed close left";
-    EXPECT_EQ(read(third), 0);
+    EXPECT_STATUS(set_params(second), -EINVAL) << "nobody has closed it";
+    EXPECT_STATUS(close(second), 0);
+    EXPECT_STATUS(set_params(third), 0);
+    EXPECT_STATUS(read(first), -EINVAL) << "the stream is no longer its own";
+    EXPECT_STATUS(close(first), 0) << "the record that the failed close left";
+    EXPECT_STATUS(read(third), 0);
 }
 
 TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
-    ASSERT_EQ(set_params(first), 0);
-    EXPECT_EQ(ops.start(second), -EINVAL);
+    ASSERT_STATUS(set_params(first), 0);
+    EXPECT_STATUS(ops.start(second), -EINVAL);
     EXPECT_TRUE(log_has("the stream belongs to another handle"));
-    EXPECT_EQ(ops.start(first), 0);
-    EXPECT_EQ(read(first), 0);
-    EXPECT_EQ(ops.start(first), -EINVAL);
+    EXPECT_STATUS(ops.start(first), 0);
+    EXPECT_STATUS(read(first), 0);
+    EXPECT_STATUS(ops.start(first), -EINVAL);
     EXPECT_TRUE(log_has("error to start fc thread before open"));
     first->state = 2;
-    EXPECT_EQ(ops.start(first), 0) << "prepared anew after a stop";
-    EXPECT_EQ(read(first), 0);
+    EXPECT_STATUS(ops.start(first), 0) << "prepared anew after a stop";
+    EXPECT_STATUS(read(first), 0);
     snd_pcm_sync_ptr sync{};
     sync.c.control.appl_ptr = 1000;
-    EXPECT_EQ(ops.sync_ptr(first, &sync), 0);
+    EXPECT_STATUS(ops.sync_ptr(first, &sync), 0);
     std::uint32_t left = 0;
     EXPECT_EQ(fc.get(PROP_AVAIL_FRAMES, &left), 0);
     EXPECT_EQ(sync.s.status.hw_ptr, 1000 + left);
@@ -338,17 +339,17 @@ TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
 }
 
 TEST_F(pcm_owner, a_start_that_is_answered_too_late_is_a_start) {
-    ASSERT_EQ(set_params(first), 0);
+    ASSERT_STATUS(set_params(first), 0);
     int elsewhere[2];
     ASSERT_EQ(pipe2(elsewhere, O_NONBLOCK), 0);
     int& answers = fc_access::result_pipe(fc)[0];
     const int kept = std::exchange(answers, elsewhere[0]);
     fc_access::timeout_ms(fc) = 20;
-    EXPECT_EQ(read(first), -ETIME);
+    EXPECT_STATUS(read(first), -ETIME);
     answers = kept;
     fc_access::timeout_ms(fc) = 1000;
-    EXPECT_EQ(read(first), 0);
-    EXPECT_EQ(ops.start(first), 0) << "a read has started it";
+    EXPECT_STATUS(read(first), 0);
+    EXPECT_STATUS(ops.start(first), 0) << "a read has started it";
     ::close(elsewhere[0]);
     ::close(elsewhere[1]);
 }
@@ -358,43 +359,43 @@ TEST_F(pcm_owner, a_status_without_an_error_number_is_told_as_eio) {
     errno = 0;
     EXPECT_EQ(set_params(first), -1);
     EXPECT_EQ(errno, EIO);
-    EXPECT_EQ(set_params(second), 0) << "the stream is nobody's";
+    EXPECT_STATUS(set_params(second), 0) << "the stream is nobody's";
 }
 
 // The worker waits in the card's read, so a command would take until its time-out.
 TEST_F(pcm_owner, refused_handles_send_no_command) {
-    ASSERT_EQ(set_params(first), 0);
-    ASSERT_EQ(read(first), 0);
+    ASSERT_STATUS(set_params(first), 0);
+    ASSERT_STATUS(read(first), 0);
     allow_reads(0);
     ASSERT_TRUE(eventually([] { return reads_waiting() == 1; }));
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(set_params(second), -EINVAL);
+    EXPECT_STATUS(set_params(second), -EINVAL);
     EXPECT_TRUE(log_has("hw_params", "the stream belongs to another handle"));
-    EXPECT_EQ(ops.start(second), -EINVAL);
-    EXPECT_EQ(read(second), -EINVAL);
-    EXPECT_EQ(close(open()), 0);
-    EXPECT_EQ(close(second), 0);
+    EXPECT_STATUS(ops.start(second), -EINVAL);
+    EXPECT_STATUS(read(second), -EINVAL);
+    EXPECT_STATUS(close(open()), 0);
+    EXPECT_STATUS(close(second), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
     allow_reads(-1);
-    EXPECT_EQ(read(first), 0);
+    EXPECT_STATUS(read(first), 0);
 }
 
 TEST_F(pcm_owner, a_handle_is_refused_at_once_while_another_is_being_opened) {
-    ASSERT_EQ(set_params(first), 0);
-    ASSERT_EQ(read(first), 0);
+    ASSERT_STATUS(set_params(first), 0);
+    ASSERT_STATUS(read(first), 0);
     allow_reads(0);
     ASSERT_TRUE(eventually([] { return reads_waiting() == 1; }));
     fc_access::timeout_ms(fc) = 20;
-    EXPECT_EQ(ops.close(first), -ETIME);
+    EXPECT_STATUS(ops.close(first), -ETIME);
     fc_access::timeout_ms(fc) = 5000;
     clear_log();
     auto opened = std::async(std::launch::async, [this] { return set_params(second); });
     ASSERT_TRUE(eventually([] { return log_has("open FC with"); }));
-    EXPECT_EQ(set_params(third), -EINVAL);
+    EXPECT_STATUS(set_params(third), -EINVAL);
     EXPECT_EQ(opened.wait_for(0s), std::future_status::timeout);
     allow_reads(-1);
     EXPECT_EQ(opened.get(), 0);
-    EXPECT_EQ(read(second), 0);
+    EXPECT_STATUS(read(second), 0);
     fc_access::timeout_ms(fc) = 1000;
 }
 

@@ -10,5 +10,9 @@ const std::string& test_folder();
 
 /// Writes a file there, which replaces one of that name; its path.
 std::string write_file(const std::string& name, const std::string& text);
+/// The same for the one file that a test needs at a time.
+inline std::string file_with(const std::string& text) {
+    return write_file("coefficients.json", text);
+}
 
 }  // namespace zel_test

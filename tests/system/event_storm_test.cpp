@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "status.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -83,14 +84,14 @@ TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_alo
         mixer* opened = mixer_open(70);
         ASSERT_NE(opened, nullptr);
         opens += 1;
-        EXPECT_EQ(mixer_subscribe_events(opened, 1), 0);
+        EXPECT_STATUS(mixer_subscribe_events(opened, 1), 0);
         if (mixer_wait_event(opened, static_cast<int>(below(random, 20))) == 1) {
             mixer_ctl_event event{};
             EXPECT_EQ(mixer_read_event(opened, &event), 1);
             events += 1;
         }
         if (below(random, 2) == 0) {
-            EXPECT_EQ(mixer_subscribe_events(opened, 0), 0);
+            EXPECT_STATUS(mixer_subscribe_events(opened, 0), 0);
         }
         mixer_close(opened);
     });
@@ -103,7 +104,7 @@ TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_alo
             if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
                 const unsigned int size = mixer_ctl_get_num_values(control);
                 EXPECT_EQ(mixer_ctl_get_array(control, bytes, size), 0);
-                EXPECT_EQ(mixer_ctl_set_array(control, bytes, size), 0);
+                EXPECT_STATUS(mixer_ctl_set_array(control, bytes, size), 0);
             } else {
                 EXPECT_GE(mixer_ctl_get_value(control, 0), 0);
             }
@@ -123,15 +124,14 @@ TEST_F(event_storm_test, opening_subscribing_reading_writing_and_closing_get_alo
         std::this_thread::sleep_for(std::chrono::milliseconds(below(random, 20)));
     });
     const char* seconds = std::getenv("ZEL_STORM_SECONDS");
-    storm(std::chrono::seconds(seconds != nullptr ? std::atol(seconds) : 5), [this] {
-        return reads > 0 && opens > 20 && events > 0 && accesses > 20;
-    });
+    storm(std::chrono::seconds(seconds != nullptr ? std::atol(seconds) : 5),
+          [this] { return reads > 0 && opens > 20 && events > 0 && accesses > 20; });
 
     // And afterwards all is well.
     choose("Loopback Signal", "Ramp");
     choose("PCM Channel Layout", "1.0");
     const long full[2] = {100, 100};
-    ASSERT_EQ(mixer_ctl_set_array(mixer_get_ctl_by_name(card, "Loopback Volume"), full, 2), 0);
+    ASSERT_STATUS(mixer_ctl_set_array(mixer_get_ctl_by_name(card, "Loopback Volume"), full, 2), 0);
     const zel_test::stream_setup usual{32, 8, 16, 2, 16000};
     ASSERT_NO_FATAL_FAILURE(open_and_start(usual));
     EXPECT_EQ(read_blocks(3), expected(usual, 3));

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "footprint.h"
+#include "status.h"
 #include "stream_fixture.h"
 
 namespace {
@@ -109,9 +110,9 @@ class soak_test : public zel_test::virtual_card_fixture {
                     gain = static_cast<int>(below(101));
                 }
                 const long gains[2] = {volume[0], volume[1]};
-                ASSERT_EQ(mixer_ctl_set_array(mixer_get_ctl_by_name(any_mixer(), "Loopback Volume"),
-                                              gains, 2),
-                          0);
+                ASSERT_STATUS(mixer_ctl_set_array(
+                                  mixer_get_ctl_by_name(any_mixer(), "Loopback Volume"), gains, 2),
+                              0);
                 announce(0);
                 model.set_volume(volume[0], volume[1]);
                 break;

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "status.h"
+
 namespace zel_test {
 
 void stream_fixture::SetUpTestSuite() {
@@ -141,7 +143,7 @@ std::vector<std::int32_t> stream_fixture::read_blocks(unsigned int blocks) {
 stream_fixture::position stream_fixture::newest() const {
     timespec time{};
     unsigned int left = 0;
-    EXPECT_EQ(pcm_get_htimestamp(stream, &left, &time), 0);
+    EXPECT_STATUS(pcm_get_htimestamp(stream, &left, &time), 0);
     return {time.tv_sec * 1'000'000'000LL + time.tv_nsec, left};
 }
 
@@ -163,7 +165,7 @@ void virtual_card_fixture::SetUp() {
     stream_fixture::SetUp();
     virtual_card = mixer_open(70);
     ASSERT_NE(virtual_card, nullptr);
-    ASSERT_EQ(mixer_subscribe_events(virtual_card, 1), 0);
+    ASSERT_STATUS(mixer_subscribe_events(virtual_card, 1), 0);
 }
 
 void virtual_card_fixture::TearDown() {

@@ -15,10 +15,6 @@
 
 namespace {
 
-std::string file_with(const std::string& text) {
-    return zel_test::write_file("checked.json", text);
-}
-
 std::vector<std::string> findings_of(const file_report& report) {
     std::vector<std::string> all;
     for (const finding& found : report.findings) {
@@ -50,7 +46,7 @@ TEST(check_file, finds_in_broken_files_what_is_listed) {
 std::string first_finding(const std::string& text, file_kind kind) {
     check_request request;
     request.kind = kind;
-    const file_report report = check_file(file_with(text), request);
+    const file_report report = check_file(zel_test::file_with(text), request);
     if (report.findings.empty()) {
         return "none";
     }
