@@ -37,7 +37,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
                                            cJSON** params, int* reached) {
     const auto in = static_cast<int>(in_channels);
     const auto out = static_cast<int>(out_channels);
-    int unused = -1;
+    int unused{};
     int* const decided = reached != nullptr ? reached : &unused;
     *decided = -1;
     const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());

@@ -101,7 +101,10 @@ TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {
         set_control("PCM Slave Channels", 6);
         refuse_rate(16000, "cannot set hw params");
         const fc_access::owner fc = fc_access::make();
-        const pcm_config config = client_config(16000);
+        pcm_config config = client_config(16000);
+        config.start_threshold = 7;
+        config.stop_threshold = 8;
+        config.silence_threshold = 9;
         ASSERT_STATUS(fc->open(&config, PCM_IN | PCM_NONBLOCK), 0);
         const auto opened = opened_streams();
         ASSERT_EQ(opened.size(), 2U);
@@ -112,6 +115,9 @@ TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {
         EXPECT_EQ(used.channels, 6U);
         EXPECT_EQ(used.period_size, 512U);
         EXPECT_EQ(used.period_count, 4U);
+        EXPECT_EQ(used.start_threshold, 7U);
+        EXPECT_EQ(used.stop_threshold, 8U);
+        EXPECT_EQ(used.silence_threshold, 9U);
         EXPECT_EQ(flags, unsigned{PCM_IN}) << "the worker's read must block";
         EXPECT_EQ(card, 3U);
         EXPECT_EQ(device, 5U);

@@ -116,6 +116,10 @@ TEST(channel_delay, states_and_bad_calls) {
     zel_channel_delay_buffer* lines = nullptr;
     EXPECT_STATUS(stage.create_delay_buffer(&lines, nullptr, nullptr), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("pcm config : (nil) is invalid"));
+    const unsigned int delays[] = {1, 0};
+    EXPECT_STATUS(stage.create_delay_buffer(&lines, delays, &config), 0);
+    EXPECT_STATUS(stage.create_delay_buffer(&lines, delays, &config), -EINVAL);
+    EXPECT_EQ(lines, nullptr) << "those that were there are released";
     EXPECT_STATUS(stage.destroy_delay_buffer(&lines, 0), 0);
     EXPECT_STATUS(zel_channel_delay_buffer().create(1, nullptr), -ENOMEM);
     EXPECT_TRUE(zel_test::log_has("invalid parameter"));
