@@ -179,8 +179,8 @@ int zel_format_converter::read_pcm_device(timespec* ts) {
 
 void zel_format_converter::check_timestamp(const timespec* ts) {
     ZEL_FC_LOGT("+");
-    const bool comparable = (ts->tv_sec != 0 || ts->tv_nsec != 0) &&
-                            (stPrevTimestamp.tv_sec != 0 || stPrevTimestamp.tv_nsec != 0);
+    // A time of 0 is none. As the current one it is before all others, which nobody is told of.
+    const bool comparable = stPrevTimestamp.tv_sec != 0 || stPrevTimestamp.tv_nsec != 0;
     if (comparable && u32LOG_LEVEL >= FC_LOG_WARN) {
         if (ts->tv_sec == stPrevTimestamp.tv_sec && ts->tv_nsec == stPrevTimestamp.tv_nsec) {
             ZEL_FC_LOGW("timestamp (%ld,%ld) no update", static_cast<long>(ts->tv_sec),

@@ -14,7 +14,10 @@ namespace {
 
 /// O_NONBLOCK: opening a FIFO must not wait for its writer.
 std::FILE* open_regular(const char* path) {
-    const int fd = path == nullptr ? -1 : open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (path == nullptr) {
+        return nullptr;
+    }
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
         return nullptr;
     }

@@ -188,6 +188,14 @@ TEST_P(card_events, one_look) {
     EXPECT_TRUE(log_has(row.operation, row.message));
     EXPECT_EQ(calls_of(call::pcm_open), 1 + row.restarts);
     EXPECT_EQ(fc_access::pending(*fc), row.restarts == 1);
+    EXPECT_EQ(last_mixer_wait_ms(), 0) << "the stream must go on";
+}
+
+TEST_F(card_test, the_loopback_source_is_told_or_missing) {
+    EXPECT_STATUS(fc_access::loopback_source(*fc), 0);
+    remove_control("PCM Slave Active");
+    EXPECT_STATUS(fc_access::loopback_source(*fc), -1);
+    EXPECT_TRUE(log_has("get_loopback_source", "mixer control get active ID fail"));
 }
 
 TEST_F(card_test, a_restart_is_tried_ten_times_and_a_later_event_brings_the_stream_back) {

@@ -183,6 +183,11 @@ TEST_F(mixer_access, the_last_element_decides_a_writes_result) {
     }
 }
 
+TEST_F(mixer_access, a_control_without_elements_is_written_with_success) {
+    set_controls({{.name = "Gain", .values = {}}});
+    EXPECT_STATUS(put(kGain), 0);
+}
+
 /// A card whose first controls are all like this one.
 void set_all(const scripted_control& control) {
     set_controls({control, control, control, control});

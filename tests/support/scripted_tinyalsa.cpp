@@ -53,6 +53,7 @@ struct script_state {
     unsigned int avail = 0;
     std::deque<unsigned int> events;
     bool skips_waits = false;
+    int waited_ms = 0;
     int handles = 0;
 };
 
@@ -213,6 +214,10 @@ void skip_waits() {
     const std::lock_guard guard(script_lock);
     script().skips_waits = true;
 }
+int last_mixer_wait_ms() {
+    const std::lock_guard guard(script_lock);
+    return script().waited_ms;
+}
 
 int calls_of(call function) {
     const std::lock_guard guard(script_lock);
@@ -306,6 +311,7 @@ int mixer_wait_event(mixer* opened, int timeout) {
     if (call_fails(call::mixer_wait_event, &result)) {
         return result;
     }
+    script().waited_ms = timeout;
     const auto pending = [opened] { return opened->subscribed && !script().events.empty(); };
     const std::chrono::milliseconds patience(script().skips_waits ? 0 : timeout);
     return script_changed.wait_for(guard, patience, pending) ? 1 : 0;

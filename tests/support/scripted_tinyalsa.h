@@ -83,6 +83,8 @@ void set_timestamps(std::vector<timespec> times, unsigned int avail);
 void push_event(unsigned int numid);
 /// No wait for an event waits until the next reset.
 void skip_waits();
+/// The last time-out that a wait for an event was given.
+int last_mixer_wait_ms();
 
 int calls_of(call function);
 std::vector<opened_stream> opened_streams();
