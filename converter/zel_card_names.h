@@ -18,6 +18,10 @@ inline constexpr const char* kLayoutControl = "PCM Channel Layout";
 inline constexpr std::uint32_t kActiveNumber = 1;
 inline constexpr std::uint32_t kLayoutNumber = 6;
 
+// Two of card 70's own.
+inline constexpr const char* kDelayPathControl = "FC delay coef file";
+inline constexpr const char* kMixingPathControl = "FC mixing coef file";
+
 // Where the coefficient files are when the voice utility does not tell.
 inline constexpr const char* kDelayFile =
     "/vendor/tvconfig/config/voc/voice_channel_delay_coef.json";

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <new>
 
+#include "zel_card_names.h"
 #include "zel_fc_log.h"
 #include "zel_mixer_slots.h"
 #include "zel_plugin_status.h"
@@ -17,7 +18,7 @@
 namespace zel_format_converter_mixer_plugin {
 
 const std::vector<std::string>& vszMIXER_NAME_ITEMS = *new const std::vector<std::string>{
-    "FC delay coef file", "FC mixing coef file", "FC log level"};
+    zel_card_names::kDelayPathControl, zel_card_names::kMixingPathControl, "FC log level"};
 const std::vector<std::string>& vszLOG_LEVEL_ITEMS =
     *new const std::vector<std::string>{"None", "Fatal", "Error", "Warn", "Info", "Trace", "All"};
 const std::vector<std::uint32_t>& vu32LOG_LEVEL_ITEMS =

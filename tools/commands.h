@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 
-#include "exit_code.h"
+#include "command_end.h"
 
 /// What the command line asks for, to be carried out once it has been read.
 using tool_action = std::function<exit_code()>;

@@ -1,5 +1,6 @@
 // zel-fc: the format converter from the command line.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -7,10 +8,12 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "command_end.h"
 #include "commands.h"
-#include "exit_code.h"
-#include "help_text.h"
 #include "library_log.h"
 
 namespace {
@@ -25,8 +28,42 @@ void choose_coefficient_files() {
     }
 }
 
-int run(int argc, char** argv) {
-    CLI::App app{"", "zel-fc"};
+constexpr const char* kFooter =
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  the command line is wrong, or names something that isn't there\n"
+    "  2  a card, a mixer or an input file cannot be opened\n"
+    "  3  reading failed, or a conversion was interrupted before its end\n"
+    "  4  a file or a control cannot be written\n"
+    "  5  check found errors or warnings, a check of doctor failed\n"
+    "\n"
+    "Environment:\n"
+    "  ZEL_VOICE_CONFIG_DIR  folder of voice_channel_mixing_coef.json and\n"
+    "                        voice_channel_delay_coef.json on a host\n"
+    "  ZEL_LOOPBACK_CARD     settings of the simulated card: \"PCM Slave Channels=2;...\"\n"
+    "  ZEL_CAPTURE_FILE      where capture writes when no file is named\n"
+    "\n"
+    "zel-fc COMMAND --help, or zel-fc help COMMAND, tells more of each command.";
+
+/// The commands, for someone who named none of them.
+exit_code no_command(const CLI::App& app, const std::string& word) {
+    std::string text = word.empty() ? "name a command:" : "no command \"" + word + "\"; there are:";
+    for (const CLI::App* one : app.get_subcommands([](const CLI::App*) { return true; })) {
+        text += "\n  " + one->get_name() + std::string(10 - one->get_name().size(), ' ') +
+                one->get_description();
+    }
+    return fail(EXIT_USAGE, text);
+}
+
+int run(std::vector<std::string> words) {
+    CLI::App app{
+        "Records from virtual sound card 70, converts files as it would, and shows what is in "
+        "force.",
+        "zel-fc"};
+    if (!words.empty() && words.front() == "help") {
+        std::rotate(words.begin(), words.begin() + 1, words.end());
+        words.back() = "--help";
+    }
     app.require_subcommand(1);
     tool_action action;
     add_capture_command(&app, &action);
@@ -36,18 +73,16 @@ int run(int argc, char** argv) {
     add_doctor_command(&app, &action);
     add_info_command(&app, &action);
     add_plot_command(&app, &action);
-    add_program_help(&app);  // behind the commands, which would inherit it
+    app.footer(kFooter);  // behind the commands, which would inherit it
     app.set_version_flag("--version", "zel-fc " ZEL_VERSION);
-    app.add_flag_callback(
-           "--man",
-           [&app] {
-               std::fputs(manual_page(app).c_str(), stdout);
-               throw CLI::Success();
-           },
-           "Print the manual page")
-        ->group("");
+    const std::string first = words.empty() ? "" : words.front();
+    const auto named = [&](const CLI::App* one) { return one->get_name() == first; };
+    if (first.empty() || (first[0] != '-' && app.get_subcommands(named).empty())) {
+        return no_command(app, first);
+    }
     try {
-        app.parse(argc, argv);
+        std::reverse(words.begin(), words.end());
+        app.parse(std::move(words));
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_OK : EXIT_USAGE;
     }
@@ -60,10 +95,11 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
-        const int code = run(argc, argv);
+        const int code = run({argv + 1, argv + argc});
         errno = 0;
         if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0 || !std::cout.flush()) {
-            return fail(EXIT_WRITE, std::string("standard output: ") + std::strerror(errno));
+            return fail(EXIT_WRITE, std::string("standard output: ") +
+                                        (errno != 0 ? std::strerror(errno) : "cannot be written"));
         }
         return code;
     } catch (const std::exception& error) {

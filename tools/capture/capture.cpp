@@ -1,7 +1,6 @@
 #include "capture.h"
 
 #include <tinyalsa/mixer.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,13 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "audio_report.h"
-#include "capture_screen.h"
-#include "card_feeder.h"
-#include "interrupt.h"
+#include "level_meter.h"
 #include "library_log.h"
-#include "mix_overloads.h"
-#include "output_file.h"
+#include "overload_watch.h"
+#include "status_line.h"
 #include "stream_monitor.h"
 #include "zel_virtual_card.h"
 
@@ -30,28 +26,60 @@ struct session {
     card_feeder& feeder;
     simulated_card& card;
     held_library_log& log;
-    capture_screen screen;
+    status_line screen;
     level_meter level;
+    level_meter look;  ///< of what came since the last look at the screen
     stream_monitor monitor;
     card_changes changes;
     struct mixer* mixer;  ///< of card 70, or null
     chain_report chain;
+    std::unique_ptr<overload_watch> overloads;  ///< of a file's one pass, over a card that stays
+    std::uint64_t played_frames;                ///< of the card, in that pass
     unsigned int restarts = 0;
-    std::uint64_t overloads = 0;
     std::vector<std::string> events{};
     std::uint64_t done = 0;
 };
 
-capture_screen::kind screen_kind(const capture_options& options) {
-    return options.json                 ? capture_screen::kind::nothing
-           : isatty(STDOUT_FILENO) != 0 ? capture_screen::kind::terminal
-                                        : capture_screen::kind::lines;
+std::uint64_t frames_of(const capture_options& options) {
+    return static_cast<std::uint64_t>(std::llround(options.seconds * options.client.rate));
+}
+
+void tell(session& s, const std::string& news) {
+    s.screen.clear();
+    if (!s.options.json) {
+        std::printf("%s\n", news.c_str());
+        std::fflush(stdout);
+    }
+}
+
+/// The time, and for each channel a bar from -60 to 0 dBFS; "!" behind it when a sample was at full
+/// scale.
+void show_meter(session& s) {
+    const std::size_t room = s.screen.room();
+    if (room == 0) {
+        return;
+    }
+    const unsigned int channels = s.look.channels();
+    char time[48];
+    std::snprintf(time, sizeof(time), "%.1f s of %.1f s",
+                  static_cast<double>(s.done) / s.options.client.rate, s.options.seconds);
+    std::string text = time;
+    const std::size_t width = std::clamp<std::size_t>(
+        room / channels - std::min<std::size_t>(room / channels, text.size() / channels + 5), 4,
+        24);
+    for (unsigned int c = 0; c < channels; ++c) {
+        text += "  " + std::to_string(c) + bar_text(s.look.rms_dbfs(c) / 60 + 1, width) +
+                (s.level.peak_dbfs(c) > -0.001 ? "!" : "");
+    }
+    s.screen.show(text.substr(0, room));
+    s.look = level_meter(channels, s.options.client.bits);
 }
 
 void follow_log(session& s) {
     for (const library_message& message : s.log.take()) {
         if (!s.options.quiet) {
-            s.screen.pass_on(message);
+            s.screen.clear();
+            print_library_message(message);
         }
     }
 }
@@ -71,14 +99,23 @@ std::string follow_card(session& s) {
         char time[32];
         std::snprintf(time, sizeof(time), "%.2f s: ", seconds);
         s.events.push_back(time + text);
-        s.screen.tell(s.events.back());
+        tell(s, s.events.back());
     }
     return wrong;
 }
 
+void follow_file(session& s, std::uint32_t frames) {
+    const std::uint64_t of_card = std::uint64_t{frames} * s.chain.card.rate / s.options.client.rate;
+    const std::uint64_t now = std::min(of_card, s.played_frames);
+    if (s.overloads) {
+        s.overloads->play(static_cast<std::size_t>(now));
+        s.played_frames -= now;
+    }
+}
+
 exit_code record(session& s, wav_writer& file) {
     const stream_format& client = s.options.client;
-    const auto total = static_cast<std::uint64_t>(std::llround(s.options.seconds * client.rate));
+    const std::uint64_t total = frames_of(s.options);
     std::vector<std::uint8_t> buffer(std::size_t{client.block_frames()} * client.channels *
                                      (client.bits / 8));
     while (s.done < total && !interrupted()) {
@@ -99,11 +136,13 @@ exit_code record(session& s, wav_writer& file) {
             s.monitor.add(frames, avail, newest);
         }
         s.level.add(buffer.data(), frames);
+        follow_file(s, frames);
         if (!file.add(buffer.data(), frames)) {
             return fail(EXIT_WRITE, file.error());
         }
         s.done += frames;
-        s.screen.add(buffer.data(), frames);
+        s.look.add(buffer.data(), frames);
+        show_meter(s);
         const std::string wrong = follow_card(s);
         if (!wrong.empty()) {
             return fail(EXIT_READ, wrong);
@@ -117,8 +156,8 @@ void print_summary(const session& s) {
     const sound_info out{client.channels, client.rate, client.bits,
                          std::to_string(client.bits) + " bits", s.done};
     std::printf("%s\n", out.text(s.options.out_file).c_str());
-    print_chain(s.chain);
-    print_levels(s.level);
+    s.chain.print();
+    s.level.print();
     std::printf("timestamp gaps: %llu   overruns: %llu   frames lost: %llu   restarts: %u\n",
                 static_cast<unsigned long long>(s.monitor.gaps()),
                 static_cast<unsigned long long>(s.monitor.overruns()),
@@ -139,42 +178,47 @@ void print_json(const session& s) {
         .set("channels", client.channels)
         .set("bits", client.bits)
         .set("interrupted", interrupted())
-        .set("levels", levels_json(s.level))
+        .set("levels", s.level.json())
         .set("timestamp_gaps", s.monitor.gaps())
         .set("overruns", s.monitor.overruns())
         .set("frames_lost", s.monitor.lost_frames())
         .set("restarts", s.restarts)
-        .set("overloads", s.overloads)
+        .set("overloads", s.overloads ? s.overloads->mixed() : 0)
         .set("events", std::move(events))
-        .set("chain", chain_json(s.chain));
+        .set("chain", s.chain.json());
     all.print();
 }
 
 exit_code record_to_file(session& s) {
     const stream_format& client = s.options.client;
     wav_writer file;
-    if (!file.open(s.options.out_file, client.rate, client.channels, client.bits)) {
+    if (!file.open(s.options.out_file, client.rate, client.channels, client.bits,
+                   frames_of(s.options))) {
         return fail(EXIT_WRITE, file.error());
     }
     exit_code code = record(s, file);
-    s.screen.finish();
+    s.screen.clear();
     if (interrupted()) {
-        s.screen.tell("interrupted");
+        tell(s, "interrupted");
     }
     if (!file.close() && code == EXIT_OK) {
         code = fail(EXIT_WRITE, file.error());
     }
-    warn_of(s.chain);
-    // One pass of the file at most, over a card that stayed as it is.
-    if (!s.options.card.wav_file.empty() && s.options.changes.empty()) {
-        s.overloads = warn_of_overloads(s.chain, s.options.card.wav_file,
-                                        s.done * s.chain.card.rate / client.rate);
+    for (const std::string& text : s.chain.warnings()) {
+        warn(text);
+    }
+    for (const card_change& change : s.changes.left()) {
+        warn("\"" + change.control + '=' + change.value +
+             "\" was not made: the recording had ended");
+    }
+    if (s.overloads) {
+        s.overloads->tell(s.level.at_full_scale());
     }
     s.options.json ? print_json(s) : print_summary(s);
     return code;
 }
 
-exit_code capture(const capture_options& options, unsigned int card_rate, simulated_card& card) {
+exit_code capture(const capture_options& options, const played_sound& sound, simulated_card& card) {
     const stream_format& client = options.client;
     const std::unique_ptr<mixer, void (*)(mixer*)> events(mixer_open(kZelVirtualCard), mixer_close);
     card_changes changes(options.changes, events.get());
@@ -188,7 +232,7 @@ exit_code capture(const capture_options& options, unsigned int card_rate, simula
     held_library_log log;
     virtual_stream stream;
     // One block at a time, so that changes of the card come when they are due.
-    card_feeder feeder(&card, client.rate, card_rate, 1);
+    card_feeder feeder(&card, client.rate, read_card_state().rate, 1);
     const bool opened = stream.open(client, !options.fast);
     session s{
         options,
@@ -196,14 +240,23 @@ exit_code capture(const capture_options& options, unsigned int card_rate, simula
         feeder,
         card,
         log,
-        capture_screen(screen_kind(options), client, options.out_file, options.seconds),
+        status_line(!options.json),
+        level_meter(client.channels, client.bits),
         level_meter(client.channels, client.bits),
         stream_monitor(client.rate, opened ? stream.buffer_frames() : 0, client.block_frames()),
         std::move(changes),
         events.get(),
-        opened ? chain_for(client) : chain_report{}};
+        opened ? chain_for(client) : chain_report{},
+        nullptr,
+        sound.info().frames};
+    if (!opened) {
+        return fail_to_open(stream.error(), log.take(), client.rate);
+    }
+    if (!sound.path().empty() && options.changes.empty()) {
+        s.overloads = std::make_unique<overload_watch>(s.chain, sound.path());
+    }
     follow_log(s);
-    return opened ? record_to_file(s) : fail(EXIT_OPEN, stream.error());
+    return record_to_file(s);
 }
 
 }  // namespace
@@ -211,13 +264,13 @@ exit_code capture(const capture_options& options, unsigned int card_rate, simula
 exit_code run_capture(const capture_options& options) {
     print_library_log(!options.quiet);
     card_setup setup = options.card;
+    played_sound sound;
     if (!setup.wav_file.empty()) {
-        sound_info sound;
-        const std::string wrong = read_sound(setup.wav_file, &sound);
+        const std::string wrong = sound.open(setup.wav_file);
         if (!wrong.empty()) {
             return fail(EXIT_OPEN, wrong);
         }
-        setup = card_playing(setup, setup.wav_file, sound);
+        setup = card_playing(setup, sound);
     }
     simulated_card card;
     if (!card.apply(complete(setup)) || (options.fast && !card.step())) {
@@ -227,9 +280,13 @@ exit_code run_capture(const capture_options& options) {
     if (!wrong.empty()) {
         return fail(EXIT_OPEN, wrong);
     }
-    if (keep_inputs(options.out_file, {}) != EXIT_OK) {
+    std::vector<std::string> inputs{options.card.wav_file};
+    for (const card_change& change : options.changes) {
+        inputs.push_back(change.value);  // perhaps a path
+    }
+    if (check_output(options.out_file, ".wav", inputs) != EXIT_OK) {
         return EXIT_USAGE;
     }
     catch_interrupts();
-    return capture(options, read_card_state().rate, card);
+    return capture(options, sound, card);
 }

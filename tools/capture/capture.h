@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "card_changes.h"
-#include "coefficient_paths.h"
-#include "exit_code.h"
+#include "card_controls.h"
+#include "card_state.h"
+#include "command_end.h"
 #include "simulated_card.h"
 #include "virtual_stream.h"
 

@@ -28,8 +28,8 @@ void add_simulation_options(CLI::App* capture, capture_options* options) {
                       "As fast as possible instead of by the clock (simulated card)");
     capture
         ->add_option("-w,--wav", options->card.wav_file,
-                     "WAV file that the simulated card plays, over and over")
-        ->check(CLI::ExistingFile);
+                     "WAV file that the simulated card plays, over and over; - for a pipe")
+        ->check((CLI::ExistingFile | CLI::IsMember({"-"})).description("FILE"));
     capture->add_option("--signal", options->card.signal,
                         "What the simulated card plays: Tones, Ramp, Chirp, Impulse, Silence");
     add_card_options(capture, &options->card, true, "");
@@ -45,8 +45,9 @@ void add_capture_command(CLI::App* app, tool_action* action) {
     add_stream_options(capture, options.get());
     add_simulation_options(capture, options.get());
     capture->footer(
-        "On a terminal it shows a level meter: # up to the level (RMS), - up to the peak, | the\n"
-        "peak of late. Ctrl-C ends the recording early; the file is whole up to there.\n"
+        "On a terminal it shows a level meter: # up to the level (RMS), ! once a sample was at "
+        "full\n"
+        "scale. Ctrl-C ends the recording early; the file is whole up to there.\n"
         "\n"
         "Examples:\n"
         "  zel-fc capture voice.wav --seconds 10\n"

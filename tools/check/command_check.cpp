@@ -5,10 +5,10 @@
 
 #include "check_print.h"
 #include "coefficient_check.h"
+#include "command_end.h"
 #include "commands.h"
-#include "exit_code.h"
-#include "progress_bar.h"
 #include "simulated_card.h"
+#include "status_line.h"
 
 namespace {
 
@@ -43,8 +43,8 @@ check_request request_of(const check_options& options) {
 }
 
 std::size_t report_width() {
-    constexpr unsigned int kUsual = 80;
-    const unsigned int columns = terminal_columns();
+    constexpr std::size_t kUsual = 80;
+    const std::size_t columns = terminal_columns();
     return columns >= 40 ? columns : kUsual;
 }
 

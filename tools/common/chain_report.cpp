@@ -1,52 +1,11 @@
 #include "chain_report.h"
 
-#include <tinyalsa/mixer.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <memory>
+#include <utility>
 
-#include "control_text.h"
-#include "zel_card_names.h"
+#include "channel_layout.h"
 #include "zel_channel_delay.h"
-#include "zel_virtual_card.h"
-
-namespace {
-
-constexpr int kAlsaS16 = 2;
-constexpr int kAlsaS24 = 6;
-
-unsigned int number_of(mixer* handle, const char* name) {
-    mixer_ctl* control = mixer_get_ctl_by_name(handle, name);
-    const int value = control != nullptr ? mixer_ctl_get_value(control, 0) : 0;
-    return value > 0 ? static_cast<unsigned int>(value) : 0;
-}
-
-std::string text_of(mixer* handle, const char* name) {
-    mixer_ctl* control = mixer_get_ctl_by_name(handle, name);
-    return control != nullptr ? control_string(control) : "";
-}
-
-}  // namespace
-
-card_state read_card_state() {
-    const std::unique_ptr<mixer, void (*)(mixer*)> handle(mixer_open(kZelVirtualCard), mixer_close);
-    card_state card;
-    if (!handle) {
-        return card;
-    }
-    const auto format = static_cast<int>(number_of(handle.get(), zel_card_names::kFormatControl));
-    card.known = true;
-    card.channels = number_of(handle.get(), zel_card_names::kChannelsControl);
-    card.word_bits = format == kAlsaS16 ? 16 : 32;
-    card.low_bytes = format == kAlsaS24;
-    card.rate = number_of(handle.get(), zel_card_names::kRateControl);
-    card.layout = text_of(handle.get(), zel_card_names::kLayoutControl);
-    card.mixing_path = text_of(handle.get(), "FC mixing coef file");
-    card.delay_path = text_of(handle.get(), "FC delay coef file");
-    card.wav_file = text_of(handle.get(), "Sim WAV File");
-    return card;
-}
 
 chain_report chain_for(const stream_format& client) {
     chain_report chain;
@@ -115,14 +74,15 @@ void add_buffer_warning(const chain_report& chain, std::vector<std::string>* all
 
 std::vector<std::string> chain_report::warnings() const {
     std::vector<std::string> all;
-    if (!mixing.used) {
+    if (!mixing.used && !is_no_file(card.mixing_path)) {
         all.push_back("the mixing file is not in use (" + mixing.reason() + "): " +
                       (mixing.silent() ? "the output is silent"
-                                       : "the channels pass unmixed, by the identity matrix"));
+                                       : "the channels pass unmixed, by the identity matrix") +
+                      "; zel-fc check " + card.mixing_path + " tells more");
     }
-    if (!delay.used) {
+    if (!delay.used && !is_no_file(card.delay_path)) {
         all.push_back("the delay file is not in use (" + delay.reason() +
-                      "): no channel is delayed");
+                      "): no channel is delayed; zel-fc check " + card.delay_path + " tells more");
     }
     if (audio_share < 1) {
         char part[48] = "all blocks are silence";
@@ -130,14 +90,12 @@ std::vector<std::string> chain_report::warnings() const {
             std::snprintf(part, sizeof(part), "%.0f %% of each block is silence",
                           100 * (1 - audio_share));
         }
-        all.push_back("the converter has no way from the card's " + std::to_string(card.rate) +
-                      " Hz to the client's rate: " + part);
+        all.push_back(std::string(part) + ": " + rate_advice(card.rate, client.rate));
     }
     if (client.bits == 24) {
         all.emplace_back(
             "the library has no samples of 24 bits: it delivers 16, and of each read the first "
-            "half "
-            "of the buffer is filled");
+            "half of the buffer is filled");
     }
     add_buffer_warning(*this, &all);
     if (card.low_bytes && truncates) {
@@ -146,4 +104,85 @@ std::vector<std::string> chain_report::warnings() const {
             "their level: --card-bits 32");
     }
     return all;
+}
+
+std::string rate_advice(unsigned int card_rate, unsigned int client_rate) {
+    if (card_rate == client_rate || (card_rate == 48000 && client_rate == 16000)) {
+        return "";
+    }
+    const std::string card = std::to_string(card_rate) + " Hz";
+    if (card_rate == 48000) {
+        return "of a card at " + card +
+               " the converter makes 48000 or 16000 Hz; ask for -r 48000 or "
+               "-r 16000";
+    }
+    const bool possible = card_rate >= 16000 && card_rate <= 48000;
+    return "a card at " + card + " is delivered at that rate alone; " +
+           (possible ? "ask for -r " + std::to_string(card_rate) + ", or " : "") +
+           "resample the file to 48 kHz first: sox IN.wav -r 48000 OUT.wav";
+}
+
+exit_code fail_to_open(const std::string& error, const std::vector<library_message>& messages,
+                       unsigned int client_rate) {
+    fail(EXIT_OPEN, error);
+    explain_failure(messages);
+    const card_state card = read_card_state();
+    const std::string advice = card.known ? rate_advice(card.rate, client_rate) : "";
+    std::fputs(advice.empty() ? "" : ("    " + advice + "\n").c_str(), stderr);
+    return EXIT_OPEN;
+}
+
+namespace {
+
+std::string path_text(const std::string& path) {
+    return is_no_file(path) ? "no file" : path;
+}
+
+json_value file_json(const char* use, const std::string& path, const taken_coefficients& taken) {
+    json_value file = json_value::object();
+    file.set("in_use", use).set("file", path_text(path));
+    if (!taken.used && !is_no_file(path)) {
+        file.set("reason", taken.reason());
+    }
+    return file;
+}
+
+}  // namespace
+
+void chain_report::print() const {
+    std::printf("card: %s, %u-bit words, %u Hz, layout %s\nchain: %s\n",
+                channels_text(card.channels).c_str(), card.word_bits, card.rate,
+                card.layout.c_str(), stages().c_str());
+    std::printf("mixing: %s of %s\ndelay: %s of %s\n", mixing_use(),
+                path_text(card.mixing_path).c_str(), delay_use(),
+                path_text(card.delay_path).c_str());
+}
+
+json_value chain_report::json() const {
+    json_value json = json_value::object();
+    if (!card.known) {
+        return json;
+    }
+    json_value of_card = json_value::object();
+    of_card.set("channels", card.channels)
+        .set("layout", card.layout)
+        .set("word_bits", card.word_bits)
+        .set("rate", card.rate);
+    json_value of_stages = json_value::object();
+    of_stages.set("truncation", truncates)
+        .set("delay", true)
+        .set("mixing", true)
+        .set("rate_conversion", converts_rate)
+        .set("padding", pads);
+    json_value of_warnings = json_value::array();
+    for (const std::string& text : warnings()) {
+        of_warnings.append(text);
+    }
+    json.set("card", std::move(of_card))
+        .set("stages", std::move(of_stages))
+        .set("mixing", file_json(mixing_use(), card.mixing_path, mixing))
+        .set("delay", file_json(delay_use(), card.delay_path, delay))
+        .set("audio_share", audio_share)
+        .set("warnings", std::move(of_warnings));
+    return json;
 }

@@ -3,22 +3,11 @@
 #include <string>
 #include <vector>
 
+#include "card_state.h"
+#include "command_end.h"
+#include "json_value.h"
 #include "stage_coefficients.h"
 #include "virtual_stream.h"
-
-/// What card 70's controls tell of the card behind it and of the coefficient files.
-struct card_state {
-    bool known = false;
-    unsigned int channels = 0;
-    unsigned int word_bits = 0;  ///< 32 for samples of 24 bits, too
-    bool low_bytes = false;      ///< 24-bit samples in the low three bytes of their words
-    unsigned int rate = 0;       ///< Hz
-    std::string layout;
-    std::string mixing_path;
-    std::string delay_path;
-    std::string wav_file;  ///< that the simulated card may play
-};
-card_state read_card_state();
 
 /// The chain that a client of card 70 gets as the card is now. Worked out from the card's controls,
 /// the client's format and the stages' own search, by the rules that the converter follows; so no
@@ -42,5 +31,15 @@ struct chain_report {
     std::vector<unsigned int> delay_frames() const;
     /// A sentence for each thing that a listener would not expect.
     std::vector<std::string> warnings() const;
+    /// The card's stream, the chain and the files in use, a line each.
+    void print() const;
+    json_value json() const;
 };
 chain_report chain_for(const stream_format& client);
+
+/// Why there is no way from the card's rate to the client's, and the ways out; empty where there is
+/// one.
+std::string rate_advice(unsigned int card_rate, unsigned int client_rate);
+/// EXIT_OPEN with what the stream, the library and, where it is the rate, this tool say of it.
+exit_code fail_to_open(const std::string& error, const std::vector<library_message>& messages,
+                       unsigned int client_rate);

@@ -1,81 +1,61 @@
 #include "channel_layout.h"
 
-#include <cstdio>
-#include <map>
+#include <algorithm>
+#include <iterator>
+#include <sstream>
 
 #include "zel_channel_mixing.h"
 
 namespace {
 
-/// By the first field of a layout's name. The channel for low frequencies follows the front ones.
-const std::map<int, std::vector<std::string>>& main_channels() {
-    static const std::map<int, std::vector<std::string>> names{
-        {1, {"FC"}},
-        {2, {"FL", "FR"}},
-        {3, {"FL", "FR", "FC"}},
-        {4, {"FL", "FR", "BL", "BR"}},
-        {5, {"FL", "FR", "FC", "BL", "BR"}},
-        {7, {"FL", "FR", "FC", "BL", "BR", "SL", "SR"}}};
-    return names;
-}
-
-/// By the third field.
-const std::map<int, std::vector<std::string>>& height_channels() {
-    static const std::map<int, std::vector<std::string>> names{
-        {0, {}}, {2, {"TSL", "TSR"}}, {4, {"TFL", "TFR", "TBL", "TBR"}}};
-    return names;
-}
+constexpr std::size_t kOfTheCard = 9;
+constexpr struct {
+    const char* layout;
+    const char* channels;
+} kLayouts[] = {{"1.0", "FC"},
+                {"2.0", "FL FR"},
+                {"4.0", "FL FR BL BR"},
+                {"5.1", "FL FR FC LFE BL BR"},
+                {"7.1", "FL FR FC LFE BL BR SL SR"},
+                {"7.1.4", "FL FR FC LFE BL BR SL SR TFL TFR TBL TBR"},
+                {"5.1.2", "FL FR FC LFE BL BR TSL TSR"},
+                {"5.1.4", "FL FR FC LFE BL BR TFL TFR TBL TBR"},
+                {"7.1.2", "FL FR FC LFE BL BR SL SR TSL TSR"},
+                {"2.1", "FL FR LFE"},
+                {"3.0", "FL FR FC"},
+                {"3.1", "FL FR FC LFE"},
+                {"4.1", "FL FR LFE BL BR"},
+                {"5.0", "FL FR FC BL BR"},
+                {"7.0", "FL FR FC BL BR SL SR"}};
 
 }  // namespace
 
 const std::vector<std::string>& card_layouts() {
-    static const std::vector<std::string> names{"1.0",   "2.0",   "4.0",   "5.1",  "7.1",
-                                                "7.1.4", "5.1.2", "5.1.4", "7.1.2"};
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all;
+        std::transform(kLayouts, kLayouts + kOfTheCard, std::back_inserter(all),
+                       [](const auto& row) { return row.layout; });
+        return all;
+    }();
     return names;
 }
 
 std::string card_layout_of(unsigned int channels) {
-    const std::string* best = nullptr;
-    unsigned int most = 0;
+    const std::string* best = &card_layouts().front();
     for (const std::string& layout : card_layouts()) {
         const unsigned int count = zel_channel_mixing::channel_count(layout);
-        if (count <= channels && count > most) {
+        if (count <= channels && count > zel_channel_mixing::channel_count(*best)) {
             best = &layout;
-            most = count;
         }
     }
-    return best != nullptr ? *best : card_layouts().front();
+    return *best;
 }
 
 std::vector<std::string> channel_names(const std::string& layout) {
-    int main = 0;
-    int low = 0;
-    int height = 0;
-    int length = 0;
-    const auto whole = [&] { return static_cast<std::size_t>(length) == layout.size(); };
-    std::sscanf(layout.c_str(), "%1d.%1d%n", &main, &low, &length);
-    if (!whole()) {
-        std::sscanf(layout.c_str(), "%1d.%1d.%1d%n", &main, &low, &height, &length);
-    }
-    const auto around = main_channels().find(main);
-    const auto above = height_channels().find(height);
-    if (!whole() || around == main_channels().end() || above == height_channels().end() ||
-        low < 0 || low > 1) {
-        return {};
-    }
-    std::vector<std::string> names;
-    for (const std::string& name : around->second) {
-        const bool front = name[0] == 'F';
-        if (low == 1 && !front && names.back()[0] == 'F') {
-            names.emplace_back("LFE");
-        }
-        names.push_back(name);
-    }
-    if (low == 1 && names.back()[0] == 'F') {
-        names.emplace_back("LFE");
-    }
-    names.insert(names.end(), above->second.begin(), above->second.end());
-    return names;
+    const auto* const row = std::find_if(std::begin(kLayouts), std::end(kLayouts),
+                                         [&](const auto& one) { return one.layout == layout; });
+    std::istringstream words(row != std::end(kLayouts) ? row->channels : "");
+    return {std::istream_iterator<std::string>(words), {}};
 }
 
 std::vector<std::string> output_names(unsigned int outputs, const std::vector<std::string>& in) {
@@ -90,4 +70,8 @@ std::vector<std::string> output_names(unsigned int outputs, const std::vector<st
         default:
             return channel_names(card_layout_of(outputs));
     }
+}
+
+std::string channels_text(unsigned int count) {
+    return std::to_string(count) + (count == 1 ? " channel" : " channels");
 }

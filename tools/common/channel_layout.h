@@ -17,3 +17,5 @@ std::vector<std::string> channel_names(const std::string& layout);
 /// Names for a client's channels, which come without a layout: those of the usual one, or of `in`
 /// when the counts agree. Empty when there is none.
 std::vector<std::string> output_names(unsigned int outputs, const std::vector<std::string>& in);
+/// "1 channel", "6 channels".
+std::string channels_text(unsigned int count);

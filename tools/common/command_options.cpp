@@ -28,12 +28,12 @@ void add_buffer_options(CLI::App* command, stream_format* client) {
 void add_coefficient_options(CLI::App* command, coefficient_paths* files) {
     command
         ->add_option("--mixing", files->mixing,
-                     "Mixing coefficient file (default: the platform's, see info)")
-        ->check(CLI::ExistingFile);
+                     "Mixing coefficient file, or none (default: the platform's, see info)")
+        ->check((CLI::ExistingFile | CLI::IsMember({kNoFile})).description("FILE"));
     command
         ->add_option("--delay", files->delay,
-                     "Delay coefficient file (default: the platform's, see info)")
-        ->check(CLI::ExistingFile);
+                     "Delay coefficient file, or none (default: the platform's, see info)")
+        ->check((CLI::ExistingFile | CLI::IsMember({kNoFile})).description("FILE"));
 }
 
 void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rate,

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "card_changes.h"
-#include "coefficient_paths.h"
+#include "card_controls.h"
+#include "card_state.h"
 #include "simulated_card.h"
 #include "virtual_stream.h"
 

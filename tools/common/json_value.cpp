@@ -29,6 +29,8 @@ std::size_t character_length(std::string_view text) {
     return good ? length : 0;
 }
 
+}  // namespace
+
 std::string valid_utf8(std::string_view text) {
     std::string valid;
     while (!text.empty()) {
@@ -39,8 +41,6 @@ std::string valid_utf8(std::string_view text) {
     return valid;
 }
 
-}  // namespace
-
 json_value::json_value(const std::string& text)
     : node(cJSON_CreateString(valid_utf8(text).c_str())) {}
 
@@ -49,6 +49,9 @@ void json_value::print(bool one_line) const {
         one_line ? cJSON_PrintUnformatted(node) : cJSON_Print(node), cJSON_free);
     if (text) {
         std::printf("%s\n", text.get());
-        std::fflush(stdout);
+        // A line is read as it comes.
+        if (one_line) {
+            std::fflush(stdout);
+        }
     }
 }

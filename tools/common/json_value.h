@@ -4,6 +4,10 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+
+/// With replacement characters for bytes that are no UTF-8.
+std::string valid_utf8(std::string_view text);
 
 /// A JSON value under construction; what is added is owned by what it was added to.
 class json_value {

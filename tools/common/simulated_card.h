@@ -21,7 +21,8 @@ struct card_setup {
 /// The card as it was asked for, completed: channels by the layout, or the layout by the channels.
 card_setup complete(card_setup card);
 /// A card that plays a file: what isn't asked for is the file's.
-card_setup card_playing(card_setup card, const std::string& path, const sound_info& sound);
+/// Its layout, too, where its channels say which it is; warns where the two differ.
+card_setup card_playing(card_setup card, const played_sound& sound);
 
 /// The simulated sound card's settings, through its mixer. On a machine whose loopback capture is
 /// a real card there is none; every call then fails with a message.
@@ -50,4 +51,28 @@ class simulated_card {
 
     mixer* handle;
     std::string message;
+};
+
+/// Lets the simulated card deliver block by block, as fast as the stream is read and never more
+/// than the stream's buffer holds: no frame is lost, and what the client gets is the same every
+/// time. Gives the card its clock back at its end; destroy it before the stream.
+class card_feeder {
+  public:
+    /// Up to `blocks_ahead` blocks of 32 ms are granted before they are read.
+    card_feeder(simulated_card* card, unsigned int client_rate, unsigned int card_rate,
+                unsigned int blocks_ahead);
+    ~card_feeder() { card->run_by_clock(); }
+    card_feeder(const card_feeder&) = delete;
+    card_feeder& operator=(const card_feeder&) = delete;
+
+    /// Before a read, with the client's frames read so far and those wanted in all. False when the
+    /// card refuses.
+    bool feed(std::uint64_t done, std::uint64_t total);
+
+  private:
+    simulated_card* card;
+    std::uint32_t client_block;
+    std::uint32_t card_block;
+    std::uint32_t ahead;
+    std::uint64_t granted_blocks = 0;
 };

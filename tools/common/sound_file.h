@@ -2,34 +2,67 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <cstdio>
+#include <memory>
 #include <sndfile.hh>
 #include <string>
+#include <vector>
 
 /// What an audio file holds.
 struct sound_info {
     unsigned int channels = 0;
     unsigned int rate = 0;  ///< Hz
     unsigned int bits = 0;  ///< width of the card whose samples it can hold: 16, 24 or 32
-    std::string encoding;   ///< "16 bits", "32 bit float"
+    std::string encoding;   ///< in libsndfile's words
     std::uint64_t frames = 0;
+    std::vector<std::string> places{};  ///< of its channels, such as FL; empty: it doesn't tell
 
     /// "FILE: 48000 frames, 1.000 s, 48000 Hz, 2 channels, 16 bits".
     std::string text(const std::string& path) const;
 };
 
-/// Samples as they lie in a file, interleaved, full scale 1.
-using sound_sink = std::function<void(const double* frames, std::size_t count)>;
+/// A file that libsndfile knows, as the simulated card plays it: at any place and with the channels
+/// in the order of WAV files. What isn't so, such as a pipe, is copied to an unnamed file first.
+class played_sound {
+  public:
+    /// What is wrong, or empty. "-" is the standard input. A file that ends early is wrong.
+    std::string open(const std::string& path);
+    const sound_info& info() const { return found; }
+    /// What the card is to play.
+    const std::string& path() const { return playable; }
 
-/// Reads a file that libsndfile knows to its end, and gives its frames to `sink`. What is wrong, or
-/// empty; a file that ends early is wrong.
-std::string read_sound(const std::string& path, sound_info* info, const sound_sink& sink = {});
+  private:
+    std::string copy(SndfileHandle* from, const std::vector<std::size_t>& order);
 
-/// A WAV file being written, interleaved 16- or 32-bit samples. Valid from every `add` on.
+    sound_info found;
+    std::string playable;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> copied{nullptr, std::fclose};
+};
+
+/// The samples of a played sound, one block after the other, as the card has them: interleaved, 32
+/// bits at full scale, silence behind the end.
+class sound_reader {
+  public:
+    explicit sound_reader(const std::string& path) : file(path) {}
+    unsigned int channels() const { return static_cast<unsigned int>(file.channels()); }
+    const std::vector<std::int32_t>& read(std::size_t frames);
+    /// Samples so far that a card's converter clips: floats beyond full scale.
+    std::uint64_t clipped() const { return beyond; }
+
+  private:
+    SndfileHandle file;
+    std::vector<double> floats{};
+    std::vector<std::int32_t> samples{};
+    std::uint64_t beyond = 0;
+};
+
+/// A WAV file being written, interleaved 16- or 32-bit samples; RF64 from 4 GiB on. Valid from
+/// every `add` on.
 class wav_writer {
   public:
-    /// False with `error()` set when the file cannot be made.
-    bool open(const std::string& path, unsigned int rate, unsigned int channels, unsigned int bits);
+    /// `most_frames`: no more will come. False with `error()` set when the file cannot be made.
+    bool open(const std::string& path, unsigned int rate, unsigned int channels, unsigned int bits,
+              std::uint64_t most_frames);
     bool add(const void* frames, std::size_t count);
     /// False when what was written could not be kept.
     bool close();

@@ -5,7 +5,6 @@
 #include "command_options.h"
 #include "commands.h"
 #include "controls.h"
-#include "watch.h"
 
 namespace {
 
@@ -30,51 +29,21 @@ void add_access_commands(CLI::App* controls, controls_options* options, tool_act
     set->callback([=] { *action = [=] { return set_control(*options); }; });
 }
 
-void add_watch_command(CLI::App* controls, const controls_options* common, watch_options* options,
-                       tool_action* action) {
-    CLI::App* watch = controls->add_subcommand("watch", "Print a card's events as they come");
-    watch->fallthrough();
-    watch->add_option("-s,--seconds", options->seconds, "How long (default: until Ctrl-C)")
-        ->check(CLI::Range(0.01, 86400.0));
-    watch->add_flag("--no-stream", options->no_stream,
-                    "Don't open a capture stream of card 70; its events come only with one");
-    add_change_option(watch, &options->changes, "Set a control of the card while watching");
-    watch->add_flag("--json", options->json, "Print JSON, one object per line");
-    watch->add_flag("--log", options->log,
-                    "Pass the library's messages on to the standard error stream");
-    watch->footer(
-        "Card 70 has one event: its capture was restarted, because the card behind it changed. It\n"
-        "comes to the process that captures, to the last one there that subscribed. So watching\n"
-        "card 70 opens a stream of its own, and prints with the event what has changed.");
-    watch->callback([=] {
-        options->card = common->card;
-        *action = [=] { return run_watch(*options); };
-    });
-}
-
 }  // namespace
 
 void add_controls_command(CLI::App* app, tool_action* action) {
-    // The callbacks hold plain pointers; this one is held by the subcommand itself.
-    struct all_options {
-        controls_options access;
-        watch_options watch;
-    };
-    auto options = std::make_shared<all_options>();
-    CLI::App* controls =
-        app->add_subcommand("controls", "List, read, write and watch a card's controls");
+    auto options = std::make_shared<controls_options>();
+    CLI::App* controls = app->add_subcommand("controls", "List, read and write a card's controls");
     controls->require_subcommand(1);
-    add_access_commands(controls, &options->access, action);
-    controls->add_option("-D,--card", options->access.card, "Card")->capture_default_str();
-    add_watch_command(controls, &options->access, &options->watch, action);
+    add_access_commands(controls, options.get(), action);
+    controls->add_option("-D,--card", options->card, "Card")->capture_default_str();
     controls->footer(
-        "Controls that begin with FC are the library's own, in each process for itself: set them "
-        "for\n"
-        "a recording with capture's --mixing, --delay and --change.\n"
+        "Controls that begin with FC are the library's own, and those of a simulated card the\n"
+        "card's, in each process for itself: set them for a recording with capture's --mixing,\n"
+        "--delay and --change.\n"
         "\n"
         "Examples:\n"
         "  zel-fc controls list\n"
-        "  zel-fc controls set \"Loopback Volume\" 80\n"
-        "  zel-fc controls watch --change \"1:PCM Slave Channels=6\" --seconds 3");
+        "  zel-fc controls get \"PCM Channel Layout\"");
     controls->callback([options] {});
 }

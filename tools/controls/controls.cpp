@@ -6,8 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "control_json.h"
-#include "control_text.h"
+#include "card_controls.h"
 
 namespace {
 
@@ -22,18 +21,18 @@ exit_code no_card(const controls_options& options) {
 
 /// Gives the control that the options name to `use`.
 exit_code with_control(const controls_options& options,
-                       exit_code (*use)(const controls_options&, mixer_ctl*)) {
+                       exit_code (*use)(const controls_options&, mixer*, mixer_ctl*)) {
     const mixer_owner handle(mixer_open(options.card));
     if (!handle) {
         return no_card(options);
     }
     mixer_ctl* control = find_control(handle.get(), options.control);
-    return control != nullptr ? use(options, control)
+    return control != nullptr ? use(options, handle.get(), control)
                               : fail(EXIT_USAGE, "card " + std::to_string(options.card) +
                                                      " has no control \"" + options.control + "\"");
 }
 
-exit_code get_value(const controls_options& options, mixer_ctl* control) {
+exit_code get_value(const controls_options& options, mixer* /*handle*/, mixer_ctl* control) {
     const std::string value = control_value_text(control);
     if (value == "?") {
         return fail(EXIT_READ, "the card does not tell \"" + options.control + "\"");
@@ -46,18 +45,19 @@ exit_code get_value(const controls_options& options, mixer_ctl* control) {
     return EXIT_OK;
 }
 
-exit_code set_value(const controls_options& options, mixer_ctl* control) {
+exit_code set_value(const controls_options& options, mixer* handle, mixer_ctl* control) {
     const std::string wrong = set_control_from_text(control, options.values);
     if (!wrong.empty()) {
         return fail(EXIT_WRITE, "\"" + options.control + "\": " + wrong);
     }
     const std::string name = mixer_ctl_get_name(control);
     std::printf("%s = %s\n", name.c_str(), control_value_text(control).c_str());
-    if (name.starts_with("FC ")) {
+    const bool own = name.starts_with("FC ");
+    if (own || mixer_get_ctl_by_name(handle, "Sim Pacing") != nullptr) {
         std::fprintf(stderr,
-                     "zel-fc: \"%s\" is this process's own, which ends now; capture has --mixing, "
-                     "--delay and --change\n",
-                     name.c_str());
+                     "zel-fc: \"%s\" is %sthis process's own, which ends now; capture has options "
+                     "for it, such as --change\n",
+                     name.c_str(), own ? "" : "a simulated card's, so ");
     }
     return EXIT_OK;
 }

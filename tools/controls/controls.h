@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "exit_code.h"
+#include "command_end.h"
 
 struct controls_options {
     unsigned int card = 70;

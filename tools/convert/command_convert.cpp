@@ -10,9 +10,9 @@ void add_convert_command(CLI::App* app, tool_action* action) {
     auto options = std::make_shared<convert_options>();
     CLI::App* convert = app->add_subcommand(
         "convert", "Convert a WAV file as the device would, faster than real time");
-    convert->add_option("in", options->in_file, "What the card captures: a WAV file")
+    convert->add_option("in", options->in_file, "What the card captures: a WAV file, - for a pipe")
         ->required()
-        ->check(CLI::ExistingFile);
+        ->check((CLI::ExistingFile | CLI::IsMember({"-"})).description("FILE"));
     convert->add_option("out", options->out_file, "WAV file to write: what the client gets")
         ->required();
     add_client_options(convert, &options->client);

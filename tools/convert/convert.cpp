@@ -7,14 +7,11 @@
 #include <cstdio>
 #include <vector>
 
-#include "audio_report.h"
-#include "card_feeder.h"
 #include "chain_report.h"
-#include "interrupt.h"
+#include "level_meter.h"
 #include "library_log.h"
-#include "mix_overloads.h"
-#include "output_file.h"
-#include "progress_bar.h"
+#include "overload_watch.h"
+#include "status_line.h"
 #include "zel_src_48k.h"
 
 namespace {
@@ -45,13 +42,18 @@ std::uint64_t ringing_frames(const chain_report& chain) {
 
 struct job {
     const convert_options& options;
-    sound_info in;
+    const sound_info& in;
+    const std::string& played;  ///< what the card plays
     chain_report chain;
     block_plan plan{};
     level_meter level;
     std::uint64_t overloads = 0;
     std::uint64_t done = 0;
-    double elapsed = 0;
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+
+    double elapsed() const {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    }
 
     sound_info out() const {
         const stream_format& client = options.client;
@@ -62,14 +64,15 @@ struct job {
 
 void print_summary(const job& j) {
     std::printf("%s\n", j.in.text(j.options.in_file).c_str());
-    print_chain(j.chain);
+    j.chain.print();
     std::printf("played as %llu blocks of 32 ms, the last %llu frames of them silence\n%s\n",
                 static_cast<unsigned long long>(j.plan.blocks()),
                 static_cast<unsigned long long>(j.plan.silent_frames()),
                 j.out().text(j.options.out_file).c_str());
-    print_levels(j.level);
-    std::printf("%.2f s taken, %.0f x real time\n", j.elapsed,
-                static_cast<double>(j.done) / j.options.client.rate / j.elapsed);
+    j.level.print();
+    const double taken = j.elapsed();
+    std::printf("%s%.2f s taken, %.0f x real time\n", interrupted() ? "interrupted, " : "", taken,
+                static_cast<double>(j.done) / j.options.client.rate / taken);
 }
 
 json_value sound_json(const std::string& path, const sound_info& sound) {
@@ -84,29 +87,31 @@ json_value sound_json(const std::string& path, const sound_info& sound) {
 
 void print_json(const job& j) {
     json_value out = sound_json(j.options.out_file, j.out());
-    out.set("levels", levels_json(j.level));
+    out.set("levels", j.level.json());
     json_value all = json_value::object();
     all.set("in", sound_json(j.options.in_file, j.in))
-        .set("chain", chain_json(j.chain))
+        .set("chain", j.chain.json())
         .set("blocks", j.plan.blocks())
         .set("silent_frames", j.plan.silent_frames())
         .set("overloads", j.overloads)
+        .set("interrupted", interrupted())
         .set("out", std::move(out))
-        .set("seconds_taken", j.elapsed);
+        .set("seconds_taken", j.elapsed());
     all.print();
 }
 
 exit_code play(job& j, virtual_stream& stream, card_feeder& feeder, simulated_card& card) {
     wav_writer file;
     const stream_format& client = j.options.client;
-    if (!file.open(j.options.out_file, client.rate, client.channels, client.bits)) {
+    if (!file.open(j.options.out_file, client.rate, client.channels, client.bits,
+                   j.plan.client_frames())) {
         return fail(EXIT_WRITE, file.error());
     }
-    const auto begin = std::chrono::steady_clock::now();
+    overload_watch watch(j.chain, j.played);
     const std::uint64_t total = j.plan.client_frames();
     std::vector<std::uint8_t> buffer(std::size_t{client.block_frames()} * client.channels *
                                      (client.bits / 8));
-    progress_bar bar(static_cast<double>(total) / client.rate, !j.options.json);
+    status_line bar(!j.options.json);
     while (j.done < total && !interrupted()) {
         if (!feeder.feed(j.done, total)) {
             return fail(EXIT_READ, card.error());
@@ -119,17 +124,26 @@ exit_code play(job& j, virtual_stream& stream, card_feeder& feeder, simulated_ca
         }
         const auto frames = static_cast<std::uint32_t>(got);
         j.level.add(buffer.data(), frames);
+        watch.play(std::size_t{frames} * j.plan.card_block / j.plan.client_block);
         if (!file.add(buffer.data(), frames)) {
             return fail(EXIT_WRITE, file.error());
         }
         j.done += frames;
-        bar.show(static_cast<double>(j.done) / client.rate);
+        if (const std::size_t room = bar.room(); room > 0) {
+            const double share = static_cast<double>(j.done) / static_cast<double>(total);
+            bar.show((bar_text(share, 42) + ' ' + std::to_string(std::lround(share * 100)) + " %")
+                         .substr(0, room));
+        }
     }
     bar.clear();
     if (!file.close()) {
         return fail(EXIT_WRITE, file.error());
     }
-    j.elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    j.overloads = watch.mixed();
+    for (const std::string& text : j.chain.warnings()) {
+        warn(text);
+    }
+    watch.tell(j.level.at_full_scale());
     return j.done == total ? EXIT_OK : fail(EXIT_READ, "interrupted before the file's end");
 }
 
@@ -148,9 +162,7 @@ exit_code convert(job& j, simulated_card& card) {
     stream_format client = j.options.client;
     client.period_count = kPeriods;
     if (!stream.open(client, false)) {
-        fail(EXIT_OPEN, stream.error());
-        explain_failure(log.take());
-        return EXIT_OPEN;
+        return fail_to_open(stream.error(), log.take(), client.rate);
     }
     pass_on(j, log);
     j.chain = chain_for(j.options.client);
@@ -168,12 +180,12 @@ exit_code convert(job& j, simulated_card& card) {
 
 exit_code run_convert(const convert_options& options) {
     print_library_log(options.log);
-    job j{options, {}, {}, {}, level_meter(options.client.channels, options.client.bits)};
-    std::string wrong = read_sound(options.in_file, &j.in);
+    played_sound sound;
+    std::string wrong = sound.open(options.in_file);
     if (!wrong.empty()) {
-        return fail(j.in.frames > 0 ? EXIT_READ : EXIT_OPEN, wrong);
+        return fail(sound.path().empty() ? EXIT_OPEN : EXIT_READ, wrong);
     }
-    card_setup setup = card_playing(options.card, options.in_file, j.in);
+    card_setup setup = card_playing(options.card, sound);
     setup.once = true;
     simulated_card card;
     if (!card.apply(setup) || !card.step()) {
@@ -183,16 +195,15 @@ exit_code run_convert(const convert_options& options) {
     if (!wrong.empty()) {
         return fail(EXIT_OPEN, wrong);
     }
-    if (keep_inputs(options.out_file, {}) != EXIT_OK) {
+    if (check_output(options.out_file, ".wav", {options.in_file}) != EXIT_OK) {
         return EXIT_USAGE;
     }
     catch_interrupts();
+    job j{options, sound.info(), sound.path(),
+          {},      {},           level_meter(options.client.channels, options.client.bits)};
     const exit_code code = convert(j, card);
-    if (j.done == 0 || code == EXIT_WRITE) {
-        return code;
+    if (j.done > 0 && code != EXIT_WRITE) {
+        options.json ? print_json(j) : print_summary(j);
     }
-    warn_of(j.chain);
-    j.overloads = warn_of_overloads(j.chain, options.in_file, j.in.frames);
-    options.json ? print_json(j) : print_summary(j);
     return code;
 }

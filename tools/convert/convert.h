@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "coefficient_paths.h"
-#include "exit_code.h"
+#include "card_state.h"
+#include "command_end.h"
 #include "simulated_card.h"
 #include "virtual_stream.h"
 

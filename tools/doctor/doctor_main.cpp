@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "command_end.h"
 #include "doctor.h"
-#include "exit_code.h"
 
 namespace {
 

@@ -10,11 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "audio_report.h"
+#include "card_controls.h"
 #include "card_limits.h"
 #include "chain_report.h"
-#include "control_json.h"
-#include "control_text.h"
 #include "library_log.h"
 #include "stage_coefficients.h"
 #include "zel_virtual_card.h"
@@ -160,6 +158,9 @@ void print_json(const info_options& options, findings& found) {
         rows.append(array_of(std::vector<double>(row, end)));
         row = end;
     }
+    const std::string advice = opened || !found.chain.card.known
+                                   ? ""
+                                   : rate_advice(found.chain.card.rate, options.client.rate);
     json_value all = json_value::object();
     all.set("limits", limits_json(found.limits))
         .set("mixing_file", found.chain.card.mixing_path)
@@ -167,7 +168,8 @@ void print_json(const info_options& options, findings& found) {
         .set("controls", std::move(settings))
         .set("client", std::move(client))
         .set("opens", opened)
-        .set("chain", opened ? chain_json(found.chain) : json_value::object())
+        .set("reason", found.open_error + (advice.empty() ? "" : "; ") + advice)
+        .set("chain", opened ? found.chain.json() : json_value::object())
         .set("delay_frames",
              array_of(opened ? found.chain.delay_frames() : std::vector<unsigned int>()))
         .set("matrix", std::move(rows));
@@ -199,8 +201,7 @@ exit_code run_info(const info_options& options) {
         print_settings(found);
     }
     if (!found.open_error.empty()) {
-        fail(EXIT_OPEN, found.open_error);
-        explain_failure(found.open_messages);
+        fail_to_open(found.open_error, found.open_messages, options.client.rate);
     }
     if (found.settings.empty()) {
         return fail(EXIT_OPEN, "cannot open the mixer of card 70");

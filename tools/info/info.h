@@ -1,7 +1,7 @@
 #pragma once
 
-#include "coefficient_paths.h"
-#include "exit_code.h"
+#include "card_state.h"
+#include "command_end.h"
 #include "simulated_card.h"
 #include "virtual_stream.h"
 

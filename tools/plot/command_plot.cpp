@@ -12,18 +12,15 @@ void add_plot_command(CLI::App* app, tool_action* action) {
     plot->footer(
         "Examples:\n"
         "  zel-fc plot filter filter.svg\n"
-        "  zel-fc plot recording voice.wav voice.svg\n"
         "  zel-fc plot matrix mixing.json map.svg --card-channels 6 --card-layout 5.1");
     CLI::App* filter =
         plot->add_subcommand("filter", "Draw the 48 to 16 kHz filter's response and its limits");
-    CLI::App* sound = plot->add_subcommand("recording", "Draw a file's waveform and spectrogram");
     CLI::App* matrix = plot->add_subcommand(
         "matrix", "Draw the matrix that the mixing stage takes from a coefficient file");
-    sound->add_option("in", options->in_file, "WAV file")->required()->check(CLI::ExistingFile);
     matrix->add_option("in", options->in_file, "Mixing coefficient file")
         ->required()
         ->check(CLI::ExistingFile);
-    for (CLI::App* one : {filter, sound, matrix}) {
+    for (CLI::App* one : {filter, matrix}) {
         one->add_option("out", options->out_file, "SVG file to write")->required();
         one->footer("");
     }
@@ -37,8 +34,6 @@ void add_plot_command(CLI::App* app, tool_action* action) {
     matrix->add_option("--card-layout", options->card.layout,
                        "Card's layout (default: by the channels)");
     filter->callback([=] { *action = [=] { return plot_filter(options->out_file); }; });
-    sound->callback(
-        [=] { *action = [=] { return plot_recording(options->in_file, options->out_file); }; });
     matrix->callback([=] {
         const bool named = options->card.channels != 0 || !options->card.layout.empty();
         options->card.channels = named ? options->card.channels : 8;

@@ -2,37 +2,47 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <cstdio>
+#include <numbers>
 #include <utility>
 #include <vector>
 
-#include "audio_report.h"
 #include "channel_layout.h"
-#include "output_file.h"
-#include "spectrum.h"
+#include "level_meter.h"
 #include "stage_coefficients.h"
 #include "svg_picture.h"
 #include "zel_src_48k.h"
 
 namespace {
 
+constexpr const char* kCurve = "#1f4e9c";
 constexpr const char* kLimit = "#c0392b";
+
+/// Gain of the filter at a frequency, in dB over 1.
+double filter_gain_db(double hz) {
+    std::complex<double> sum = 0;
+    for (int t = 0; t < res_order; ++t) {
+        sum +=
+            std::polar(static_cast<double>(res_coeff[t]), -2 * std::numbers::pi * hz / 48000 * t);
+    }
+    return 20 * std::log10(std::abs(sum));
+}
 
 /// Where the response is within the axes.
 void draw_response(svg_picture* picture, const svg_axes& axes) {
-    constexpr double kRate = 48000;
     std::vector<std::pair<double, double>> points;
     for (double pixel = 0; pixel <= axes.width; pixel += 0.5) {
         const double khz = axes.x_min + pixel / axes.width * (axes.x_max - axes.x_min);
-        const double gain = filter_gain_db(res_coeff, res_order, khz * 1000, kRate);
+        const double gain = filter_gain_db(khz * 1000);
         if (gain >= axes.y_min && gain <= axes.y_max) {
             points.emplace_back(axes.x(khz), axes.y(gain));
         } else if (!points.empty()) {
-            picture->polyline(points, kPlotCurve);
+            picture->polyline(points, kCurve);
             points.clear();
         }
     }
-    picture->polyline(points, kPlotCurve);
+    picture->polyline(points, kCurve);
 }
 
 /// A limit from one frequency to another.
@@ -41,13 +51,9 @@ void draw_limit(svg_picture* picture, const svg_axes& axes, double from_khz, dou
     picture->line(axes.x(from_khz), axes.y(db), axes.x(to_khz), axes.y(db), kLimit, true);
 }
 
-std::string decibels_text(double gain) {
-    char words[24] = "";
-    if (gain != 0) {
-        std::snprintf(words, sizeof(words), "%.1f%s", 20 * std::log10(std::fabs(gain)),
-                      gain < 0 ? " inv" : "");
-    }
-    return words;
+std::string gain_text(double gain) {
+    return gain == 0 ? ""
+                     : decibels_text(20 * std::log10(std::fabs(gain))) + (gain < 0 ? " inv" : "");
 }
 
 /// White for nothing to blue for 0 dB and more, red where it is inverted.
@@ -66,8 +72,6 @@ std::string numbered(unsigned int channel, const std::vector<std::string>& names
     return std::to_string(channel) + (channel < names.size() ? " " + names[channel] : "");
 }
 
-}  // namespace
-
 exit_code save_picture(const svg_picture& picture, const std::string& path) {
     if (!picture.save(path)) {
         return fail(EXIT_WRITE, path + ": cannot be written");
@@ -76,12 +80,14 @@ exit_code save_picture(const svg_picture& picture, const std::string& path) {
     return EXIT_OK;
 }
 
+}  // namespace
+
 exit_code plot_filter(const std::string& out_file) {
-    if (keep_inputs(out_file, {}) != EXIT_OK) {
+    if (check_output(out_file, ".svg", {}) != EXIT_OK) {
         return EXIT_USAGE;
     }
     svg_picture picture(860, 720);
-    const double dc = filter_gain_db(res_coeff, res_order, 0, 48000);
+    const double dc = filter_gain_db(0);
     char title[96];
     std::snprintf(title, sizeof(title), "48 to 16 kHz filter, %d taps, %.2f dB at 0 Hz", res_order,
                   dc);
@@ -105,7 +111,7 @@ exit_code plot_filter(const std::string& out_file) {
 }
 
 exit_code plot_matrix(const matrix_options& options) {
-    if (keep_inputs(options.out_file, {options.in_file}) != EXIT_OK) {
+    if (check_output(options.out_file, ".svg", {options.in_file}) != EXIT_OK) {
         return EXIT_USAGE;
     }
     const card_setup card = complete(options.card);
@@ -123,7 +129,7 @@ exit_code plot_matrix(const matrix_options& options) {
     picture.text(20, 24, options.in_file);
     picture.text(20, 44,
                  card.layout + ", " + std::to_string(inputs) + " to " +
-                     std::to_string(options.out_channels) + " channels, gain in dB");
+                     channels_text(options.out_channels) + ", gain in dB");
     if (!taken.used) {
         const std::string instead = taken.silent() ? "silence" : "the identity matrix";
         picture.text(20, 64, "not of the file: " + instead);
@@ -145,11 +151,11 @@ exit_code plot_matrix(const matrix_options& options) {
             const auto weight = static_cast<double>(taken.weights[std::size_t{o} * inputs + i]);
             sum += std::fabs(weight);
             picture.rect(kLeft + kCell * i, top, kCell - 2, kCell - 2, gain_colour(weight));
-            picture.text(kLeft + kCell * (i + 0.5) - 1, top + kCell / 2 + 4, decibels_text(weight),
+            picture.text(kLeft + kCell * (i + 0.5) - 1, top + kCell / 2 + 4, gain_text(weight),
                          "middle");
         }
         picture.text(kLeft + kCell * (inputs + 0.5), top + kCell / 2 + 4,
-                     sum == 0 ? "none" : decibels_text(sum), "middle");
+                     sum == 0 ? "none" : gain_text(sum), "middle");
     }
     return save_picture(picture, options.out_file);
 }

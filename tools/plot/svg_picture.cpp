@@ -1,9 +1,10 @@
 #include "svg_picture.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+
+#include "json_value.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ std::string attribute(const char* name, double value) {
 
 std::string escaped(const std::string& text) {
     std::string out;
-    for (const char c : text) {
+    for (const char c : valid_utf8(text)) {
         out += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
     }
     return out;
@@ -67,17 +68,6 @@ bool svg_picture::save(const std::string& path) const {
     return !file.fail();
 }
 
-double svg_axes::y(double value) const {
-    const double share = logarithmic ? std::log(y_max / value) / std::log(y_max / y_min)
-                                     : (y_max - value) / (y_max - y_min);
-    return top + share * height;
-}
-
-double svg_axes::y_value(double pixel) const {
-    const double share = (pixel - top) / height;
-    return logarithmic ? y_max * std::pow(y_min / y_max, share) : y_max - share * (y_max - y_min);
-}
-
 void svg_axes::draw(svg_picture* picture, double x_step, double y_step, const std::string& x_name,
                     const std::string& y_name) const {
     constexpr double kFigureRoom = 16;
@@ -86,37 +76,10 @@ void svg_axes::draw(svg_picture* picture, double x_step, double y_step, const st
         picture->text(x(v), top + height + kFigureRoom,
                       number(std::fabs(v) < x_step / 1000 ? 0 : v), "middle");
     }
-    const auto line_at = [&](double v) {
+    for (double v = std::ceil(y_min / y_step) * y_step; v <= y_max + y_step / 1000; v += y_step) {
         picture->line(left, y(v), left + width, y(v), "#cccccc");
-        picture->text(left - 6, y(v) + 4, number(v), "end");
-    };
-    if (logarithmic) {
-        for (double power = 1; power <= y_max; power *= 10) {
-            for (const double v : {power, 2 * power, 5 * power}) {
-                if (v >= y_min && v <= y_max) {
-                    line_at(v);
-                }
-            }
-        }
-    } else {
-        for (double v = std::ceil(y_min / y_step) * y_step; v <= y_max + y_step / 1000;
-             v += y_step) {
-            line_at(std::fabs(v) < y_step / 1000 ? 0 : v);
-        }
+        picture->text(left - 6, y(v) + 4, number(std::fabs(v) < y_step / 1000 ? 0 : v), "end");
     }
     picture->text(left + width / 2, top + height + 2 * kFigureRoom, x_name, "middle");
     picture->text(left, top - 6, y_name);
-}
-
-std::string heat_colour(double share) {
-    const double s = std::clamp(share, 0.0, 1.0);
-    const auto part = [&](double from, double to) {
-        return static_cast<int>(255 * std::clamp((s - from) / (to - from), 0.0, 1.0));
-    };
-    char text[8];
-    std::snprintf(text, sizeof(text), "#%02x%02x%02x", part(0.25, 0.65), part(0.55, 1.0),
-                  s < 0.4   ? part(0.0, 0.4) / 2
-                  : s < 0.8 ? 127 - part(0.4, 0.8) / 2
-                            : part(0.8, 1.0));
-    return text;
 }

@@ -24,21 +24,14 @@ class svg_picture {
     double height;
 };
 
-/// A rectangle of a picture with a linear scale on each axis, or a logarithmic one upwards.
+/// A rectangle of a picture with a linear scale on each axis.
 struct svg_axes {
     double left, top, width, height;
     double x_min, x_max, y_min, y_max;
-    bool logarithmic = false;  ///< y; both of its ends are positive
 
     double x(double value) const { return left + (value - x_min) / (x_max - x_min) * width; }
-    double y(double value) const;
-    /// The value at a height.
-    double y_value(double pixel) const;
-    /// Frame, grid lines at each step, their figures, and what the axes are. A logarithmic axis has
-    /// its lines at 1, 2 and 5 times the powers of 10.
+    double y(double value) const { return top + (y_max - value) / (y_max - y_min) * height; }
+    /// Grid lines at each step, their figures, and what the axes are.
     void draw(svg_picture* picture, double x_step, double y_step, const std::string& x_name,
               const std::string& y_name) const;
 };
-
-/// "#rrggbb" of a share from 0 (dark) to 1 (bright).
-std::string heat_colour(double share);

@@ -1,10 +1,13 @@
-#include "control_text.h"
+#include "card_controls.h"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -92,12 +95,31 @@ std::optional<int> value_in(mixer_ctl* control, const std::string& text) {
                                                               : number_in(text);
 }
 
-std::string element_text(mixer_ctl* control, unsigned int element) {
+/// Name of an enumerated control's item; null when it has none.
+const char* item_of(mixer_ctl* control, unsigned int element) {
     const int value = mixer_ctl_get_value(control, element);
-    const char* item = mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM && value >= 0
-                           ? mixer_ctl_get_enum_string(control, static_cast<unsigned int>(value))
-                           : nullptr;
-    return item != nullptr ? item : std::to_string(value);
+    return mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM && value >= 0
+               ? mixer_ctl_get_enum_string(control, static_cast<unsigned int>(value))
+               : nullptr;
+}
+
+std::string element_text(mixer_ctl* control, unsigned int element) {
+    const char* item = item_of(control, element);
+    return item != nullptr ? item : std::to_string(mixer_ctl_get_value(control, element));
+}
+
+json_value element_json(mixer_ctl* control, unsigned int element) {
+    const char* item = item_of(control, element);
+    return item != nullptr ? json_value(item) : json_value(mixer_ctl_get_value(control, element));
+}
+
+/// A text loses its quotes: JSON has its own.
+json_value bytes_json(mixer_ctl* control) {
+    const std::string text = control_value_text(control);
+    if (text == "?") {
+        return json_value(NAN);
+    }
+    return text.front() == '"' ? text.substr(1, text.size() - 2) : text;
 }
 
 }  // namespace
@@ -190,10 +212,83 @@ std::string set_control_from_text(mixer_ctl* control, const std::vector<std::str
     return status == 0 ? "" : "the card refuses " + quoted_text(values[0]);
 }
 
+std::string set_control_bytes(mixer_ctl* control, const std::string& bytes) {
+    std::vector<char> all(mixer_ctl_get_num_values(control));
+    if (bytes.size() >= all.size()) {
+        return "more than " + std::to_string(all.size() - 1) + " characters: " + bytes;
+    }
+    bytes.copy(all.data(), bytes.size());
+    return mixer_ctl_set_array(control, all.data(), all.size()) == 0
+               ? ""
+               : "the card refuses " + quoted_text(bytes);
+}
+
 mixer_ctl* find_control(mixer* handle, const std::string& name_or_number) {
     mixer_ctl* named = mixer_get_ctl_by_name(handle, name_or_number.c_str());
     const std::optional<int> number = number_in(name_or_number);
     return named != nullptr || !number || *number < 0
                ? named
                : mixer_get_ctl(handle, static_cast<unsigned int>(*number));
+}
+
+json_value control_value_json(mixer_ctl* control) {
+    if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
+        return bytes_json(control);
+    }
+    const unsigned int count = mixer_ctl_get_num_values(control);
+    if (count == 1) {
+        return element_json(control, 0);
+    }
+    json_value values = json_value::array();
+    for (unsigned int i = 0; i < count; ++i) {
+        values.append(element_json(control, i));
+    }
+    return values;
+}
+
+bool parse_card_change(const std::string& text, card_change* change) {
+    const auto colon = text.find(':');
+    const auto equals = text.find('=', colon == std::string::npos ? 0 : colon);
+    int used = 0;
+    if (colon == std::string::npos || equals == std::string::npos || equals == colon + 1 ||
+        std::sscanf(text.c_str(), "%lf%n", &change->seconds, &used) != 1 ||
+        static_cast<std::size_t>(used) != colon || !(change->seconds >= 0)) {
+        return false;
+    }
+    change->control = text.substr(colon + 1, equals - colon - 1);
+    change->value = text.substr(equals + 1);
+    return true;
+}
+
+card_changes::card_changes(std::vector<card_change> wanted, mixer* opened)
+    : changes(std::move(wanted)), handle(opened) {
+    std::stable_sort(
+        changes.begin(), changes.end(),
+        [](const card_change& a, const card_change& b) { return a.seconds < b.seconds; });
+}
+
+std::string card_changes::check() const {
+    for (const card_change& change : changes) {
+        mixer_ctl* control = handle == nullptr ? nullptr : find_control(handle, change.control);
+        const std::string wrong =
+            control == nullptr ? "no such control" : check_control_values(control, {change.value});
+        if (!wrong.empty()) {
+            return "\"" + change.control + "\": " + wrong;
+        }
+    }
+    return "";
+}
+
+std::string card_changes::make_due(double seconds, std::vector<std::string>* made) {
+    while (!changes.empty() && changes.front().seconds <= seconds) {
+        const card_change change = changes.front();
+        changes.erase(changes.begin());
+        mixer_ctl* control = find_control(handle, change.control);
+        const std::string wrong = set_control_from_text(control, {change.value});
+        if (!wrong.empty()) {
+            return "\"" + change.control + "\": " + wrong;
+        }
+        made->push_back(std::string(mixer_ctl_get_name(control)) + " = " + change.value);
+    }
+    return "";
 }

@@ -1,0 +1,228 @@
+#!/usr/bin/env python3
+"""usage: command_test.py ZEL_FC CONFIG_FOLDER CLASS. What the tool writes and prints, and how it refuses."""
+
+import json
+import os
+import pathlib
+import resource
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+zel_fc, config = sys.argv[1], pathlib.Path(sys.argv[2])
+os.environ["ZEL_VOICE_CONFIG_DIR"] = str(config)
+mixing_file = config / "voice_channel_mixing_coef.json"
+scratch = tempfile.TemporaryDirectory()
+folder = pathlib.Path(scratch.name)
+out, again, loud = folder / "out.wav", folder / "again.wav", folder / "loud.json"
+loud.write_text(json.dumps({"MixingCoefficientEnable": True, "MixingWeighting": [{
+    "InputChannel": 2, "InputChannelLayout": "2.0", "OutputChannel": 2, "Parameters": [9, 0, 0, 9]}]}))
+
+
+class Command(unittest.TestCase):
+    def run_tool(self, code, *words, text="", **more):
+        """The run must end with `code` and say `text`."""
+        command = [word if isinstance(word, bytes) else str(word) for word in (zel_fc, *words)]
+        done = subprocess.run(command, stdout=more.pop("stdout", subprocess.PIPE),
+                              stderr=subprocess.PIPE, timeout=120, **more)
+        self.out = (done.stdout or b"").decode(errors="surrogateescape")
+        self.err = done.stderr.decode(errors="surrogateescape")
+        self.assertEqual(done.returncode, code, f"{words}\n{self.out}{self.err}")
+        self.assertIn(text, self.out + self.err, words)
+        return self.out
+
+    def json(self, code, *words, **more):
+        return json.loads(self.run_tool(code, *words, "--json", **more))
+
+    def expect_size(self, path, frames, frame_bytes):
+        self.assertIn(path.stat().st_size - frames * frame_bytes, range(44, 145), path)
+
+
+class Capture(Command):
+    def test_length_format_and_changes_of_the_card(self):
+        self.run_tool(0, "capture", out, "--fast", "-s", 10, text="160000 frames, 10.000 s")
+        self.assertIn("timestamp gaps: 0   overruns: 0   frames lost: 0", self.out)
+        # Every line of a message has the log's own beginning.
+        self.assertRegex(self.err, r"(?m)^D/zel_tinyalsa_format_converter\( *\d+\): +channel_mixing 1$")
+        self.expect_size(out, 160000, 4)
+        self.run_tool(0, "capture", out, "--fast", "-s", 1, "-r", 48000, "-c", 8, "-b", 32)
+        self.expect_size(out, 48000, 32)
+        head = out.read_bytes()[:60]
+        self.assertEqual(head[40:44], b"\x3f\x06\0\0", "where the channels are: 7.1")
+        self.run_tool(0, "capture", out, "-s", 0.5, "--card-channels", 2, "--card-layout", "2.0",
+                      text="8000 frames")
+        got = self.json(0, "capture", out, "--fast", "-s", 3, "-q", "--change",
+                        "2:PCM Slave Format=2", "--change", "1:PCM Slave Channels=6", "--change",
+                        "1.5:FC log level=None", "--change", "9:FC log level=All")
+        self.assertEqual((got["frames"], got["restarts"], len(got["levels"])), (48000, 2, 2))
+        self.assertEqual([event.split(": ")[1] for event in got["events"]], [
+            "PCM Slave Channels = 6", "the capture was restarted", "FC log level = None",
+            "PCM Slave Format = 2", "the capture was restarted"])
+        self.assertEqual(got["chain"]["card"]["word_bits"], 16)
+        self.assertIn('"FC log level=All" was not made', self.err)
+
+    def test_refuses_before_anything_is_written(self):
+        out.write_text("kept")
+        for change, why in (("1:Volume=3", '": no such'), ("9:FC log level=Loud", "not one of"),
+                            ("9:PCM Slave Channels=99", "refuses"), ("soon:Volume=3", "SECONDS:"),
+                            ("9:FC delay coef file=hex:0", "pairs of"),
+                            (f"9:FC mixing coef file={out}", "would overwrite"),
+                            (f"0:Sim WAV File={out}", "would overwrite")):
+            self.run_tool(1, "capture", out, "--fast", "--change", change, text=why)
+        for code, why, *words in (
+                (1, "--bits", "--bits", 24), (1, "--rate", "--rate", 8000),
+                (1, "--wav", "--wav", "/nowhere.wav"), (2, "card 70", "--channels", 9),
+                (2, 'no "3.0" for "PCM Channel Layout"', "--card-layout", "3.0"),
+                (2, "ask for -r 44100, or resample", "--card-rate", 44100),
+                (1, "--seconds", "--seconds")):
+            self.run_tool(code, "capture", out, "--fast", *words, text=why)
+        self.assertEqual(out.read_text(), "kept")
+        self.run_tool(4, "capture", "/nowhere/out.wav", text="/nowhere/out.wav")
+
+    def test_an_interrupt_leaves_what_the_summary_says(self):
+        with subprocess.Popen([zel_fc, "capture", out, "-s", "60", "-c", "3", "--json"],
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as tool:
+            out.unlink(missing_ok=True)
+            while not out.exists() or out.stat().st_size < 100000:
+                time.sleep(0.05)
+            tool.send_signal(signal.SIGINT)
+            got = json.loads(tool.stdout.read())
+        self.assertEqual(tool.returncode, 0)
+        self.assertTrue(got["interrupted"])
+        self.expect_size(out, got["frames"], 6)
+
+
+class Convert(Command):
+    def setUp(self):
+        self.run_tool(0, "capture", out, "--fast", "-s", 1)
+
+    def test_plays_and_counts_what_is_lost(self):
+        got = self.json(0, "convert", out, again, "--delay", "none", "--mixing", "none")
+        self.assertEqual((got["in"]["frames"], got["chain"]["card"]["rate"]), (16000, 16000))
+        self.assertEqual(got["chain"]["delay"], {"in_use": "bypass", "file": "no file"})
+        self.assertEqual(again.read_bytes()[44:][:64000], out.read_bytes()[44:])
+        self.assertEqual(self.err, "")
+        for weights, overloads in ((mixing_file, False), (loud, True)):
+            for command in (["capture", again, "--fast", "-s", 1, "-q", "--wav", out],
+                            ["convert", out, again]):
+                got = self.json(0, *command, "--mixing", weights)
+                self.assertEqual(got["overloads"] > 1000, overloads, (command, weights))
+                self.assertEqual("mixed samples are beyond" in self.err, overloads)
+        with out.open("rb") as pipe:
+            wav = bytearray(pipe.read())
+        wav[40:44] = b"\x00\xf0\xff\x7f"  # the size that a writer into a pipe leaves
+        got = json.loads(subprocess.run(
+            f"cat | '{zel_fc}' convert - '{again}' --json", shell=True, input=bytes(wav),
+            stdout=subprocess.PIPE, check=True).stdout)
+        self.assertEqual(got["in"]["frames"], 16000)
+        self.run_tool(0, "capture", again, "--fast", "-s", 0.1, "--card-layout", "5.1.2",
+                      text="8 channels, 32-bit words, 48000 Hz, layout 5.1.2")
+
+    def test_no_command_writes_onto_what_it_reads(self):
+        mixing, same = folder / "m  n.json", folder / "same.wav"
+        mixing.write_bytes(mixing_file.read_bytes())
+        os.link(out, same)
+        before = out.read_bytes()
+        for words in (["capture", out, "--wav", out], ["convert", out, folder / "." / "same.wav"],
+                      ["plot", "matrix", out, out.with_suffix(".svg")]):
+            if words[0] == "plot":
+                os.link(out, words[3])
+            self.run_tool(1, *words, text="the output would overwrite")
+        environment = os.environ | {"ZEL_LOOPBACK_CARD": f"Sim WAV File={out}"}
+        self.run_tool(1, "capture", out, env=environment, text="the output would overwrite")
+        for name in ("a.flac", "a.mp3", "-", "/dev/stdout"):
+            self.run_tool(1, "convert", out, name, text=name + ": ")
+        again.write_text("kept")
+        self.run_tool(2, "convert", __file__, again, text="Format not recognised")
+        self.run_tool(2, "convert", out, again, "-c", 9, text="channel num 9 out of limit 8")
+        self.assertEqual((out.read_bytes(), again.read_text()), (before, "kept"))
+
+    def test_an_interrupt_is_told_and_a_full_disk_too(self):
+        with subprocess.Popen([zel_fc, "convert", out, again, "--tail", "60", "--json"],
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as tool:
+            again.unlink(missing_ok=True)
+            while not again.exists():
+                time.sleep(0.001)
+            tool.send_signal(signal.SIGINT)
+            got = json.loads(tool.stdout.read() or b"{}")
+        if got:  # else it was interrupted before its first block
+            self.assertEqual((got["interrupted"], tool.returncode), (True, 3))
+        for words in (["capture", again, "--fast", "-s", 2], ["convert", out, again, "--tail", 9]):
+            def small_disk():
+                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+                resource.setrlimit(resource.RLIMIT_FSIZE, (16384, 16384))
+            self.run_tool(4, *words, preexec_fn=small_disk, text="again.wav: File too large")
+        for words in (["capture", again, "--fast", "-s", 0.1], ["convert", out, again, "--json"],
+                      ["info"], ["controls", "list"], ["check", mixing_file], ["--help"],
+                      ["plot", "filter", folder / "plot.svg"]):
+            with open("/dev/full", "wb") as full:
+                self.run_tool(4, *words, stdout=full, text="standard output: No space left")
+
+
+class Output(Command):
+    def test_info(self):
+        got = self.json(0, "info", "--card-channels", 6, "--card-layout", "5.1")
+        self.assertEqual(got["limits"]["channels"], {"min": 1, "max": 8})
+        self.assertEqual(got["limits"]["rate"], {"min": 16000, "max": 48000})
+        self.assertEqual(got["controls"]["PCM Channel Layout"], "5.1")
+        self.assertEqual([len(row) for row in got["matrix"]], [6, 6])
+        self.assertEqual(got["delay_frames"], [48, 48, 96, 0, 240, 240])
+        self.assertEqual(got["chain"]["stages"], {"truncation": True, "delay": True, "mixing": True,
+                                                  "rate_conversion": True, "padding": False})
+        odd = os.fsencode(folder) + b"/a  b\xff.json"
+        pathlib.Path(os.fsdecode(odd)).write_bytes(mixing_file.read_bytes())
+        got = json.loads(self.run_tool(0, "info", "--json", "--mixing", odd))
+        self.assertTrue(got["mixing_file"].endswith("a  b\ufffd.json"))
+        self.assertEqual(got["controls"]["FC delay coef file"], got["delay_file"])
+        self.run_tool(0, "plot", "matrix", odd, folder / "plot.svg")
+        self.assertIn("a  b\ufffd.json", (folder / "plot.svg").read_text())
+        got = self.json(0, "info", "-c", 3)
+        self.assertEqual(got["chain"]["mixing"], {
+            "in_use": "identity", "file": got["mixing_file"],
+            "reason": "8(7.1) => 3 mixing coefficient not found"})
+        self.assertEqual(got["matrix"], [[int(i == o) for i in range(8)] for o in range(3)])
+        self.assertIn("-r 16000", self.json(0, "info", "-r", 32000)["chain"]["warnings"][0])
+        got = self.json(2, "info", "--card-rate", 44100)
+        self.assertFalse(got["opens"] or got["chain"])
+        self.assertIn("ask for -r 44100", got["reason"])
+        self.assertIn("the library says: sample rate is not 16 48Khz", self.err)
+        environment = {k: v for k, v in os.environ.items() if k != "ZEL_VOICE_CONFIG_DIR"}
+        self.run_tool(0, "info", env=environment, text="in use: file")
+
+    def test_controls(self):
+        got = json.loads(self.run_tool(0, "controls", "list", "--json"))
+        self.assertEqual(got[2], {
+            "number": 2, "name": "FC log level", "type": "ENUM", "count": 1, "value": "Info",
+            "items": ["None", "Fatal", "Error", "Warn", "Info", "Trace", "All"]})
+        self.assertEqual((got[3]["value"], got[3]["max"]), ([100, 100], 100))
+        for code, text, *words in (
+                (0, f"{config}/voice_channel_delay_coef.json", "get", 0),
+                (0, "Loopback Volume = 10 20", "set", "Loopback Volume", 10, 20),
+                (0, "a simulated card's", "set", "Loopback Volume", 10),
+                (0, "Loopback Tuning = hex:01ff00", "set", "Loopback Tuning", "hex:01ff"),
+                (0, "is this process's own", "set", "FC log level", "Trace"),
+                (2, "cannot open the mixer of card 5", "list", "--card", 5),
+                (4, "the card refuses 101, it takes 0 to 100", "set", "Loopback Volume", 101),
+                (4, "17 bytes, the control has 16", "set", "Loopback Calibration", "1" * 17),
+                (4, 'refuses "' + "0" * 128, "set", 0, "0" * 128)):
+            self.run_tool(code, "controls", *words, text=text)
+
+    def test_pictures_and_help(self):
+        svg = folder / "plot.svg"
+        self.run_tool(0, "plot", "filter", svg, text="plot.svg")
+        self.run_tool(0, "plot", "matrix", mixing_file, svg)
+        self.assertEqual(svg.read_text().count("-12.9</text>"), 6)
+        for text in (mixing_file.name, "3 LFE", "client 1 R", "sum"):
+            self.assertIn(text + "</text>", svg.read_text())
+        self.run_tool(0, "plot", "matrix", __file__, svg, text="the mixing file is not in use")
+        self.assertIn("not of the file: the identity matrix", svg.read_text())
+        self.run_tool(0, "--version", text="zel-fc 1.")
+        self.run_tool(1, "chek", text="  convert   Convert a WAV file")
+        self.run_tool(0, "help", "convert", text="--tail")
+        self.assertIn("Usage: zel-fc convert", self.out)
+
+
+unittest.main(argv=sys.argv[:1] + sys.argv[3:])

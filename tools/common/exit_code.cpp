@@ -1,8 +1,0 @@
-#include "exit_code.h"
-
-#include <cstdio>
-
-exit_code fail(exit_code code, const std::string& text) {
-    std::fprintf(stderr, "zel-fc: %s\n", text.c_str());
-    return code;
-}
