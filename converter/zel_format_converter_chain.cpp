@@ -81,9 +81,7 @@ int zel_format_converter::init_fc_submodule() {
         status = init_mixing_stage(&working);
     }
     if (status == 0 && convert_rate) {
-        pcm_config converted = working;
-        converted.rate = client.rate;
-        status = zel_fc_lib_src_init(0, &working, &converted);
+        status = zel_fc_lib_src_init(0, &working, &working);  // its output's rate is a third
         if (status != 0) {
             ZEL_FC_LOGE("SRC module init fail");
         } else {

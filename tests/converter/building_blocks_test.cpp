@@ -17,6 +17,7 @@
 #include "converter_access.h"
 #include "expect_log.h"
 #include "status.h"
+#include "system_faults.h"
 
 namespace {
 
@@ -56,6 +57,27 @@ TEST(epoll, reports_each_arrival_once_and_keeps_a_hung_up_pipe) {
     EXPECT_STATUS(poller.init(), 0);
     EXPECT_STATUS(poller.add(ends[0]), 0);
     close(ends[0]);
+}
+
+TEST(epoll, an_interrupted_wait_goes_on_for_the_rest_of_its_time) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    zel_epoll poller;
+    ASSERT_STATUS(poller.init(), 0);
+    ASSERT_STATUS(poller.add(ends[0]), 0);
+    for (const int timeout : {0, -1, 500}) {
+        EXPECT_STATUS(poller.set_timeout(timeout), 0);
+        ASSERT_EQ(write(ends[1], "x", 1), 1);
+        zel_test::take_poll_timeouts();
+        zel_test::fail_system_call(zel_test::system_call::epoll_wait, 1, EINTR);
+        EXPECT_EQ(poller.wait(), 1);
+        const std::vector<int> waits = zel_test::take_poll_timeouts();
+        ASSERT_EQ(waits.size(), 2U);
+        EXPECT_EQ(waits[0], timeout);
+        EXPECT_NEAR(waits[1], timeout, timeout > 0 ? 400 : 0);
+    }
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(epoll, drops_a_socket_whose_peer_stopped_sending) {

@@ -92,6 +92,21 @@ TEST(open_command, refuses_blocks_without_a_sample) {
     }
 }
 
+TEST(open_command, what_the_platform_does_not_tell_has_a_default) {
+    reset_script();
+    clear_log();
+    fail_call(call::get_json_path, 2, -1);
+    fail_call(call::search_snd_device, 1, -ENODEV);
+    const fc_access::owner fc = fc_access::make();
+    EXPECT_EQ(fc->card(), 0xFFFFFFFF);
+    EXPECT_TRUE(log_has("search snd device fail"));
+    EXPECT_TRUE(log_has("can't get mixing json path use default path"));
+    EXPECT_EQ(log_count("can't get delay"), 0U);
+    char path[512] = {};
+    EXPECT_STATUS(fc->get(PROP_MIXING_JSON_PATH, path), 0);
+    EXPECT_STREQ(path, "/vendor/tvconfig/config/voc/voice_channel_mixing_coef.json");
+}
+
 TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {
     const std::pair<int, pcm_format> formats[] = {
         {2, PCM_FORMAT_S16_LE}, {6, PCM_FORMAT_S24_LE}, {10, PCM_FORMAT_S32_LE}};

@@ -286,6 +286,7 @@ TEST_F(pcm_plugin_test, a_blocking_read_gives_up_after_ten_seconds_without_a_byt
     EXPECT_EQ(errno, EIO);
     EXPECT_TRUE(log_has("readi_frames", "read timeout, no data for 10 s"));
     EXPECT_NEAR(sleeps - 900, 10'000 / 32, 2);
+    EXPECT_EQ(log_count("usleep fail"), 0U);
     skip_sleeps({});
     allow_reads(-1);
 }

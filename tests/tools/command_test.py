@@ -102,7 +102,7 @@ class Convert(Command):
     def test_plays_and_counts_what_is_lost(self):
         got = self.json(0, "convert", out, again, "--delay", "none", "--mixing", "none")
         self.assertEqual((got["in"]["frames"], got["chain"]["card"]["rate"]), (16000, 16000))
-        self.assertEqual(got["chain"]["delay"], {"in_use": "bypass", "file": "no file"})
+        self.assertEqual(got["chain"]["delay"], {"in_use": "bypass", "file": "none"})
         self.assertEqual(again.read_bytes()[44:][:64000], out.read_bytes()[44:])
         self.assertEqual(self.err, "")
         for weights, overloads in ((mixing_file, False), (loud, True)):
@@ -190,7 +190,7 @@ class Output(Command):
         self.assertIn("ask for -r 44100", got["reason"])
         self.assertIn("the library says: sample rate is not 16 48Khz", self.err)
         environment = {k: v for k, v in os.environ.items() if k != "ZEL_VOICE_CONFIG_DIR"}
-        self.run_tool(0, "info", env=environment, text="in use: file")
+        self.run_tool(0, "info", env=environment, text="mixing: file of")
 
     def test_controls(self):
         got = json.loads(self.run_tool(0, "controls", "list", "--json"))
