@@ -46,7 +46,7 @@ fi
 
 expect "use mixing coefficient 8(7.1) => 2" \
     run "$prefix/bin/zel-fc" capture "$work/out.wav" --fast --seconds 0.5
-expect "FC log level" run "$prefix/bin/zel-fc" controls list
+expect "FC log level" run "$prefix/bin/zel-fc" controls
 [ "$(stat -c %s "$work/out.wav")" -ge 32044 ] || fail "the recording is too short"
 
 pc=$(dirname "$(find "$prefix" -name zel-format-converter.pc)")

@@ -25,7 +25,6 @@ struct session {
     virtual_stream& stream;
     card_feeder& feeder;
     simulated_card& card;
-    held_library_log& log;
     status_line screen;
     level_meter level;
     level_meter look;  ///< of what came since the last look at the screen
@@ -75,15 +74,6 @@ void show_meter(session& s) {
     s.look = level_meter(channels, s.options.client.bits);
 }
 
-void follow_log(session& s) {
-    for (const library_message& message : s.log.take()) {
-        if (!s.options.quiet) {
-            s.screen.clear();
-            print_library_message(message);
-        }
-    }
-}
-
 /// Makes the changes that are due, and hears of the stream's restarts.
 std::string follow_card(session& s) {
     const double seconds = static_cast<double>(s.done) / s.options.client.rate;
@@ -125,7 +115,6 @@ exit_code record(session& s, wav_writer& file) {
             return fail(EXIT_READ, s.card.error());
         }
         const int got = s.stream.read(buffer.data(), wanted);
-        follow_log(s);
         if (got < 0) {
             return fail(EXIT_READ, s.stream.error());
         }
@@ -220,7 +209,7 @@ exit_code record_to_file(session& s) {
 
 exit_code capture(const capture_options& options, const played_sound& sound, simulated_card& card) {
     const stream_format& client = options.client;
-    const std::unique_ptr<mixer, void (*)(mixer*)> events(mixer_open(kZelVirtualCard), mixer_close);
+    const mixer_owner events = open_mixer(kZelVirtualCard);
     card_changes changes(options.changes, events.get());
     const std::string wrong = changes.check();
     if (!wrong.empty()) {
@@ -229,7 +218,6 @@ exit_code capture(const capture_options& options, const played_sound& sound, sim
     if (events) {
         mixer_subscribe_events(events.get(), 1);
     }
-    held_library_log log;
     virtual_stream stream;
     // One block at a time, so that changes of the card come when they are due.
     card_feeder feeder(&card, client.rate, read_card_state().rate, 1);
@@ -239,7 +227,6 @@ exit_code capture(const capture_options& options, const played_sound& sound, sim
         stream,
         feeder,
         card,
-        log,
         status_line(!options.json),
         level_meter(client.channels, client.bits),
         level_meter(client.channels, client.bits),
@@ -250,12 +237,11 @@ exit_code capture(const capture_options& options, const played_sound& sound, sim
         nullptr,
         sound.info().frames};
     if (!opened) {
-        return fail_to_open(stream.error(), log.take(), client.rate);
+        return fail_to_open(stream.error(), client.rate);
     }
     if (!sound.path().empty() && options.changes.empty()) {
         s.overloads = std::make_unique<overload_watch>(s.chain, sound.path());
     }
-    follow_log(s);
     return record_to_file(s);
 }
 

@@ -76,7 +76,7 @@ inline constexpr finding_kind kHiddenByPrefix{
 inline constexpr finding_kind kUnknownLayout{
     "unknown_layout", note, "layout %1 is none of the usual ones",
     "chooses this entry only if the card's \"PCM Channel Layout\" is called so",
-    "compare it with the card's items: zel-fc controls list"};
+    "compare it with the card's items: zel-fc controls"};
 inline constexpr finding_kind kWordyLayout{
     "wordy_layout", warning, "layout %1 has more than digits and dots",
     "chooses this entry for every layout that it begins with", "write %2"};

@@ -68,18 +68,8 @@ std::string quoted_text(const std::string& text) {
     return '"' + text + '"';
 }
 
-std::string check_bytes(mixer_ctl* control, const std::string& text) {
-    const unsigned int room = mixer_ctl_get_num_values(control);
-    const std::optional<std::vector<unsigned char>> bytes = bytes_in(text);
-    if (!bytes) {
-        return quoted_text(text) + " is not pairs of hexadecimal digits";
-    }
-    return bytes->size() <= room ? ""
-                                 : quoted_text(text) + " has " + std::to_string(bytes->size()) +
-                                       " bytes, the control has " + std::to_string(room);
-}
-
-std::optional<int> item_named(mixer_ctl* control, const std::string& text) {
+/// A number, or the name of an enumerated control's item.
+std::optional<int> value_in(mixer_ctl* control, const std::string& text) {
     for (unsigned int i = 0; i < mixer_ctl_get_num_enums(control); ++i) {
         const char* item = mixer_ctl_get_enum_string(control, i);
         if (item != nullptr && text == item) {
@@ -89,10 +79,50 @@ std::optional<int> item_named(mixer_ctl* control, const std::string& text) {
     return number_in(text);
 }
 
-/// A number, or the name of an enumerated control's item.
-std::optional<int> value_in(mixer_ctl* control, const std::string& text) {
-    return mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM ? item_named(control, text)
-                                                              : number_in(text);
+/// What texts stand for, one for each element, or what is wrong.
+struct control_values {
+    std::vector<int> numbers{};
+    std::vector<unsigned char> bytes{};
+    std::string wrong{};
+};
+
+control_values values_in(mixer_ctl* control, const std::vector<std::string>& texts) {
+    control_values all;
+    const unsigned int count = mixer_ctl_get_num_values(control);
+    const mixer_ctl_type type = mixer_ctl_get_type(control);
+    const bool bytes = type == MIXER_CTL_TYPE_BYTE;
+    if (texts.empty() || (texts.size() != 1 && (bytes || texts.size() != count))) {
+        all.wrong =
+            std::to_string(texts.size()) + " values for " + std::to_string(bytes ? 1 : count);
+        return all;
+    }
+    if (bytes) {
+        const auto in = bytes_in(texts[0]);
+        all.bytes = in.value_or(all.bytes);
+        all.wrong = !in ? quoted_text(texts[0]) + " is not pairs of hexadecimal digits"
+                    : in->size() > count
+                        ? quoted_text(texts[0]) + " has " + std::to_string(in->size()) +
+                              " bytes, the control has " + std::to_string(count)
+                        : "";
+        all.bytes.resize(count);
+        return all;
+    }
+    const bool named = type == MIXER_CTL_TYPE_ENUM;
+    const int min = named ? 0 : mixer_ctl_get_range_min(control);
+    const int max = named ? static_cast<int>(mixer_ctl_get_num_enums(control)) - 1
+                          : mixer_ctl_get_range_max(control);
+    for (unsigned int i = 0; i < count; ++i) {
+        const std::string& text = texts[texts.size() == 1 ? 0 : i];
+        const std::optional<int> value = value_in(control, text);
+        if (!value) {
+            all.wrong = quoted_text(text) + " is not " + (named ? "one of " : "a number from ") +
+                        control_range_text(control);
+        } else if (*value < min || *value > max) {
+            all.wrong = "the card refuses " + text + ", it takes " + control_range_text(control);
+        }
+        all.numbers.push_back(value.value_or(0));
+    }
+    return all;
 }
 
 /// Name of an enumerated control's item; null when it has none.
@@ -124,6 +154,10 @@ json_value bytes_json(mixer_ctl* control) {
 
 }  // namespace
 
+mixer_owner open_mixer(unsigned int card) {
+    return {mixer_open(card), mixer_close};
+}
+
 std::string control_string(mixer_ctl* control) {
     if (mixer_ctl_get_type(control) != MIXER_CTL_TYPE_BYTE) {
         return element_text(control, 0);
@@ -145,69 +179,32 @@ std::string control_value_text(mixer_ctl* control) {
     return text;
 }
 
-std::string shortened(const std::string& text, std::size_t longest) {
-    return text.size() <= longest ? text : text.substr(0, longest - 3) + "...";
-}
-
 std::string control_range_text(mixer_ctl* control) {
     std::string text;
-    switch (mixer_ctl_get_type(control)) {
-        case MIXER_CTL_TYPE_INT:
-            return std::to_string(mixer_ctl_get_range_min(control)) + " to " +
-                   std::to_string(mixer_ctl_get_range_max(control));
-        case MIXER_CTL_TYPE_ENUM:
-            for (unsigned int i = 0; i < mixer_ctl_get_num_enums(control); ++i) {
-                const char* item = mixer_ctl_get_enum_string(control, i);
-                text += (i > 0 ? ", " : "") + std::string(item != nullptr ? item : "?");
-            }
-            return text;
-        default:
-            return text;
+    if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_INT) {
+        return std::to_string(mixer_ctl_get_range_min(control)) + " to " +
+               std::to_string(mixer_ctl_get_range_max(control));
     }
+    for (unsigned int i = 0; i < mixer_ctl_get_num_enums(control); ++i) {
+        const char* item = mixer_ctl_get_enum_string(control, i);
+        text += (i > 0 ? ", " : "") + std::string(item != nullptr ? item : "?");
+    }
+    return text;
 }
 
 std::string check_control_values(mixer_ctl* control, const std::vector<std::string>& values) {
-    const unsigned int count = mixer_ctl_get_num_values(control);
-    const bool bytes = mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE;
-    if (values.empty() || (values.size() != 1 && (bytes || values.size() != count))) {
-        return std::to_string(values.size()) + " values for " + std::to_string(bytes ? 1 : count);
-    }
-    if (bytes) {
-        return check_bytes(control, values[0]);
-    }
-    for (const std::string& text : values) {
-        const std::optional<int> value = value_in(control, text);
-        const bool named = mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM;
-        if (!value) {
-            return quoted_text(text) + " is not " + (named ? "one of " : "a number from ") +
-                   control_range_text(control);
-        }
-        const int min = named ? 0 : mixer_ctl_get_range_min(control);
-        const int max = named ? static_cast<int>(mixer_ctl_get_num_enums(control)) - 1
-                              : mixer_ctl_get_range_max(control);
-        if (*value < min || *value > max) {
-            return "the card refuses " + text + ", it takes " + control_range_text(control);
-        }
-    }
-    return "";
+    return values_in(control, values).wrong;
 }
 
 std::string set_control_from_text(mixer_ctl* control, const std::vector<std::string>& values) {
-    const std::string wrong = check_control_values(control, values);
-    if (!wrong.empty()) {
-        return wrong;
+    const control_values all = values_in(control, values);
+    if (!all.wrong.empty()) {
+        return all.wrong;
     }
-    const unsigned int count = mixer_ctl_get_num_values(control);
-    int status = 0;
-    if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_BYTE) {
-        std::vector<unsigned char> bytes = *bytes_in(values[0]);
-        bytes.resize(count);
-        status = mixer_ctl_set_array(control, bytes.data(), bytes.size());
-    } else {
-        for (unsigned int i = 0; i < count && status == 0; ++i) {
-            const std::string& text = values[values.size() == 1 ? 0 : i];
-            status = mixer_ctl_set_value(control, i, *value_in(control, text));
-        }
+    int status =
+        all.bytes.empty() ? 0 : mixer_ctl_set_array(control, all.bytes.data(), all.bytes.size());
+    for (unsigned int i = 0; i < all.numbers.size() && status == 0; ++i) {
+        status = mixer_ctl_set_value(control, i, all.numbers[i]);
     }
     return status == 0 ? "" : "the card refuses " + quoted_text(values[0]);
 }

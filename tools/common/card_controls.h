@@ -2,6 +2,7 @@
 
 #include <tinyalsa/mixer.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,13 +12,13 @@
 // enumerated control as its items' names, bytes as text in quotes where they are one, else as
 // "hex:0102ff".
 
+using mixer_owner = std::unique_ptr<mixer, void (*)(mixer*)>;
+mixer_owner open_mixer(unsigned int card);
 /// The value; "?" when the control cannot be read.
 std::string control_value_text(mixer_ctl* control);
 /// For programs: a number or an item's name, an array of them when the control has several
 /// elements, bytes as one text without quotes; null when it cannot be read.
 json_value control_value_json(mixer_ctl* control);
-/// At most `longest` characters of a text, with "..." where the rest is missing.
-std::string shortened(const std::string& text, std::size_t longest);
 /// What the control can be set to, such as "0 to 100" or the items; empty for bytes.
 std::string control_range_text(mixer_ctl* control);
 /// Bytes up to the first zero, or the first element's item; empty when it cannot be read.

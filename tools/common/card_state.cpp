@@ -54,7 +54,7 @@ std::string use_file(mixer* handle, const char* name, const std::string& wanted)
 }  // namespace
 
 card_state read_card_state() {
-    const std::unique_ptr<mixer, void (*)(mixer*)> handle(mixer_open(kZelVirtualCard), mixer_close);
+    const mixer_owner handle = open_mixer(kZelVirtualCard);
     card_state card;
     if (!handle) {
         return card;
@@ -76,7 +76,7 @@ std::string use_coefficient_paths(const coefficient_paths& files) {
     if (files.mixing.empty() && files.delay.empty()) {
         return "";
     }
-    const std::unique_ptr<mixer, void (*)(mixer*)> handle(mixer_open(kZelVirtualCard), mixer_close);
+    const mixer_owner handle = open_mixer(kZelVirtualCard);
     const std::string wrong =
         use_file(handle.get(), zel_card_names::kMixingPathControl, files.mixing);
     return wrong.empty() ? use_file(handle.get(), zel_card_names::kDelayPathControl, files.delay)

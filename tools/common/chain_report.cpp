@@ -74,6 +74,9 @@ void add_buffer_warning(const chain_report& chain, std::vector<std::string>* all
 
 std::vector<std::string> chain_report::warnings() const {
     std::vector<std::string> all;
+    if (!card.known) {
+        return all;
+    }
     if (!mixing.used && !is_no_file(card.mixing_path)) {
         all.push_back("the mixing file is not in use (" + mixing.reason() + "): " +
                       (mixing.silent() ? "the output is silent"
@@ -122,10 +125,9 @@ std::string rate_advice(unsigned int card_rate, unsigned int client_rate) {
            "resample the file to 48 kHz first: sox IN.wav -r 48000 OUT.wav";
 }
 
-exit_code fail_to_open(const std::string& error, const std::vector<library_message>& messages,
-                       unsigned int client_rate) {
+exit_code fail_to_open(const std::string& error, unsigned int client_rate) {
     fail(EXIT_OPEN, error);
-    explain_failure(messages);
+    explain_failure();
     const card_state card = read_card_state();
     const std::string advice = card.known ? rate_advice(card.rate, client_rate) : "";
     std::fputs(advice.empty() ? "" : ("    " + advice + "\n").c_str(), stderr);
@@ -134,13 +136,13 @@ exit_code fail_to_open(const std::string& error, const std::vector<library_messa
 
 namespace {
 
-std::string path_text(const std::string& path) {
-    return is_no_file(path) ? "no file" : path;
+std::string file_text(const char* use, const std::string& path, bool used) {
+    return std::string(use) + (is_no_file(path) ? "" : (used ? " of " : " instead of ") + path);
 }
 
 json_value file_json(const char* use, const std::string& path, const taken_coefficients& taken) {
     json_value file = json_value::object();
-    file.set("in_use", use).set("file", path_text(path));
+    file.set("in_use", use).set("file", is_no_file(path) ? kNoFile : path);
     if (!taken.used && !is_no_file(path)) {
         file.set("reason", taken.reason());
     }
@@ -150,12 +152,16 @@ json_value file_json(const char* use, const std::string& path, const taken_coeff
 }  // namespace
 
 void chain_report::print() const {
+    if (!card.known) {
+        std::printf("card and chain: not known, as card 70's mixer cannot be opened\n");
+        return;
+    }
     std::printf("card: %s, %u-bit words, %u Hz, layout %s\nchain: %s\n",
                 channels_text(card.channels).c_str(), card.word_bits, card.rate,
                 card.layout.c_str(), stages().c_str());
-    std::printf("mixing: %s of %s\ndelay: %s of %s\n", mixing_use(),
-                path_text(card.mixing_path).c_str(), delay_use(),
-                path_text(card.delay_path).c_str());
+    std::printf("mixing: %s\ndelay: %s\n",
+                file_text(mixing_use(), card.mixing_path, mixing.used).c_str(),
+                file_text(delay_use(), card.delay_path, delay.used).c_str());
 }
 
 json_value chain_report::json() const {

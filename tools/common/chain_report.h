@@ -41,5 +41,4 @@ chain_report chain_for(const stream_format& client);
 /// one.
 std::string rate_advice(unsigned int card_rate, unsigned int client_rate);
 /// EXIT_OPEN with what the stream, the library and, where it is the rate, this tool say of it.
-exit_code fail_to_open(const std::string& error, const std::vector<library_message>& messages,
-                       unsigned int client_rate);
+exit_code fail_to_open(const std::string& error, unsigned int client_rate);

@@ -8,13 +8,14 @@
 #include <new>
 #include <utility>
 
+#include "status_line.h"
+
 namespace {
 
 struct shared_log {
     std::mutex lock;
-    bool held = false;
     bool printed = true;
-    std::vector<library_message> messages;
+    std::vector<std::string> errors;
 };
 
 // Never destroyed: the converter still logs while the process ends.
@@ -26,16 +27,22 @@ shared_log& log() {
 thread_local std::vector<library_message>* t_own = nullptr;
 
 void take_message(const __android_log_message* message) {
-    shared_log& shared = log();
     try {
-        const std::lock_guard guard(shared.lock);
-        std::vector<library_message>* to = t_own != nullptr ? t_own
-                                           : shared.held    ? &shared.messages
-                                                            : nullptr;
-        if (to != nullptr) {
-            to->push_back(
-                {message->priority, message->tag != nullptr ? message->tag : "", message->message});
-        } else if (shared.printed) {
+        if (t_own != nullptr) {
+            t_own->push_back({message->priority, message->message});
+            return;
+        }
+        const std::lock_guard guard(log().lock);
+        const std::string text = without_origin(message->message);
+        std::vector<std::string>& errors = log().errors;
+        if (message->priority >= ANDROID_LOG_ERROR && errors.size() < 10 &&
+            std::find(errors.begin(), errors.end(), text) == errors.end()) {
+            errors.push_back(text);
+        }
+        if (log().printed) {
+            if (terminal_columns() != 0) {
+                std::fputs("\r\033[K", stderr);  // there may be a status line
+            }
             __android_log_stderr_logger(message);
         }
     } catch (const std::bad_alloc&) {
@@ -44,27 +51,6 @@ void take_message(const __android_log_message* message) {
 }
 
 }  // namespace
-
-held_library_log::held_library_log() {
-    __android_log_set_logger(take_message);
-    const std::lock_guard guard(log().lock);
-    log().held = true;
-}
-
-held_library_log::~held_library_log() {
-    const std::lock_guard guard(log().lock);
-    log().held = false;
-    for (const library_message& message : std::exchange(log().messages, {})) {
-        if (log().printed) {
-            print_library_message(message);
-        }
-    }
-}
-
-std::vector<library_message> held_library_log::take() {
-    const std::lock_guard guard(log().lock);
-    return std::exchange(log().messages, {});
-}
 
 thread_library_log::thread_library_log() : outer(std::exchange(t_own, &messages)) {
     __android_log_set_logger(take_message);
@@ -82,26 +68,13 @@ void print_library_log(bool wanted) {
     __android_log_set_logger(take_message);
     const std::lock_guard guard(log().lock);
     log().printed = wanted;
+    log().errors.clear();
 }
 
-void print_library_message(const library_message& message) {
-    __android_log_message record{};
-    record.struct_size = sizeof(record);
-    record.priority = message.priority;
-    record.tag = message.tag.c_str();
-    record.message = message.text.c_str();
-    __android_log_stderr_logger(&record);
-}
-
-void explain_failure(const std::vector<library_message>& messages) {
-    std::vector<std::string> told;
-    for (const library_message& message : messages) {
-        const std::string text = without_origin(message.text);
-        if (message.priority >= ANDROID_LOG_ERROR &&
-            std::find(told.begin(), told.end(), text) == told.end()) {
-            std::fprintf(stderr, "    the library says: %s\n", text.c_str());
-            told.push_back(text);
-        }
+void explain_failure() {
+    const std::lock_guard guard(log().lock);
+    for (const std::string& text : log().errors) {
+        std::fprintf(stderr, "    the library says: %s\n", text.c_str());
     }
 }
 

@@ -36,7 +36,8 @@ struct block_plan {
 /// As long as something of the file can still be on its way: in the delays, in the filter.
 std::uint64_t ringing_frames(const chain_report& chain) {
     const std::vector<unsigned int> delays = chain.delay_frames();
-    return *std::max_element(delays.begin(), delays.end()) +
+    const auto longest = std::max_element(delays.begin(), delays.end());
+    return (longest == delays.end() ? 0 : *longest) +
            (chain.converts_rate ? static_cast<unsigned int>(res_order) : 0);
 }
 
@@ -147,33 +148,21 @@ exit_code play(job& j, virtual_stream& stream, card_feeder& feeder, simulated_ca
     return j.done == total ? EXIT_OK : fail(EXIT_READ, "interrupted before the file's end");
 }
 
-void pass_on(const job& j, held_library_log& log) {
-    for (const library_message& message : log.take()) {
-        if (j.options.log) {
-            print_library_message(message);
-        }
-    }
-}
-
 exit_code convert(job& j, simulated_card& card) {
-    held_library_log log;
     virtual_stream stream;
     card_feeder feeder(&card, j.options.client.rate, j.in.rate, kBlocksAhead);
     stream_format client = j.options.client;
     client.period_count = kPeriods;
     if (!stream.open(client, false)) {
-        return fail_to_open(stream.error(), log.take(), client.rate);
+        return fail_to_open(stream.error(), client.rate);
     }
-    pass_on(j, log);
     j.chain = chain_for(j.options.client);
     const double tail = j.options.tail_seconds;
     j.plan = {j.in.frames,
               tail < 0 ? ringing_frames(j.chain)
                        : static_cast<std::uint64_t>(std::llround(tail * j.in.rate)),
               j.in.rate / 1000 * 32, j.options.client.block_frames()};
-    const exit_code code = play(j, stream, feeder, card);
-    pass_on(j, log);
-    return code;
+    return play(j, stream, feeder, card);
 }
 
 }  // namespace

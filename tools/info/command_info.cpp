@@ -8,8 +8,8 @@
 
 void add_info_command(CLI::App* app, tool_action* action) {
     auto options = std::make_shared<info_options>();
-    CLI::App* info = app->add_subcommand(
-        "info", "Print limits, coefficient files, chain and controls of card 70");
+    CLI::App* info =
+        app->add_subcommand("info", "Print limits, coefficient files and chain of card 70");
     add_client_options(info, &options->client, true);
     add_buffer_options(info, &options->client);
     add_coefficient_options(info, &options->coefficients);

@@ -1,8 +1,5 @@
 #include "info.h"
 
-#include <tinyalsa/mixer.h>
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -10,127 +7,106 @@
 #include <utility>
 #include <vector>
 
-#include "card_controls.h"
-#include "card_limits.h"
 #include "chain_report.h"
+#include "channel_layout.h"
+#include "level_meter.h"
 #include "library_log.h"
-#include "stage_coefficients.h"
 #include "zel_virtual_card.h"
 
 namespace {
 
-struct setting {
-    std::string name;
-    std::string text;
-    json_value json;
+/// What a client can ask of card 70's capture stream.
+struct limit {
+    const char* name;
+    const char* unit;
+    pcm_param param;
+    unsigned int min, max;
 };
 
 /// All that is found out before anything is printed.
 struct findings {
-    card_limits limits;
-    std::vector<setting> settings;
-    chain_report chain;
-    std::string open_error;  ///< empty: the stream opens
-    std::vector<library_message> open_messages;
+    const info_options& options;
+    std::vector<limit> limits{};  ///< none: they cannot be asked
+    std::vector<std::string> formats{};
+    chain_report chain{};
+    std::string open_error{};  ///< empty: the stream opens
 };
 
-/// Card 70's controls: its own and those of the card behind it.
-std::vector<setting> read_settings() {
-    const std::unique_ptr<mixer, void (*)(mixer*)> handle(mixer_open(kZelVirtualCard), mixer_close);
-    std::vector<setting> settings;
-    for (unsigned int i = 0; handle && i < mixer_get_num_ctls(handle.get()); ++i) {
-        mixer_ctl* control = mixer_get_ctl(handle.get(), i);
-        settings.push_back({mixer_ctl_get_name(control), control_value_text(control),
-                            control_value_json(control)});
+void read_limits(findings& found) {
+    const std::unique_ptr<pcm_params, void (*)(pcm_params*)> params(
+        pcm_params_get(kZelVirtualCard, kZelVirtualDevice, PCM_IN), pcm_params_free);
+    if (!params) {
+        return;
     }
-    return settings;
-}
-
-/// Opens and closes the stream, and listens to what the library says of it.
-void try_stream(const info_options& options, findings* found) {
-    held_library_log log;
-    virtual_stream stream;
-    if (!stream.open(options.client, true)) {
-        found->open_error = stream.error();
+    found.limits = {{"rate", " Hz", PCM_PARAM_RATE, 0, 0},
+                    {"channels", "", PCM_PARAM_CHANNELS, 0, 0},
+                    {"bits", "", PCM_PARAM_SAMPLE_BITS, 0, 0},
+                    {"period", " frames", PCM_PARAM_PERIOD_SIZE, 0, 0},
+                    {"periods", "", PCM_PARAM_PERIODS, 0, 0}};
+    for (limit& one : found.limits) {
+        one.min = pcm_params_get_min(params.get(), one.param);
+        one.max = pcm_params_get_max(params.get(), one.param);
     }
-    found->open_messages = log.take();
-    if (options.log) {
-        for (const library_message& message : found->open_messages) {
-            print_library_message(message);
+    for (const auto& [format, name] :
+         {std::pair{PCM_FORMAT_S16_LE, "S16_LE"}, {PCM_FORMAT_S32_LE, "S32_LE"}}) {
+        if (pcm_params_format_test(params.get(), format) != 0) {
+            found.formats.emplace_back(name);
         }
     }
-    found->chain = chain_for(options.client);
-    stream.close();
-    log.take();
 }
 
-void print_file(const char* what, const std::string& path, const char* use, bool opened,
-                const taken_coefficients& taken) {
-    std::printf("  %-8s %s%s\n", what, path.empty() ? "(no path)" : path.c_str(),
-                access(path.c_str(), R_OK) == 0 ? "" : "  (cannot be read)");
-    if (opened) {
-        std::printf("           in use: %s%s\n", use,
-                    taken.used ? "" : (": " + taken.reason()).c_str());
-    }
-}
-
-void print_files(const findings& found) {
-    const chain_report& chain = found.chain;
-    const bool opened = found.open_error.empty();
-    std::printf("\nCoefficient files\n");
-    print_file("mixing", chain.card.mixing_path, chain.mixing_use(), opened, chain.mixing);
-    print_file("delay", chain.card.delay_path, chain.delay_use(), opened, chain.delay);
-}
-
-void print_matrix(const findings& found, unsigned int out) {
+void print_matrix(const findings& found) {
     const std::size_t in = found.chain.card.channels;
-    std::printf("  gain in dB from card channel\n          ");
+    std::printf("gain in dB from card channel\n        ");
     for (std::size_t i = 0; i < in; ++i) {
         std::printf("%5zu  ", i);
     }
-    for (std::size_t o = 0; o < out; ++o) {
-        std::printf("\n  to %3zu  ", o);
-        for (std::size_t i = 0; i < in; ++i) {
-            const auto weight = static_cast<double>(found.chain.mixing.weights[o * in + i]);
-            if (weight == 0) {
-                std::printf("     . ");
-            } else {
-                std::printf("%6.1f%c", 20 * std::log10(std::fabs(weight)), weight < 0 ? '*' : ' ');
-            }
+    for (std::size_t k = 0; k < found.chain.mixing.weights.size(); ++k) {
+        const auto weight = static_cast<double>(found.chain.mixing.weights[k]);
+        if (k % in == 0) {
+            std::printf("\nto %3zu  ", k / in);
         }
+        std::printf(weight == 0 ? "     . " : "%6s%c",
+                    decibels_text(20 * std::log10(std::fabs(weight))).c_str(),
+                    weight < 0 ? '*' : ' ');
     }
-    std::printf("\n  (* inverted, . nothing)\n");
+    std::printf("\n(* inverted, . nothing)\n");
 }
 
-void print_chain_for(const info_options& options, const findings& found) {
-    const stream_format& client = options.client;
-    std::printf("\nChain for a client with %u Hz, %u channels, %u bits\n", client.rate,
-                client.channels, client.bits);
+void print_chain(const findings& found) {
+    const stream_format& client = found.options.client;
+    std::printf("\nFor a client with %u Hz, %s, %u bits\n", client.rate,
+                channels_text(client.channels).c_str(), client.bits);
     if (!found.open_error.empty()) {
-        std::printf("  none: %s\n", found.open_error.c_str());
+        std::printf("the stream does not open: %s\n", found.open_error.c_str());
         return;
     }
-    std::printf("  card      %u channels, %u-bit words, %u Hz\n  stages    %s\n",
-                found.chain.card.channels, found.chain.card.word_bits, found.chain.card.rate,
-                found.chain.stages().c_str());
-    std::printf("  block     %u frames of the card, %u of the client (32 ms)\n",
+    found.chain.print();
+    if (!found.chain.card.known) {
+        return;
+    }
+    std::printf("block: %u frames of the card, %u of the client (32 ms)\ndelays:",
                 found.chain.card.rate / 1000 * 32, client.block_frames());
-    std::printf("  delays   ");
     for (const unsigned int frames : found.chain.delay_frames()) {
         std::printf(" %u", frames);
     }
     std::printf(" frames of the card\n");
+    print_matrix(found);
     for (const std::string& text : found.chain.warnings()) {
-        std::printf("  warning   %s\n", text.c_str());
+        std::printf("warning: %s\n", text.c_str());
     }
-    print_matrix(found, client.channels);
 }
 
-void print_settings(const findings& found) {
-    std::printf("\nControls of card 70\n");
-    for (const setting& one : found.settings) {
-        std::printf("  %-22s %s\n", one.name.c_str(), shortened(one.text, 52).c_str());
+void print_text(const findings& found) {
+    std::printf("Limits of card 70, device 70 (capture)\n");
+    for (const limit& one : found.limits) {
+        std::printf("%-8s %u to %u%s\n", one.name, one.min, one.max, one.unit);
     }
+    std::printf(found.limits.empty() ? "cannot be asked\n" : "formats ");
+    for (const std::string& format : found.formats) {
+        std::printf(" %s%s", format.c_str(), &format == &found.formats.back() ? "\n" : "");
+    }
+    print_chain(found);
 }
 
 json_value array_of(const auto& values) {
@@ -141,37 +117,35 @@ json_value array_of(const auto& values) {
     return array;
 }
 
-void print_json(const info_options& options, findings& found) {
-    json_value settings = json_value::object();
-    for (setting& one : found.settings) {
-        settings.set(one.name.c_str(), std::move(one.json));
+void print_json(const findings& found) {
+    json_value limits = json_value::object();
+    for (const limit& one : found.limits) {
+        limits.set(one.name,
+                   std::move(json_value::object().set("min", one.min).set("max", one.max)));
     }
+    limits.set("formats", array_of(found.formats));
+    const stream_format& format = found.options.client;
     json_value client = json_value::object();
-    client.set("rate", options.client.rate)
-        .set("channels", options.client.channels)
-        .set("bits", options.client.bits);
-    json_value rows = json_value::array();
+    client.set("rate", format.rate).set("channels", format.channels).set("bits", format.bits);
     const bool opened = found.open_error.empty();
-    const std::vector<float>& weights = found.chain.mixing.weights;
-    for (auto row = weights.begin(); opened && row != weights.end();) {
-        const auto end = row + static_cast<std::ptrdiff_t>(found.chain.card.channels);
-        rows.append(array_of(std::vector<double>(row, end)));
-        row = end;
+    const chain_report& chain = found.chain;
+    json_value rows = json_value::array();
+    const auto in = static_cast<std::ptrdiff_t>(chain.card.channels);
+    for (auto row = chain.mixing.weights.begin(); opened && row != chain.mixing.weights.end();
+         row += in) {
+        rows.append(array_of(std::vector<double>(row, row + in)));
     }
-    const std::string advice = opened || !found.chain.card.known
-                                   ? ""
-                                   : rate_advice(found.chain.card.rate, options.client.rate);
+    const std::string advice =
+        opened || !chain.card.known ? "" : rate_advice(chain.card.rate, format.rate);
     json_value all = json_value::object();
-    all.set("limits", limits_json(found.limits))
-        .set("mixing_file", found.chain.card.mixing_path)
-        .set("delay_file", found.chain.card.delay_path)
-        .set("controls", std::move(settings))
+    all.set("limits", std::move(limits))
+        .set("mixing_file", chain.card.mixing_path)
+        .set("delay_file", chain.card.delay_path)
         .set("client", std::move(client))
         .set("opens", opened)
         .set("reason", found.open_error + (advice.empty() ? "" : "; ") + advice)
-        .set("chain", opened ? found.chain.json() : json_value::object())
-        .set("delay_frames",
-             array_of(opened ? found.chain.delay_frames() : std::vector<unsigned int>()))
+        .set("chain", opened ? chain.json() : json_value::object())
+        .set("delay_frames", array_of(opened ? chain.delay_frames() : std::vector<unsigned int>()))
         .set("matrix", std::move(rows));
     all.print();
 }
@@ -188,23 +162,17 @@ exit_code run_info(const info_options& options) {
     if (!wrong.empty()) {
         return fail(EXIT_OPEN, wrong);
     }
-    findings found;
-    found.limits = read_card_limits();
-    found.settings = read_settings();
-    try_stream(options, &found);
-    if (options.json) {
-        print_json(options, found);
-    } else {
-        print_limits(found.limits);
-        print_files(found);
-        print_chain_for(options, found);
-        print_settings(found);
+    findings found{options};
+    read_limits(found);
+    virtual_stream stream;
+    if (!stream.open(options.client, true)) {
+        found.open_error = stream.error();
     }
+    found.chain = chain_for(options.client);
+    stream.close();
+    options.json ? print_json(found) : print_text(found);
     if (!found.open_error.empty()) {
-        fail_to_open(found.open_error, found.open_messages, options.client.rate);
+        return fail_to_open(found.open_error, options.client.rate);
     }
-    if (found.settings.empty()) {
-        return fail(EXIT_OPEN, "cannot open the mixer of card 70");
-    }
-    return found.open_error.empty() ? EXIT_OK : EXIT_OPEN;
+    return found.chain.card.known ? EXIT_OK : fail(EXIT_OPEN, "cannot open the mixer of card 70");
 }
