@@ -13,8 +13,8 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_BUILD_RPATH "$ORIGIN" "$ORIGIN/../lib")
 set(CMAKE_INSTALL_RPATH "$ORIGIN" "$ORIGIN/../${ZEL_INSTALL_LIBDIR}")
-# An installed tinyalsa, when it isn't where the loader looks by itself.
-set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
+option(CMAKE_INSTALL_RPATH_USE_LINK_PATH
+  "Look for an installed tinyalsa where it was found, too, not only where the loader does" ON)
 
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)

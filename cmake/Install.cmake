@@ -2,6 +2,10 @@
 # a device's (liblog.so, libtinyalsa.so.2), and the card definitions look for plugins beside them.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+set(ZEL_PACKAGE_library zel-format-converter)
+set(ZEL_PACKAGE_tools zel-format-converter-tools)
+set(ZEL_PACKAGE_development zel-format-converter-dev)
+set(ZEL_PACKAGE_docs zel-format-converter-doc)
 set(ZEL_INSTALL_LIBDIR ${CMAKE_INSTALL_LIBDIR}/zel_format_converter)
 set(ZEL_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/zel_format_converter)
 
@@ -25,8 +29,14 @@ function(zel_install_development_files)
     FILE zel_format_converter-config.cmake DESTINATION ${package_dir} COMPONENT development)
 endfunction()
 
+# Each package is to have the licence.
+foreach(component library tools development docs)
+  install(FILES LICENSE RENAME copyright COMPONENT ${component}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${ZEL_PACKAGE_${component}})
+endforeach()
 set(docdir ${CMAKE_INSTALL_DATADIR}/doc/zel-format-converter)
 install(FILES README.md SECURITY.md LICENSE DESTINATION ${docdir} COMPONENT docs)
-install(DIRECTORY docs android DESTINATION ${docdir} COMPONENT docs)
+install(DIRECTORY docs android config DESTINATION ${docdir} COMPONENT docs)
+install(FILES Android.bp DESTINATION ${docdir} COMPONENT docs)
 install(FILES platform/loopback_card/README.md
   DESTINATION ${docdir}/platform/loopback_card COMPONENT docs)

@@ -44,6 +44,11 @@ if grep -rlF -e "$build" -e "$work/first" "$prefix" --include='*.pc' --include='
     fail "these name a folder of this machine"
 fi
 
+for package in zel-format-converter{,-tools,-dev,-doc}; do
+    [ -s "$prefix/share/doc/$package/copyright" ] || fail "$package has no licence"
+done
+"$source/../docs/links_test.sh" "$prefix/share/doc/zel-format-converter"
+
 expect "use mixing coefficient 8(7.1) => 2" \
     run "$prefix/bin/zel-fc" capture "$work/out.wav" --fast --seconds 0.5
 expect "FC log level" run "$prefix/bin/zel-fc" controls

@@ -25,6 +25,7 @@ takes() {
     fi
 }
 
+takes 1 'is "sytem", but must be system, bundled or auto' sytem
 plugins='no device (hw/plugin)'
 installed 'int (*drain)(struct pcm_plugin *plugin);' "$plugins" pcm_drain
 takes 0 "tinyalsa: $work/lib/libtinyalsa.so" auto
