@@ -33,11 +33,11 @@ LEFT_TO_SOONG = {
     "-Dzel_tinyalsa_format_converter_plugin_EXPORTS"}
 
 
-def cmake_compilations():
-    """Of each file of the library: its path, and the flags that change what is made or what is
-    accepted."""
+def cmake_compilations(targets="(plugin|converter|modules)/"):
+    """Of each file of the library, or of other targets: its path, and the flags that change what is
+    made or what is accepted."""
     for entry in json.loads(compile_commands.read_text()):
-        if re.search(" -o (plugin|converter|modules)/", entry["command"]):
+        if re.search(f" -o {targets}", entry["command"]):
             source = os.path.relpath(entry["file"], root)
             words = entry["command"].split()
             flags = {word for word in words if re.match("-[DUfmOgW]", word)} - LEFT_TO_SOONG
@@ -54,7 +54,8 @@ def all_of(module, name, arch=""):
 def sources_of(module):
     """The files that a module's "srcs" stand for."""
     groups = all_of(module, "srcs")
-    return {source for group in groups for source in modules[group.lstrip(":")]["srcs"]}
+    listed = [source for group in groups for source in modules[group.lstrip(":")]["srcs"]]
+    return {str(path.relative_to(root)) for source in listed for path in root.glob(source)}
 
 
 class AndroidBp(unittest.TestCase):
@@ -73,6 +74,20 @@ class AndroidBp(unittest.TestCase):
         own = re.search(r"add_executable\(zel_fc_doctor ([^)]*)\)", text)[1].split()
         self.assertEqual(sources_of("zel-fc-doctor"),
                          {os.path.normpath(f"tools/{source}") for source in own})
+
+    def test_makes_the_tests_of_the_sources_and_with_the_calls_that_cmake_takes(self):
+        targets = "tests/(converter|modules|support)/"
+        tests = {source for source, _ in cmake_compilations(targets)}
+        at_a_desk = {"tests/modules/coefficient_file_test.cpp", "tests/support/known_bad.cpp",
+                     "tests/support/skipped_time.cpp"}
+        self.assertEqual(sources_of("zel_fc_tests"),
+                         sources_of("zel_fc_tests") & {s for s, _ in cmake_compilations()}
+                         | tests - at_a_desk)
+        text = "".join((root / f"tests/{folder}/CMakeLists.txt").read_text()
+                       for folder in ("converter", "support"))
+        calls = {*re.findall(r"--wrap=(\w+)", text),
+                 *re.search(r"foreach\(call (pipe2.*)\)", text)[1].split()}
+        self.assertEqual(all_of("zel_fc_tests", "ldflags"), {f"-Wl,--wrap={c}" for c in calls})
 
     def test_links_as_cmake_does(self):
         cmake = (root / "plugin/CMakeLists.txt").read_text()

@@ -38,12 +38,12 @@ class ImageFiles(unittest.TestCase):
                            "mixer/so-name": library}.items():
             self.assertEqual(card.findtext(path), text, path)
 
-    def test_policy_labels_the_coefficient_files_with_a_type_that_it_has(self):
-        label = re.search(r"(\S+) +u:object_r:(\w+):s0", content("android/sepolicy/file_contexts"))
+    def test_policy_labels_the_coefficient_files_so_that_every_process_may_read_them(self):
+        label = re.search(r"(/\S+) +u:object_r:vendor_configs_file:s0",
+                          content("android/sepolicy/file_contexts"))
         for path in default_paths:
             self.assertTrue(re.fullmatch(label[1], path), path)
-        self.assertIn(f"type {label[2]},", content("android/sepolicy/file.te"))
-        self.assertIn(f"{label[2]}:file", content("android/sepolicy/zel_format_converter.te"))
+            self.assertTrue(re.fullmatch(label[1], "/system" + path), path)
 
 
 unittest.main(argv=sys.argv[:1])

@@ -15,6 +15,7 @@
 #include "expect_log.h"
 #include "footprint.h"
 #include "system_faults.h"
+#include "test_folder.h"
 
 using namespace zel_test;
 
@@ -75,7 +76,7 @@ statuses live(zel_format_converter& fc, int patience_ms) {
     const pcm_config config = client_config();
     statuses result{};
     // Without its path from the platform a stream is silent, which is no failure.
-    EXPECT_EQ(fc.set(PROP_MIXING_JSON_PATH, ZEL_TEST_MIXING_FILE), 0);
+    EXPECT_EQ(fc.set(PROP_MIXING_JSON_PATH, identity_mixing().c_str()), 0);
     result.open = fc.open(&config, PCM_IN);
     result.start = fc.start();
     if (result.open == 0 && result.start == 0) {

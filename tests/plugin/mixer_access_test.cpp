@@ -8,6 +8,7 @@
 
 #include "mixer_record.h"
 #include "status.h"
+#include "test_folder.h"
 #include "zel_format_converter.h"
 
 using namespace zel_test;
@@ -69,7 +70,7 @@ TEST_F(mixer_access, paths_are_the_converters) {
         EXPECT_EQ(path(numid), std::string(127, 'p')) << "a refused path changes nothing";
     }
     EXPECT_STATUS(put_path(0, "/nonexistent/delay.json"), 0);
-    EXPECT_STATUS(put_path(1, ZEL_TEST_MIXING_FILE), 0);
+    EXPECT_STATUS(put_path(1, zel_test::identity_mixing()), 0);
 }
 
 TEST_F(mixer_access, log_level_items_stand_for_levels_and_act_at_once) {

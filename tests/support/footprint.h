@@ -26,7 +26,12 @@ struct footprint {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
             threads = std::min<long>(threads, entries("/proc/self/task"));
         }
-        return {entries("/proc/self/fd"), threads, mallinfo2().uordblks};
+#ifdef __GLIBC__
+        const auto heap = mallinfo2();
+#else
+        const auto heap = mallinfo();
+#endif
+        return {entries("/proc/self/fd"), threads, static_cast<std::size_t>(heap.uordblks)};
     }
 };
 

@@ -15,6 +15,8 @@
 #include <new>
 #include <utility>
 
+#include "test_folder.h"
+
 struct mixer_ctl {
     unsigned int id = 0;
     zel_test::scripted_control state;
@@ -31,6 +33,9 @@ struct pcm {
 };
 
 namespace {
+
+// Written before any test lets allocations fail.
+const std::string& g_identity_mixing = zel_test::identity_mixing();
 
 using zel_test::call;
 using zel_test::scripted_control;
@@ -239,7 +244,7 @@ int open_handles() {
 int get_json_path(std::string& path, voice_json kind) {
     const int result = scripted(call::get_json_path, nothing_else);
     if (result == 0) {
-        path = kind == VOICE_JSON_DELAY ? "/nonexistent/delay.json" : ZEL_TEST_MIXING_FILE;
+        path = kind == VOICE_JSON_DELAY ? "/nonexistent/delay.json" : g_identity_mixing;
     }
     return result;
 }

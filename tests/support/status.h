@@ -10,9 +10,15 @@
 namespace zel_test {
 
 inline std::string status_text(long long status) {
-    const char* const name =
-        status < 0 && status > -4096 ? strerrorname_np(static_cast<int>(-status)) : nullptr;
-    return (name == nullptr ? "" : std::string("-") + name + " = ") + std::to_string(status);
+    if (status >= 0 || status < -4095) {
+        return std::to_string(status);
+    }
+#ifdef __GLIBC__
+    const char* const name = strerrorname_np(static_cast<int>(-status));
+#else
+    const char* const name = std::strerror(static_cast<int>(-status));
+#endif
+    return std::to_string(status) + " (" + (name == nullptr ? "unknown" : name) + ")";
 }
 inline testing::AssertionResult is_status(const char* call, const char*, long long got,
                                           long long wanted) {

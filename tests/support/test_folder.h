@@ -15,4 +15,11 @@ inline std::string file_with(const std::string& text) {
     return write_file("coefficients.json", text);
 }
 
+/// A readable file without weights: the mixing stage then passes channels through, not silence.
+inline const std::string& identity_mixing() {
+    static const std::string path =
+        write_file("identity_mixing.json", R"({"MixingCoefficientEnable": false})");
+    return path;
+}
+
 }  // namespace zel_test
