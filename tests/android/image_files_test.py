@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
-"""usage: image_files_test.py PROJECT. The files for the image against each other and against what the
-library looks for."""
+"""usage: image_files_test.py PROJECT [BUILD_DIR]. The files for the image against each other and against
+what the library looks for, and what the page about the device shows against a build's."""
 
 import pathlib
 import re
+import subprocess
 import sys
+import tempfile
 import unittest
 from xml.etree import ElementTree
 
@@ -44,6 +46,24 @@ class ImageFiles(unittest.TestCase):
         for path in default_paths:
             self.assertTrue(re.fullmatch(label[1], path), path)
             self.assertTrue(re.fullmatch(label[1], "/system" + path), path)
+
+    @unittest.skipIf(len(sys.argv) < 3, "this build's programs don't run here")
+    def test_page_shows_what_a_stream_logs_and_how_a_tinyalsa_with_plugins_is_known(self):
+        page, build = content("android/README.md"), pathlib.Path(sys.argv[2])
+        with tempfile.TemporaryDirectory() as folder:
+            log = subprocess.run([build / "bin/zel-fc", "capture", f"{folder}/a.wav", "--fast",
+                                  "--seconds", "0.1"], capture_output=True, text=True).stderr
+        shown = re.findall(r"^(\w+) +:nnnn (.*)$", page, re.M)
+        self.assertGreater(len(shown), 10)
+        for function, text in shown:
+            text = re.escape(text.replace("...", "")).replace("0x10000000", "0x[0-9a-f]+")
+            line = re.search(rf"{function} +:\d+ " + text.replace("/vendor/tvconfig/config/voc", ".*"), log)
+            self.assertTrue(line, f"{function}: {text} in\n{log}")
+            log = log[line.end():]
+        command = re.search(r"^(grep -c .*) /vendor/lib64/libtinyalsa.so$", page, re.M)[1]
+        library = build / "lib/libtinyalsa.so"
+        if library.exists():
+            self.assertEqual(subprocess.check_output(f"{command} {library}", shell=True), b"1\n")
 
 
 unittest.main(argv=sys.argv[:1])
