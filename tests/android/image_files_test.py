@@ -56,7 +56,7 @@ class ImageFiles(unittest.TestCase):
         shown = re.findall(r"^(\w+) +:nnnn (.*)$", page, re.M)
         self.assertGreater(len(shown), 10)
         for function, text in shown:
-            text = re.escape(text.replace("...", "")).replace("0x10000000", "0x[0-9a-f]+")
+            text = re.escape(text.replace(" ...", "")).replace("0x10000000", "0x[0-9a-f]+")
             line = re.search(rf"{function} +:\d+ " + text.replace("/vendor/tvconfig/config/voc", ".*"), log)
             self.assertTrue(line, f"{function}: {text} in\n{log}")
             log = log[line.end():]
