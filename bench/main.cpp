@@ -1,6 +1,8 @@
 // Measures the stages, the filter in every width that this CPU has, beside well-kept peers, and
 // prints tables of ratios. Google Benchmark's options go behind it.
 
+#include <android/log.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -36,6 +38,8 @@ int main(int argc, char** argv) {
     }
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
+    // Each stage is opened a thousand times, many without a coefficient file.
+    __android_log_set_logger([](const __android_log_message*) {});
     register_stages();
     register_peers();
     keeping_reporter reporter;

@@ -31,6 +31,7 @@ struct zel_format_converter_access {
         fc.pstOutInfo = std::make_unique<block>(32, &client);
         fc.init_fc_submodule();
     }
+    ~zel_format_converter_access() { fc.shut_down(); }
     void truncate(void* samples, unsigned int bytes) { fc.fnTruncate(samples, &bytes, 32, 16); }
     void pad(const void* in, unsigned int bytes, void* out) {
         fc.fnPadding(in, &bytes, out, 16, 32);
