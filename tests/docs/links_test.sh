@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# usage: links_test.sh PROJECT. Every link of the documentation to a file or heading leads somewhere.
+# usage: links_test.sh PROJECT. Every link of the documentation to a file or heading leads somewhere,
+# and in the project every path that it names.
 set -euo pipefail
 cd "$1"
 bad=0
@@ -23,6 +24,11 @@ while IFS= read -r page; do
             bad=1
         fi
     done < <(grep -oE '\]\([^) ]+\)' "$page" | sed 's/^](//; s/)$//')
+    [ -e CMakeLists.txt ] || continue
+    while IFS= read -r path; do
+        [ -e "$path" ] || { echo "$page: there is no $path"; bad=1; }
+    done < <(grep -oE '`(android|bench|config|converter|docs|fuzz|modules|platform|plugin|script|tests|tools)/[a-zA-Z0-9_./-]+`' \
+        "$page" | tr -d '`')
 done < <(find . \( -name build -o -name .git -o -name .cache \) -prune -o -name '*.md' -print)
 echo "$checked links"
 [ "$checked" -gt 20 ] && [ "$bad" -eq 0 ]
