@@ -6,6 +6,7 @@ import os
 import pathlib
 import resource
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -113,6 +114,17 @@ class Convert(Command):
                 got = self.json(0, *command, "--mixing", weights)
                 self.assertEqual(got["overloads"] > 1000, overloads, (command, weights))
                 self.assertEqual("mixed samples are beyond" in self.err, overloads)
+        broken = folder / "broken.json"
+        broken.write_text("{")
+        self.run_tool(0, "convert", out, again, "--tail", 0, "--mixing", loud, "--delay", broken,
+                      text="the delay file is not in use (delay coefficient file")
+        self.assertNotIn("the mixing file", self.err)
+        played = struct.iter_unpack("<h", out.read_bytes()[44:])
+        got = [sample for sample, in struct.iter_unpack("<h", again.read_bytes()[44:])]
+        self.assertEqual(got[:32000], [(9 * sample + 32768) % 65536 - 32768 for sample, in played])
+        self.run_tool(0, "convert", out, again, "--tail", 0, "--mixing", folder / "nowhere.json",
+                      text="the output is silent")
+        self.assertFalse(any(again.read_bytes()[44:]))
         with out.open("rb") as pipe:
             wav = bytearray(pipe.read())
         wav[40:44] = b"\x00\xf0\xff\x7f"  # the size that a writer into a pipe leaves

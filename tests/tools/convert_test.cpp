@@ -127,32 +127,6 @@ TEST_F(convert_test, every_sample_is_the_models) {
     }
 }
 
-TEST_F(convert_test, coefficient_files_can_be_named_and_what_becomes_of_them_is_told) {
-    const stream_setup setup{16, 2, 16, 1, 48000};
-    convert_options options = options_for(setup, write_ramp("two.wav", 2, 16, kBlock));
-    options.tail_seconds = 0;
-    options.coefficients.mixing = zel_test::write_file(
-        "swap.json", R"({"MixingCoefficientEnable":true,"MixingWeighting":[{"InputChannel":2,
-            "InputChannelLayout":"2.0","OutputChannel":1,"Parameters":[0,1]}]})");
-    options.coefficients.delay = zel_test::write_file("broken.json", "{");
-    options.card.layout = "";  // the usual one for two channels: 2.0
-    ASSERT_EQ(convert(options), EXIT_OK);
-    EXPECT_NE(told.find("the delay file is not in use (delay coefficient file"), std::string::npos)
-        << told;
-    EXPECT_EQ(told.find("the mixing file"), std::string::npos) << told;
-    const std::vector<std::int32_t> got = read_samples(options.out_file);
-    ASSERT_EQ(got.size(), kBlock);
-    for (std::uint32_t f = 0; f < kBlock; ++f) {
-        ASSERT_EQ(got[f], zel_loopback_ramp(f, 1) >> 16) << f;
-    }
-
-    options.coefficients.mixing = in_folder("nowhere.json");
-    options.coefficients.delay = "";
-    ASSERT_EQ(convert(options), EXIT_OK);
-    EXPECT_NE(told.find("the output is silent"), std::string::npos);
-    EXPECT_EQ(read_samples(options.out_file), std::vector<std::int32_t>(kBlock));
-}
-
 /// A file of one second of a ramp in an encoding, with its end cut off.
 std::string write_encoded(int format, int rate, std::uintmax_t cut_bytes) {
     const std::string path = in_folder("encoded");
