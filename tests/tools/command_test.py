@@ -122,8 +122,8 @@ class Convert(Command):
         played = struct.iter_unpack("<h", out.read_bytes()[44:])
         got = [sample for sample, in struct.iter_unpack("<h", again.read_bytes()[44:])]
         self.assertEqual(got[:32000], [(9 * sample + 32768) % 65536 - 32768 for sample, in played])
-        self.run_tool(0, "convert", out, again, "--tail", 0, "--mixing", folder / "nowhere.json",
-                      text="the output is silent")
+        self.run_tool(0, "convert", out, again, "--tail", 0, text="the output is silent",
+                      env=os.environ | {"ZEL_VOICE_CONFIG_DIR": "/nowhere"})
         self.assertFalse(any(again.read_bytes()[44:]))
         with out.open("rb") as pipe:
             wav = bytearray(pipe.read())
