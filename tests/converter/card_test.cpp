@@ -59,6 +59,8 @@ TEST_F(card_test, gaps_between_blocks_are_told_from_one_millisecond_on) {
          "timestamp glitch 1 ms more than 1 ms;current (11,23000001), previous (10,990000000)"},
         {before, {13, 0}, "timestamp glitch 1978 ms more than 1 ms;current (13,0)"},
         {before, before, "timestamp (10,990000000) no update"},
+        {before, {11, 990'000'000}, "timestamp glitch 968 ms"},
+        {before, {10, 990'000'001}, nullptr},
         {before, {9, 1'990'000'000}, nullptr},
         {before, {5, 0}, nullptr},
         {before,

@@ -85,7 +85,9 @@ TEST_F(chain_test, truncation_and_padding_are_for_their_widths_alone) {
 
     reset_script();
     set_control("PCM Slave Format", 10);
+    clear_log();
     ASSERT_STATUS(fc_access::open_here(*fc, client_config(), PCM_IN), 0);
+    EXPECT_TRUE(log_has("channel_src    0\n        bit_padding    0")) << "of the stream before";
     ASSERT_NE(fc_access::truncation(*fc), nullptr);
     EXPECT_STATUS(fc_access::truncation(*fc)(wide, &bytes, 32, 16), 0);
     EXPECT_EQ(bytes, 4U);

@@ -8,8 +8,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <future>
 #include <new>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -83,6 +86,16 @@ TEST_F(command_channel, without_pipes_fails_every_command) {
     EXPECT_STATUS(fc->start(), -EIO);
     fc_access::command_pipe(*fc)[1] = kept;
     EXPECT_STATUS(fc->close(), 0);
+}
+
+TEST_F(command_channel, a_command_that_cannot_be_written_is_an_error_at_once) {
+    const int unwritable = open("/dev/null", O_RDONLY);
+    const int kept = std::exchange(fc_access::command_pipe(*fc)[1], unwritable);
+    EXPECT_STATUS(fc->close(), -EIO);
+    EXPECT_TRUE(log_has("write fc control command fail"));
+    fc_access::command_pipe(*fc)[1] = kept;
+    close(unwritable);
+    EXPECT_STATUS(fc->close(), 0) << "and leaves no result to wait for";
 }
 
 TEST_F(command_channel, a_result_that_cannot_be_read_is_an_error_at_once) {
@@ -319,6 +332,47 @@ TEST_F(command_channel, properties_refuse_what_is_none_and_areas_that_are_missin
     }
     EXPECT_STATUS(fc->set(PROP_TIMESTAMP, area), 0);
     EXPECT_TRUE(log_has("undefine 2 property"));
+}
+
+// Before anything else in this program asks for the one converter.
+TEST(first_call, tries_again_after_a_failure_and_lets_other_threads_wait_but_no_forked_child) {
+    reset_script();
+    fail_allocation(1);
+    EXPECT_THROW(zel_format_converter::getInstance(), std::bad_alloc);
+    stop_failing_allocations();
+    reset_script();
+
+    std::promise<void> building, go_on;
+    on_get_json_path([&] {
+        if (calls_of(call::get_json_path) == 0) {
+            building.set_value();
+            go_on.get_future().wait();
+        }
+    });
+    const auto ask = [] { return &zel_format_converter::getInstance(); };
+    auto first = std::async(std::launch::async, ask);
+    building.get_future().wait();
+    auto second = std::async(std::launch::async, ask);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(5);
+        try {
+            zel_format_converter::getInstance();
+        } catch (const std::runtime_error&) {
+            _exit(42);
+        }
+        _exit(0);
+    }
+    int status = 0;
+    EXPECT_TRUE(eventually([&] {
+        waitpid(child, &status, WNOHANG);
+        return WEXITSTATUS(status) == 42;
+    })) << "the builder is not in the child";
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(10)), std::future_status::timeout);
+    go_on.set_value();
+    EXPECT_EQ(first.get(), second.get());
+    on_get_json_path({});
+    EXPECT_STATUS(ask()->close(), 0);
 }
 
 }  // namespace

@@ -179,6 +179,11 @@ TEST(channel_mixing, unusable_streams_and_blocks_are_refused) {
         EXPECT_STATUS(stage.process(in, 4, out, 4), -EINVAL);
         EXPECT_TRUE(zel_test::log_has("mixing coefficient is invalid"));
     }
+    const pcm_config none = stream_config(0);
+    for (const auto& [from, to] : {std::pair{&none, &two}, {&two, &none}}) {
+        ASSERT_STATUS(stage.init("", "2.0", from, to), 0);
+        EXPECT_STATUS(stage.process(in, 4, out, 4), -EINVAL) << from->channels << " channels";
+    }
     ASSERT_STATUS(stage.init("/nowhere", "2.0", &two, &two), 0);
     EXPECT_TRUE(zel_test::log_has("mixing coefficient load fail"));
     const struct {

@@ -200,12 +200,14 @@ TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterw
     EXPECT_TRUE(log_has("unexpected behavior eFCStatuS 1 received 1"));
     EXPECT_STATUS(read(plugin, 1000, &got), 0);
     EXPECT_EQ(got, 1000);
+    EXPECT_FALSE(log_has("read error"));
     EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 1), 4000) << "frames of the first open";
     EXPECT_STATUS(ops.start(plugin), 0) << "the read has started the stream";
     EXPECT_STATUS(read(plugin, 0, &got), 0);
     EXPECT_EQ(got, 0);
     snd_xferi endless{-1, &got, 1UL << (8 * sizeof(long) - 2)};  // times 4 bytes is 0
     EXPECT_STATUS(ops.readi_frames(plugin, &endless), -EINVAL);
+    EXPECT_TRUE(log_has("readi_frames", "read error"));
     EXPECT_EQ(endless.result, 0);
     EXPECT_STATUS(ops.drop(plugin), 0);
     EXPECT_STATUS(read(plugin, 10, &got), 0) << "drop does not stop the capture";

@@ -36,6 +36,7 @@ namespace {
 
 // Written before any test lets allocations fail.
 const std::string& g_identity_mixing = zel_test::identity_mixing();
+std::function<void()> g_on_get_json_path;
 
 using zel_test::call;
 using zel_test::scripted_control;
@@ -234,6 +235,10 @@ std::vector<opened_stream> opened_streams() {
     return script().opened;
 }
 
+void on_get_json_path(std::function<void()> step) {
+    g_on_get_json_path = std::move(step);
+}
+
 int open_handles() {
     const std::lock_guard guard(script_lock);
     return script().handles;
@@ -242,6 +247,9 @@ int open_handles() {
 }  // namespace zel_test
 
 int get_json_path(std::string& path, voice_json kind) {
+    if (g_on_get_json_path) {
+        g_on_get_json_path();
+    }
     const int result = scripted(call::get_json_path, nothing_else);
     if (result == 0) {
         path = kind == VOICE_JSON_DELAY ? "/nonexistent/delay.json" : g_identity_mixing;
