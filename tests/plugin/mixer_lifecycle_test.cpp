@@ -20,8 +20,10 @@ namespace {
 
 TEST(mixer_lifecycle, own_controls_come_first_then_the_cards_under_their_names) {
     use_card_of_all_kinds();
+    clear_log();
     const mixer_record opened;
-    ASSERT_EQ(opened.status, 0);
+    ASSERT_STATUS(opened.status, 0);
+    EXPECT_EQ(log_count(""), 0U) << "all is well";
     EXPECT_EQ(opened.plugin->card, 70U);
     EXPECT_EQ(opened.plugin->priv, nullptr);
     EXPECT_EQ(opened.plugin->event_cnt, 0);
