@@ -125,7 +125,7 @@ class zel_format_converter {
         pcm_config stPcmConfig;
         std::uint32_t u32Frames;
         std::unique_ptr<std::uint8_t[]> pu8Buf;
-        std::uint32_t u32BufSize;  ///< bytes
+        std::uint32_t u32BufSize = 0;  ///< bytes
     };
 
     using truncate_fn = int (*)(void* block, unsigned int* bytes, unsigned int source_bits,

@@ -52,9 +52,7 @@ const char* error_text(const pcm* stream) {
 
 zel_format_converter::zel_fc_pcm_info::zel_fc_pcm_info(unsigned int duration_ms,
                                                        const pcm_config* config)
-    : stPcmConfig(zel_copy_config(*config)),
-      u32Frames(config->rate / 1000 * duration_ms),
-      u32BufSize(0) {
+    : stPcmConfig(zel_copy_config(*config)), u32Frames(config->rate / 1000 * duration_ms) {
     const std::uint64_t frame_bytes =
         std::uint64_t{pcm_format_to_bits(config->format) / 8} * config->channels;
     if (u32Frames != 0 && frame_bytes > kMaxBlockBytes / u32Frames) {

@@ -93,7 +93,6 @@ int zel_format_converter::destroy_fc_task() {
     // Without its pipe the worker has ended at its start; without its poller it ends, too.
     if (s32CmdPipe[1] > 0 && send_command(&cmd) != 0 && !bRoutineEnded) {
         ZEL_FC_LOGE("fc routine does not end");
-        mRoutine.detach();
         return 0;
     }
     mRoutine.join();

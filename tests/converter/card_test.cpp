@@ -132,7 +132,11 @@ TEST_F(card_test, a_stage_that_refuses_the_block_ends_its_way) {
     }
 }
 
-TEST_F(card_test, an_input_record_that_is_still_there_fails_the_open) {
+TEST_F(card_test, what_is_still_there_serves_on_but_an_input_record_fails_the_open) {
+    EXPECT_STATUS(fc_access::init_chain(*fc), 0);
+    EXPECT_TRUE(log_has("init_fc_submodule", "pstZelFC->pu8DelayBuf already exist"));
+    EXPECT_TRUE(log_has("init_fc_submodule", "pstZelFC->pu8MixingBuf already exist"));
+    EXPECT_STATUS(fc_access::process(*fc), 0);
     EXPECT_EQ(fc_access::open_device(*fc), -1);
     EXPECT_TRUE(log_has("pmInPcmInfo already exist"));
     EXPECT_EQ(fc_access::in(*fc), nullptr) << "that record is released";

@@ -122,6 +122,7 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
         EXPECT_STATUS(fc->close(), 0);
         fc.reset();
         EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
+        EXPECT_TRUE(closed == 0 || fcntl(1, F_GETFD) == -1) << "1 is given back";
     }
     dup2(kept_output, 1);
     close(kept_output);

@@ -65,6 +65,7 @@ struct zel_format_converter_access {
     static int subscribe(zel_format_converter& fc) { return fc.subscribe_mixer_device(); }
     static auto truncation(zel_format_converter& fc) { return fc.fnTruncate; }
     static auto padding(zel_format_converter& fc) { return fc.fnPadding; }
+    static int init_chain(zel_format_converter& fc) { return fc.init_fc_submodule(); }
     static int process(zel_format_converter& fc) { return fc.process_fc(); }
     static block* in(zel_format_converter& fc) { return fc.pmInPcmInfo.get(); }
     static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }
