@@ -92,16 +92,19 @@ class zel_channel_delay {
     int destroy_delay_coefficient(unsigned int** table);
     /// Null when the file cannot be read; throws std::bad_alloc.
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
-    /// Finds the delays for a channel count. 0, or -22 with a message. `reached`, when not null, is
-    /// the index of the entry that decided, or -1 when none did.
-    int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params,
-                           int* reached = nullptr);
+    /// Finds the delays for a channel count. 0, or -22 with a message.
+    int search_coefficient(const cJSON* root, unsigned int channels, cJSON** params);
     /// Fills `*table` with one delay in milliseconds for each channel. 0, or -22 with a message and
     /// all delays 0. Throws std::bad_alloc.
     int load_coefficient(const std::string& path, unsigned int* const* table,
                          unsigned int channels);
 
     // Helpers, for tools too.
+
+    /// Whether the last load took the file's delays, and the index of the entry that decided the
+    /// last search, -1 when none did.
+    bool used() const { return bUsed; }
+    int entry() const { return s32Entry; }
 
     /// Stores the elements of `params` in milliseconds, up to the first that no delay can be: that
     /// element, or null.
@@ -128,4 +131,6 @@ class zel_channel_delay {
     std::uint32_t u32FrameBytes = 0;
     zel_channel_delay_buffer* pstDelayBuf = nullptr;  ///< owned; one line per channel
     bool bBypass = false;
+    bool bUsed = false;
+    int s32Entry = -1;
 };

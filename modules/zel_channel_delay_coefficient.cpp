@@ -18,12 +18,10 @@ std::unique_ptr<char[]> zel_channel_delay::get_cofficient_content(const char* pa
     return std::move(::get_cofficient_content(path, kTag).text);
 }
 
-int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channels, cJSON** params,
-                                          int* reached) {
+int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channels,
+                                          cJSON** params) {
     const auto count = static_cast<int>(channels);
-    int unused = -1;
-    int* const decided = reached != nullptr ? reached : &unused;
-    *decided = -1;
+    s32Entry = -1;
     const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());
     if (body == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no delay coefficient body found");
@@ -32,7 +30,7 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
     const int entries = cJSON_GetArraySize(body);
     const cJSON* entry = body->child;
     for (int i = 0; i < entries; ++i, entry = entry->next) {
-        *decided = i;
+        s32Entry = i;
         if (entry == nullptr) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array index(%d) fail", i);
             return -EINVAL;
@@ -55,7 +53,7 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
         }
         return 0;
     }
-    *decided = -1;
+    s32Entry = -1;
     ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d channel delay coefficient not found", count);
     return -EINVAL;
 }
@@ -63,6 +61,8 @@ int zel_channel_delay::search_coefficient(const cJSON* root, unsigned int channe
 int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* const* table,
                                         unsigned int channels) {
     ZEL_LOG_PRINT(ANDROID_LOG_DEBUG, kTag, "load coefficient %s", path.c_str());
+    bUsed = false;
+    s32Entry = -1;
     const auto count = static_cast<int>(channels);
     const std::unique_ptr<char[]> text =
         path.empty() ? nullptr : get_cofficient_content(path.c_str());
@@ -85,6 +85,7 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
     } else if (search_coefficient(root.get(), channels, &params) != 0) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "search %d channel delay coefficient fail", count);
     } else if (const cJSON* wrong = fill_table(params, *table); wrong == nullptr) {
+        bUsed = true;
         return 0;
     } else if (!cJSON_IsNumber(wrong)) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get delay body array value fail");

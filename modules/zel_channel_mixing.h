@@ -38,10 +38,9 @@ class zel_channel_mixing {
     std::unique_ptr<char[]> get_cofficient_content(const char* path);
     /// The sum of a layout name's fields: 12 for "7.1.4".
     static unsigned int channel_count(const std::string& layout);
-    /// Finds the weights for these streams. 0, or -22 with a message. `reached`, when not null, is
-    /// the index of the entry that decided, or -1 when none did.
+    /// Finds the weights for these streams. 0, or -22 with a message.
     int search_coefficient(const cJSON* root, unsigned int in_channels, const std::string& layout,
-                           unsigned int out_channels, cJSON** params, int* reached = nullptr);
+                           unsigned int out_channels, cJSON** params);
     /// Fills the matrix, which must be that large. 0, or -22 with the identity in it or, when there
     /// is no file to read, nothing changed. Throws std::bad_alloc.
     int load_coefficient(const std::string& path, unsigned int in_channels,
@@ -49,6 +48,10 @@ class zel_channel_mixing {
 
     // Helpers, for tools too.
 
+    /// Whether the weights in use are the file's, and the index of the entry that decided the last
+    /// search, -1 when none did.
+    bool used() const { return bUsed; }
+    int entry() const { return s32Entry; }
     /// The weights in use, a row by output channel; empty when idle.
     std::span<const float> matrix() const;
     /// Stores the elements of `params` as weights, up to the first that no weight can be: that
@@ -69,6 +72,8 @@ class zel_channel_mixing {
     float f32One = 1.0F;
     float f32Zero = 0.0F;
     std::string strCoefPath;
+    bool bUsed = false;
+    int s32Entry = -1;
     pcm_config stInConfig{};
     pcm_config stOutConfig{};
     std::unique_ptr<float[]> pf32Matrix;  ///< row by output channel

@@ -34,12 +34,10 @@ unsigned int zel_channel_mixing::channel_count(const std::string& layout) {
 
 int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_channels,
                                            const std::string& layout, unsigned int out_channels,
-                                           cJSON** params, int* reached) {
+                                           cJSON** params) {
     const auto in = static_cast<int>(in_channels);
     const auto out = static_cast<int>(out_channels);
-    int unused{};
-    int* const decided = reached != nullptr ? reached : &unused;
-    *decided = -1;
+    s32Entry = -1;
     const cJSON* body = cJSON_GetObjectItem(root, strBodyKey.c_str());
     if (body == nullptr) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "no mixing coefficient body found");
@@ -49,7 +47,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
     const int entries = cJSON_GetArraySize(body);
     const cJSON* entry = body->child;
     for (int i = 0; i < entries && match == nullptr; ++i, entry = entry->next) {
-        *decided = i;
+        s32Entry = i;
         if (entry == nullptr) {
             ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get mixing body array index(%d) fail", i);
             return -EINVAL;
@@ -79,7 +77,7 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
         }
     }
     if (match == nullptr) {
-        *decided = -1;
+        s32Entry = -1;
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "%d(%s) => %d mixing coefficient not found", in,
                       layout.c_str(), out);
         return -EINVAL;
@@ -106,6 +104,8 @@ int zel_channel_mixing::search_coefficient(const cJSON* root, unsigned int in_ch
 int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int in_channels,
                                          const std::string& layout, unsigned int out_channels) {
     ZEL_LOG_PRINT(ANDROID_LOG_DEBUG, kTag, "load coefficient %s", path.c_str());
+    bUsed = false;
+    s32Entry = -1;
     if (path.empty()) {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "input file size is empty");
         return -EINVAL;
@@ -134,6 +134,7 @@ int zel_channel_mixing::load_coefficient(const std::string& path, unsigned int i
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "search mixing coefficient %d(%s) => %d fail", in,
                       layout.c_str(), out);
     } else if (fill_matrix(params, pf32Matrix.get()) == nullptr) {
+        bUsed = true;
         return 0;
     } else {
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, kTag, "get mixing body array value fail");

@@ -8,9 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "check_print.h"
 #include "known_bad.h"
-#include "mixing_weights.h"
 #include "test_folder.h"
 
 namespace {
@@ -55,36 +53,61 @@ std::string first_finding(const std::string& text, file_kind kind) {
            found.what + "; " + found.mend;
 }
 
-TEST(check_file, names_mistakes_of_syntax_and_their_places) {
+TEST(check_file, names_mistakes_and_their_places) {
     const std::string in_file = "{\n\"DelayCoefficientEnable\": true,\n\"Name\": ";
+    const std::string entry = "{\"DelayCoefficientEnable\":true,\"ChannelDelayMilliseconds\":[";
     const struct {
-        std::string text;
-        const char* place;
-        const char* words;
+        std::string text, told;
     } cases[] = {
-        {"{\n\"a\": [1, 0],\n}", "2:12", "a comma before the closing bracket"},
-        {"{\n/* c */ \"a\": 1}", "2:1", "a comment"},
-        {"{\n'Name': 2}", "2:1", "a single quote"},
-        {"{\nName: 2}", "2:1", "a name without quotes"},
-        {"{\n\"Name\" 2}", "2:8", "a colon is missing"},
-        {"\xEF\xBB\xBF{\"\xC3\xA4\" 2}", "1:6", "a colon is missing"},
-        {in_file + "1/2}", "3:10", "a fraction"},
-        {in_file + "[1 2]}", "3:12", "a comma is missing between two values"},
-        {in_file + "True}", "3:9", "a word that JSON does not know"},
-        {in_file + "\xE2\x80\x9Cx\xE2\x80\x9D}", "3:9", "a curly quote"},
-        {in_file + "[[1]", "3:13", "the text ends too early; complete it; still to be closed: ]}"},
-        {"", "1:1", "the file is empty"},
-        {"\xFF\xFE{" + std::string(1, '\0') + "}" + std::string(1, '\0'), "1:1", "text in UTF-16"},
-        {"{" + std::string(1, '\0') + "}" + std::string(1, '\0'), "1:1", "text in UTF-16"},
-        {"{\"a\":\n1" + std::string(1, '\0') + "}", "2:2", "a zero byte"},
-        {std::string(1500, '[') + std::string(1500, ']'), "1:1001", "values in more brackets"},
+        {"{\n\"a\": [1, 0],\n}", "3:1: Missing a name for object member. Here is \"}\".; remove "},
+        {"{\n/* c */ \"a\": 1}",
+         "2:1: Missing a name for object member. Here is \"/\".; remove it"},
+        {"\xEF\xBB\xBF{\"\xC3\xA4\" 2}", "1:6: Missing a colon after a name of object member."},
+        {in_file + "1/2}", "3:10: Missing a comma or '}' after an object member. Here is \"/\"."},
+        {in_file + "[1\xC2\xA0]}",
+         "3:11: Missing a comma or ']' after an array element. Here is "
+         "U+00A0 no-break space.; write plain text"},
+        {in_file + "\xE2\x80\x9Cx\xE2\x80\x9D}", "3:9: Invalid value. Here is U+201C curly quote."},
+        {in_file + "[\xC3\xA4]}", "3:10: Invalid value. Here is U+00E4."},
+        {in_file + "\"x\n\"}", "3:11: Invalid escape character in string. Here is the end of the"},
+        {in_file + "[[1]",
+         "3:13: Missing a comma or ']' after an array element. The text ends "
+         "here.; complete it; still to be closed: ]}"},
+        {"", "1:1: The document is empty. The text ends here.; complete it"},
+        {"\xFF\xFE{", "1:1: Invalid value. Here is the byte 0xFF, no UTF-8."},
+        {"{\"a\":\n1" + std::string(1, '\0') + "}",
+         "2:2: Missing a comma or '}' after an object "
+         "member. The device's text ends here, at a zero"},
+        {std::string(1500, '[') + std::string(1500, ']'), "1:1001: values in more brackets"},
+        {"{}x", "1:1: the file has no \"DelayCoefficientEnable\"; add"},
+        {entry + "{\"InputChannel\":1,\"Parameters\":[28.999999999999996]}]}",
+         "1:92: the delay of channel 0 is 28.999999999999996 ms, not a whole number; write whole"},
+        {entry + "{\"inputs\":1}]}",
+         "1:60: entry 0 has no \"InputChannel\"; there are \"inputs\"; add"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(
-            first_finding(c.text, file_kind::delay).find(std::string(c.place) + ": " + c.words), 0U)
-            << c.text << "\n"
-            << first_finding(c.text, file_kind::delay);
+        EXPECT_EQ(first_finding(c.text, file_kind::delay).substr(0, c.told.size()), c.told);
     }
+    const coefficient_text text(zel_test::file_with("{\"a\": \x1B[1}"));
+    EXPECT_EQ(text.excerpt(text.fault().at), "{\"a\": ?[1}\n      ^");
+}
+
+// The device takes what is hidden behind a thousand other entries, and so does the check.
+TEST(check_file, sees_the_streams_entry_wherever_it_is_and_counts_the_others) {
+    std::string text = R"({"DelayCoefficientEnable":true,"ChannelDelayMilliseconds":[)";
+    for (int k = 0; k < 1100; ++k) {
+        text += R"({"InputChannel":7,"Parameters":[0.5]},)";
+    }
+    const std::string path = zel_test::file_with(text + R"({"InputChannel":2,"Parameters":[1]}]})");
+    check_request request;
+    request.kind = file_kind::delay;
+    request.stream = stream_request{2, "", 0, 48000};
+    request.all = false;
+    const file_report report = check_file(path, request);
+    EXPECT_EQ(findings_of(report),
+              (std::vector<std::string>{"too_many_entries@1:59", "delay_count@1:41891"}));
+    EXPECT_EQ(report.entries.size(), 1101U);
+    EXPECT_EQ(report.other_bad_entries, 1000U);
 }
 
 TEST(mixing_weights, overflow_is_when_the_stage_wraps) {

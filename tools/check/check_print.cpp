@@ -1,4 +1,4 @@
-#include "check_print.h"
+// Reports for people.
 
 #include <algorithm>
 #include <cmath>
@@ -6,17 +6,14 @@
 #include <cstdio>
 
 #include "channel_layout.h"
-#include "check_delay.h"
-#include "check_entries.h"
-#include "check_mixing.h"
-#include "mixing_weights.h"
-#include "wording.h"
+#include "check_report.h"
 #include "zel_channel_delay.h"
 
 namespace {
 
 constexpr std::size_t kTitleWidth = 10;  // of a matrix row
 constexpr std::size_t kCellWidth = 16;
+constexpr double kSoundMetresPerSecond = 343;  // in air of 20 degrees Celsius
 
 __attribute__((format(printf, 2, 3))) void put(std::string* out, const char* format, ...) {
     char line[512];
@@ -51,18 +48,14 @@ std::string name_of(const std::vector<std::string>& names, std::size_t channel) 
     return channel < names.size() ? names[channel] : "";
 }
 
-std::string weight_text(double weight) {
-    char text[40];
-    std::snprintf(text, sizeof(text), std::fabs(weight) < 1000 ? "%.4f" : "%.3g", weight);
-    return text;
-}
-
 void put_cell(std::string* out, double weight) {
     if (weight == 0) {
         put(out, "%9s%7s", ".", ".");
-    } else {
-        put(out, "%9s%7.1f", weight_text(weight).c_str(), decibel_value(weight));
+        return;
     }
+    const std::string db = decibels(weight);
+    put(out, std::fabs(weight) < 1000 ? "%9.4f" : "%9.3g", weight);
+    put(out, "%7s", db.substr(0, db.find(' ')).c_str());
 }
 
 /// Turned by a quarter against the file, so that many inputs still fit: a row for each input.
@@ -75,10 +68,9 @@ void put_matrix(std::string* out, const decision& decided, std::size_t width) {
         const std::size_t to = std::min<std::size_t>(from + in_a_row, stream.outputs);
         put(out, "\n%*s", static_cast<int>(kTitleWidth), "");
         for (std::size_t o = from; o < to; ++o) {
-            const std::string name = name_of(outputs, o);
-            const std::string title =
-                "output " + std::to_string(o) + (name.empty() ? "" : " " + name);
-            put(out, "%*s", static_cast<int>(kCellWidth), title.c_str());
+            const std::string title = "output " + std::to_string(o) + " " + name_of(outputs, o);
+            put(out, "%*s", static_cast<int>(kCellWidth),
+                title.substr(0, title.find_last_not_of(' ') + 1).c_str());
         }
         put(out, "\n%-*s", static_cast<int>(kTitleWidth), "  input");
         for (std::size_t o = from; o < to; ++o) {
@@ -143,25 +135,10 @@ void put_decision(std::string* out, const file_report& report, std::size_t width
     } else if (decided.result == outcome::delays) {
         put_delays(out, decided);
     }
-    if (!decided.log.empty()) {
-        *out += "\nThe device logs:\n";
-    }
+    *out += decided.log.empty() ? "" : "\nThe device logs:\n";
     for (const std::string& message : decided.log) {
         put_wrapped(out, "  ", message, width);
     }
-}
-
-std::string entry_state(const entry_report& entry, file_kind kind) {
-    if (!entry.well_formed) {
-        return "malformed";
-    }
-    if (!entry.reachable) {
-        return "never chosen";
-    }
-    if (!entry.usable) {
-        return "not usable";
-    }
-    return kind == file_kind::mixing ? decibels(entry.peak) : number_text(entry.peak) + " ms";
 }
 
 void put_entries(std::string* out, const file_report& report) {
@@ -170,17 +147,24 @@ void put_entries(std::string* out, const file_report& report) {
                    : "\n entry   line  channels  delays  longest\n";
     for (std::size_t i = 0; i < report.entries.size(); ++i) {
         const entry_report& entry = report.entries[i];
-        const std::string state = entry_state(entry, report.kind);
+        put(out, "%6zu %6u", i, entry.place.line);
         if (!entry.well_formed) {
-            put(out, "%6zu %6u  %s\n", i, entry.place.line, state.c_str());
-        } else if (mixing) {
-            put(out, "%6zu %6u  %3u  %-8s  %3u  %7d  %s\n", i, entry.place.line,
-                entry.serves.channels, quoted(entry.serves.layout).c_str(), entry.serves.outputs,
-                entry.values, state.c_str());
-        } else {
-            put(out, "%6zu %6u  %8u  %6d  %s\n", i, entry.place.line, entry.serves.channels,
-                entry.values, state.c_str());
+            *out += "  malformed\n";
+            continue;
         }
+        if (mixing) {
+            put(out, "  %3u  %-8.14s  %3u  %7zu", entry.serves.channels,
+                in_quotes(entry.serves.layout).c_str(), entry.serves.outputs, entry.values);
+        } else {
+            put(out, "  %8u  %6zu", entry.serves.channels, entry.values);
+        }
+        const std::string peak =
+            mixing ? decibels(entry.peak) : std::to_string(std::lround(entry.peak)) + " ms";
+        *out += "  " +
+                (!entry.reachable ? "never chosen"
+                 : !entry.usable  ? "not usable"
+                                  : peak) +
+                "\n";
     }
 }
 
@@ -192,6 +176,11 @@ void put_finding(std::string* out, const std::string& path, const finding& found
     }
     *out += ": " + std::string(severity_name(found.level)) + ": " + found.what + " [" + found.kind +
             "]\n";
+    if (!found.excerpt.empty()) {
+        const std::size_t end = found.excerpt.find('\n');
+        *out +=
+            "    " + found.excerpt.substr(0, end) + "\n    " + found.excerpt.substr(end + 1) + "\n";
+    }
     put_wrapped(out, "    the device: ", found.device, width);
     put_wrapped(out, "    to mend it: ", found.mend, width);
 }
@@ -202,7 +191,8 @@ std::string summary(const file_report& report) {
         const auto count = std::count_if(report.findings.begin(), report.findings.end(),
                                          [level](const finding& f) { return f.level == level; });
         if (count > 0) {
-            all += (all.empty() ? "" : ", ") + counted(count, severity_name(level));
+            all += (all.empty() ? "" : ", ") +
+                   counted(static_cast<std::uint64_t>(count), severity_name(level));
         }
     }
     return all.empty() ? "no problems" : all;
@@ -220,6 +210,10 @@ std::string report_text(const file_report& report, bool with_entries, std::size_
                (report.entries.size() == 1 ? " entry, " : " entries, ");
     }
     out += summary(report) + "\n";
+    if (report.other_bad_entries > 0) {
+        out += std::to_string(report.other_bad_entries) +
+               " for other streams with problems, which --all tells\n";
+    }
     if (with_entries && !report.entries.empty()) {
         put_entries(&out, report);
     }
@@ -228,9 +222,6 @@ std::string report_text(const file_report& report, bool with_entries, std::size_
     }
     for (const finding& found : report.findings) {
         put_finding(&out, report.path, found, width);
-    }
-    if (!report.complete) {
-        out += "\nToo many problems: the entries behind these were not looked at.\n";
     }
     return out;
 }

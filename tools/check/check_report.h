@@ -1,13 +1,14 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "finding_kinds.h"
-#include "located_json.h"
+#include "coefficient_text.h"
+#include "json_value.h"
 
-// What `zel-fc check` finds out about a coefficient file, before it is printed.
+// What `zel-fc check` finds out about a coefficient file.
 
 enum class file_kind { unknown, mixing, delay };
 
@@ -19,14 +20,21 @@ struct stream_request {
     unsigned int rate = 0;     ///< Hz, delay only
 };
 
+/// An error: the device does not go by the file, or by that entry. There is one among the findings
+/// about the file and the stream's own entry if and only if the device does not use the file for
+/// the stream. A warning: it does, but a part has no effect or the audio can be damaged. A note:
+/// perhaps meant so.
+enum class severity { error, warning, note };
+
 struct finding {
     severity level;
     std::string kind;  ///< a word for machines, listed in docs/check.md
     text_place place;
-    int entry;           ///< index of the entry that it is about, -1: the whole file
-    std::string what;    ///< the problem
-    std::string device;  ///< what the device does with it
-    std::string mend;    ///< how to mend it
+    int entry;            ///< index of the entry that it is about, -1: the whole file
+    std::string what;     ///< the problem
+    std::string device;   ///< what the device does with it
+    std::string mend;     ///< how to mend it
+    std::string excerpt;  ///< the line and a caret, where that helps; else empty
 };
 
 enum class outcome {
@@ -58,7 +66,7 @@ struct entry_report {
     bool well_formed = false;  ///< false: it fails every search that gets to it
     bool usable = false;       ///< the device takes it when it is asked for
     bool reachable = false;    ///< some stream leads to it
-    int values = 0;            ///< count of weights or delays
+    std::size_t values = 0;    ///< count of weights or delays
     double peak = 0;  ///< largest sum of absolute weights of an output, or longest delay in ms
 };
 
@@ -69,13 +77,32 @@ struct file_report {
     std::vector<finding> findings;  ///< in the order of the text
     std::optional<decision> decided;
     std::vector<entry_report> entries;
-    bool complete = true;  ///< false: so many findings that the walk was given up
-
-    /// Adds a finding with `words` for what differs.
-    void add(const finding_kind& found, text_place place, int entry,
-             const std::vector<std::string>& words = {});
+    /// Of other streams, with errors or warnings that are not among the findings.
+    std::size_t other_bad_entries = 0;
 };
+
+/// For people; `width` is where long texts are broken.
+std::string report_text(const file_report& report, bool with_entries, std::size_t width);
+/// For machines.
+json_value reports_json(const std::vector<file_report>& reports);
 
 const char* severity_name(severity level);
 const char* kind_name(file_kind kind);
 const char* outcome_name(outcome result);
+/// "1 weight", "2 weights".
+std::string counted(std::uint64_t count, const std::string& noun);
+/// Text in double quotes, as `printable` shows it.
+std::string in_quotes(std::string_view text);
+/// "6 channels ("5.1") to 2".
+std::string mixing_stream_text(const stream_request& stream);
+/// What the identity matrix does to these channels.
+std::string identity_text(unsigned int inputs, unsigned int outputs);
+
+// What a row of weights, one for each input of an output, can do to the level.
+
+/// The gain of an output when all its inputs help each other: the sum of the absolute weights.
+double row_gain(const float* weights, std::size_t inputs);
+/// True when inputs at full scale can make a sum that a 16-bit sample can't hold.
+bool row_can_wrap(const float* weights, std::size_t inputs);
+/// A gain as "-3.0 dB"; "-inf dB" for 0.
+std::string decibels(double gain);

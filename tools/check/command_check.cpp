@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "check_print.h"
 #include "coefficient_check.h"
 #include "command_end.h"
 #include "commands.h"

@@ -44,8 +44,8 @@ taken_weights take_weights(const std::string& path, const std::string& layout, u
     if (taken.status == 0) {
         const auto matrix = stage.matrix();
         taken.weights.assign(matrix.begin(), matrix.end());
-        // The first load's status stays inside; loading once more tells it.
-        taken.used = stage.channel_change(layout) == 0;
+        taken.used = stage.used();
+        taken.entry = stage.entry();
     }
     return taken;
 }
@@ -61,7 +61,9 @@ taken_delays take_delays(const std::string& path, unsigned int channels, unsigne
         // The stage keeps frames only; loading once more tells the milliseconds.
         taken.ms.resize(channels);
         unsigned int* table = taken.ms.data();
-        taken.used = stage.load_coefficient(path, &table, channels) == 0;
+        stage.load_coefficient(path, &table, channels);
+        taken.used = stage.used();
+        taken.entry = stage.entry();
     }
     return taken;
 }

@@ -10,6 +10,7 @@
 struct taken_coefficients {
     int status = 0;                    ///< of building the stage, 0 or a negative error number
     bool used = false;                 ///< the stage goes by the file, not by a fallback
+    int entry = -1;                    ///< of the file that decided, -1: none
     std::vector<library_message> log;  ///< what the stage said meanwhile
 
     /// The first warning or error, in the library's words; empty when there is none.

@@ -70,7 +70,8 @@ void check_mixing_file(examination* found) {
     const auto text = stage.get_cofficient_content(found->mixing_file.c_str());
     outcome result = look_into(text, errno, [&](const cJSON* root, int* entry) {
         cJSON* weights = nullptr;
-        stage.search_coefficient(root, in, found->layout, out, &weights, entry);
+        stage.search_coefficient(root, in, found->layout, out, &weights);
+        *entry = stage.entry();
     });
     pcm_config card{};
     card.channels = in;
@@ -78,10 +79,9 @@ void check_mixing_file(examination* found) {
     card.format = PCM_FORMAT_S16_LE;
     pcm_config client = card;
     client.channels = out;
-    // The first load's status stays inside; loading once more tells it.
     result.used = result.json &&
                   stage.init(found->mixing_file, found->layout, &card, &client) == 0 &&
-                  stage.channel_change(found->layout) == 0;
+                  stage.used();
     add_row(found, "mixing file", found->mixing_file, result,
             std::to_string(in) + " channels (" + found->layout + ") to " + std::to_string(out),
             "Clients get silence.", "The channels pass unmixed.");
@@ -94,7 +94,8 @@ void check_delay_file(examination* found) {
     const auto text = stage.get_cofficient_content(found->delay_file.c_str());
     outcome result = look_into(text, errno, [&](const cJSON* root, int* entry) {
         cJSON* delays = nullptr;
-        stage.search_coefficient(root, channels, &delays, entry);
+        stage.search_coefficient(root, channels, &delays);
+        *entry = stage.entry();
     });
     std::vector<unsigned int> table(channels);
     unsigned int* delays = table.data();

@@ -1,0 +1,247 @@
+#include "coefficient_text.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/reader.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBlanks = " \t\r\n";
+
+bool continues_character(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
+}
+
+/// RapidJSON reads others through a copy, which leaves the place of an event behind.
+struct text_stream : rapidjson::StringStream {
+    using rapidjson::StringStream::StringStream;
+};
+
+/// Makes the tree of the reader's events; false ends the walk.
+class tree_builder {
+  public:
+    tree_builder(const text_stream& in, std::string_view whole, json_node* root)
+        : stream(in), text(whole), open{root} {}
+
+    bool Null() { return add(json_node::type::none, "null"); }
+    bool Bool(bool value) { return add(json_node::type::boolean, value ? "true" : "false"); }
+    bool RawNumber(const char* digits, unsigned int size, bool) {
+        return add(json_node::type::number, {digits, size});
+    }
+    // The device takes both up to a zero character.
+    bool String(const char* characters, unsigned int, bool) {
+        return add(json_node::type::string, characters);
+    }
+    bool Key(const char* characters, unsigned int, bool) {
+        name = characters;
+        name_at = begin_of_token();
+        return true;
+    }
+    bool StartObject() { return begin(json_node::type::object); }
+    bool StartArray() { return begin(json_node::type::array); }
+    bool EndObject(unsigned int) { return end(); }
+    bool EndArray(unsigned int) { return end(); }
+    // Numbers come as they are written.
+    static bool Int(int) { return false; }
+    static bool Uint(unsigned int) { return false; }
+    static bool Int64(std::int64_t) { return false; }
+    static bool Uint64(std::uint64_t) { return false; }
+    static bool Double(double) { return false; }
+
+    /// What would close what is open.
+    std::string brackets() const {
+        std::string closing;
+        for (std::size_t k = open.size(); k-- > 1;) {
+            closing += open[k]->kind == json_node::type::array ? ']' : '}';
+        }
+        return closing;
+    }
+
+  private:
+    /// Between two tokens stand blanks, commas and colons only.
+    std::size_t begin_of_token() {
+        const std::size_t at = text.find_first_not_of(" \t\r\n,:", end_of_last);
+        end_of_last = stream.Tell();
+        return at;
+    }
+    bool add(json_node::type kind, std::string value) {
+        json_node* parent = open.back();
+        const bool is_root = open.size() == 1;
+        json_node& made = is_root ? *parent : parent->children.emplace_back();
+        made.kind = kind;
+        made.text = std::move(value);
+        made.at = begin_of_token();
+        if (!is_root && parent->kind == json_node::type::object) {
+            made.name = name;
+            made.name_at = name_at;
+        }
+        last = &made;
+        return true;
+    }
+    bool begin(json_node::type kind) {
+        add(kind, "");
+        end_of_last = last->at + 1;  // the bracket itself is still to be taken
+        open.push_back(last);
+        return open.size() <= CJSON_NESTING_LIMIT + 1;
+    }
+    bool end() {
+        end_of_last = begin_of_token() + 1;
+        open.pop_back();
+        return true;
+    }
+
+    const text_stream& stream;
+    std::string_view text;
+    std::vector<json_node*> open;  ///< behind the first, the root
+    json_node* last = nullptr;
+    std::string name;
+    std::size_t name_at = 0;
+    std::size_t end_of_last = 0;
+};
+
+/// A character that is easily overlooked or mistaken, by its name; another one as it is.
+std::string character_name(std::string_view text) {
+    static constexpr struct {
+        const char* bytes;
+        const char* name;
+    } kNames[] = {
+        {"\xC2\xA0", "U+00A0 no-break space"},  {"\xE2\x80\x8B", "U+200B zero-width space"},
+        {"\xE2\x80\x93", "U+2013 en dash"},     {"\xE2\x80\x98", "U+2018 curly quote"},
+        {"\xE2\x80\x99", "U+2019 curly quote"}, {"\xE2\x80\x9C", "U+201C curly quote"},
+        {"\xE2\x80\x9D", "U+201D curly quote"}, {"\xE2\x88\x92", "U+2212 minus sign"},
+        {"\xE3\x80\x80", "U+3000 wide space"},  {"\xEF\xBB\xBF", "U+FEFF byte order mark"},
+        {"\xEF\xBC\x8C", "U+FF0C wide comma"},  {"\n", "the end of the line"}};
+    for (const auto& known : kNames) {
+        if (text.starts_with(known.bytes)) {
+            return known.name;
+        }
+    }
+    const auto first = static_cast<unsigned char>(text.front());
+    char name[32];
+    if (first < 0x80) {
+        return "\"" + printable(text.substr(0, 1)) + "\"";
+    }
+    const std::size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    unsigned int code = first & (0xFFU >> (size + 1));
+    for (std::size_t k = 1; k < size; ++k) {
+        if (k >= text.size() || !continues_character(text[k]) || first < 0xC0) {
+            std::snprintf(name, sizeof(name), "the byte 0x%02X, no UTF-8", first);
+            return name;
+        }
+        code = code << 6 | (static_cast<unsigned char>(text[k]) & 0x3FU);
+    }
+    std::snprintf(name, sizeof(name), "U+%04X", code);
+    return name;
+}
+
+}  // namespace
+
+const json_node* json_node::find(std::string_view member) const {
+    const auto found = std::find_if(children.begin(), children.end(), [&](const json_node& child) {
+        return child.name.size() == member.size() &&
+               strncasecmp(child.name.c_str(), member.data(), member.size()) == 0;
+    });
+    return kind != type::object || found == children.end() ? nullptr : &*found;
+}
+
+coefficient_text::coefficient_text(const std::string& path)
+    : file(zel_read_text_file(path.c_str())) {
+    if (file.text == nullptr || file.status != zel_text_status::ok) {
+        return;
+    }
+    content = file.text.get();
+    std::error_code ignored;
+    goes_on = std::filesystem::file_size(path, ignored) > content.size() && !ignored;
+    const char* place = nullptr;
+    document = zel_parse_json(content.c_str(), &place);
+    if (content.starts_with(kByteOrderMark)) {
+        content.erase(0, kByteOrderMark.size());
+    }
+    text_stream in(content.c_str());
+    tree_builder builder(in, content, &tree);
+    constexpr unsigned int kFlags = rapidjson::kParseIterativeFlag |
+                                    rapidjson::kParseStopWhenDoneFlag |
+                                    rapidjson::kParseNumbersAsStringsFlag;
+    const rapidjson::ParseResult result = rapidjson::Reader().Parse<kFlags>(in, builder);
+    rest_at = std::min(content.find_first_not_of(kBlanks, in.Tell()), content.size());
+    if (result.Code() == rapidjson::kParseErrorTermination || (result && document == nullptr)) {
+        fault_found = {
+            "values in more brackets, or a longer number, than the device's parser takes",
+            "write it shorter",
+            result ? static_cast<std::size_t>(place - file.text.get()) : result.Offset()};
+    } else if (!result) {
+        explain(rapidjson::GetParseError_En(result.Code()), result.Offset(), builder.brackets());
+    }
+    if (!is_json()) {
+        tree = {};
+    }
+}
+
+/// In RapidJSON's words, with the character that is there and, for the usual slips, the way out.
+void coefficient_text::explain(const char* words, std::size_t at,
+                               const std::string& open_brackets) {
+    at = std::min(at, content.size());
+    const std::string_view rest = std::string_view(content).substr(at);
+    const std::size_t before = std::string_view(content).substr(0, at).find_last_not_of(kBlanks);
+    const char last = before == std::string::npos ? '\0' : content[before];
+    fault_found = {words, "correct it here", at};
+    if (rest.empty()) {
+        fault_found.what +=
+            goes_on ? " The device's text ends here, at a zero byte." : " The text ends here.";
+        fault_found.mend = goes_on ? "save it as UTF-8 text, without zero bytes"
+                           : open_brackets.empty()
+                               ? "complete it"
+                               : "complete it; still to be closed: " + printable(open_brackets, 8);
+        return;
+    }
+    fault_found.what += " Here is " + character_name(rest) + ".";
+    if ((rest[0] == ']' || rest[0] == '}') && last == ',') {
+        fault_found.mend = "remove the comma before it";
+    } else if (rest[0] == '/' || rest[0] == '#') {
+        fault_found.mend = "remove it; JSON has no comments and no fractions";
+    } else if (rest[0] == '\'' || rest.starts_with("\xE2\x80")) {
+        fault_found.mend = "write strings and names in straight double quotes, \"";
+    } else if (static_cast<unsigned char>(rest[0]) >= 0x80) {
+        fault_found.mend = "write plain text in UTF-8; outside of quotes it needs ASCII only";
+    }
+}
+
+text_place coefficient_text::place(std::size_t offset) const {
+    const auto end =
+        content.begin() + static_cast<std::ptrdiff_t>(std::min(offset, content.size()));
+    const auto line = std::find(std::make_reverse_iterator(end), content.rend(), '\n').base();
+    return {1 + static_cast<unsigned int>(std::count(content.begin(), line, '\n')),
+            1 + static_cast<unsigned int>(
+                    std::count_if(line, end, [](char c) { return !continues_character(c); }))};
+}
+
+std::string coefficient_text::excerpt(std::size_t offset) const {
+    constexpr std::size_t kBefore = 40, kWidth = 72;
+    const std::size_t newline = content.substr(0, offset).rfind('\n');
+    const std::size_t line = newline == std::string::npos ? 0 : newline + 1;
+    const std::size_t from = std::max(line, offset < kBefore ? 0 : offset - kBefore);
+    std::string shown =
+        content.substr(from, std::min(content.find('\n', offset), from + kWidth) - from);
+    std::replace_if(
+        shown.begin(), shown.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return shown + "\n" + std::string(offset - from, ' ') + "^";
+}
+
+std::string printable(std::string_view text, std::size_t longest) {
+    std::string all;
+    for (const char c : text.substr(0, longest)) {
+        if (c >= ' ' && c <= '~') {
+            all += c;
+        } else {
+            char code[8];
+            std::snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
+            all += code;
+        }
+    }
+    return text.size() > longest ? all + "..." : all;
+}
