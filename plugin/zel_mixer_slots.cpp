@@ -78,5 +78,4 @@ void zel_release_slots(mixer_plugin* plugin) {
     }
     delete[] plugin->controls;
     plugin->controls = nullptr;
-    plugin->num_controls = 0;
 }

@@ -133,6 +133,7 @@ TEST_F(card_test, a_stage_that_refuses_the_block_ends_its_way) {
 }
 
 TEST_F(card_test, what_is_still_there_serves_on_but_an_input_record_fails_the_open) {
+    EXPECT_EQ(fc_access::delay_bytes(*fc), fc_access::in(*fc)->u32BufSize);
     EXPECT_STATUS(fc_access::init_chain(*fc), 0);
     EXPECT_TRUE(log_has("init_fc_submodule", "pstZelFC->pu8DelayBuf already exist"));
     EXPECT_TRUE(log_has("init_fc_submodule", "pstZelFC->pu8MixingBuf already exist"));

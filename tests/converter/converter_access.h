@@ -70,9 +70,11 @@ struct zel_format_converter_access {
     static block* in(zel_format_converter& fc) { return fc.pmInPcmInfo.get(); }
     static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }
     static timespec previous(zel_format_converter& fc) { return fc.stPrevTimestamp; }
+    static std::uint32_t delay_bytes(zel_format_converter& fc) { return fc.u32DelayBufSize; }
     static bool holds_nothing(zel_format_converter& fc) {
         return !fc.pstPcm && !fc.pstMixer && !fc.pmInPcmInfo && !fc.pstOutInfo && !fc.pstRingBuf &&
-               !fc.pu8DelayBuf && !fc.pu8MixingBuf;
+               !fc.pu8DelayBuf && !fc.pu8MixingBuf && fc.u32DelayBufSize == 0 &&
+               fc.u32MixingBufSize == 0;
     }
     static bool& pending(zel_format_converter& fc) { return fc.bEventPending; }
     static int check_event(zel_format_converter& fc) { return fc.check_mixer_event(); }

@@ -195,7 +195,9 @@ bool is_identity(std::span<const float> matrix, std::size_t inputs) {
 }
 
 /// The message, and those that follow every failure of its kind.
-void expect_log(const zel_test::known_bad_file& file, const std::string& stream, bool used) {
+template <typename Stage>
+void expect_log(const zel_test::known_bad_file& file, const std::string& stream, bool used,
+                const Stage& stage) {
     const char* kind = file.mixing ? "mixing" : "delay";
     EXPECT_TRUE(zel_test::log_has(file.log)) << "lacks " << file.log;
     EXPECT_EQ(zel_test::log_has("fail use default matrix"), !used);
@@ -206,6 +208,11 @@ void expect_log(const zel_test::known_bad_file& file, const std::string& stream,
         used || file.log.ends_with("value fail") || file.log.find(" ms of channel ") < 99;
     EXPECT_EQ(zel_test::log_has("search " + stream + " fail"), !before_search && !after_search);
     EXPECT_EQ(zel_test::log_has("Error before: ["), file.log == "parsing fail");
+    EXPECT_EQ(stage.used(), used);
+    const bool decided = !before_search && !file.log.ends_with(" not found") &&
+                         file.log.find("no mixing coefficient body") != 0 &&
+                         file.log.find("no delay coefficient body") != 0;
+    EXPECT_EQ(stage.entry(), decided ? 0 : -1) << "the first entry decides in all of them";
 }
 
 TEST(known_bad, files_end_as_listed) {
@@ -224,12 +231,20 @@ TEST(known_bad, files_end_as_listed) {
             stream = "mixing coefficient " + std::to_string(in.channels) + "(" + file.layout +
                      ") => " + std::to_string(out.channels);
             EXPECT_EQ(zel_test::log_has("use " + stream), used || file.log.ends_with("value fail"));
+            expect_log(file, stream, used, stage);
+            stage.channel_change("?");
+            EXPECT_FALSE(stage.used());
         } else {
             zel_channel_delay stage;
             ASSERT_STATUS(stage.init(file.path, &in), 0);
             EXPECT_EQ(zel_test::log_has("delay module bypass mode enable"), !used);
+            expect_log(file, stream, used, stage);
+            unsigned int delays[2];
+            unsigned int* table = delays;
+            EXPECT_STATUS(stage.load_coefficient("/nowhere", &table, 2), -EINVAL);
+            EXPECT_FALSE(stage.used());
+            EXPECT_EQ(stage.entry(), -1);
         }
-        expect_log(file, stream, used);
     }
 }
 

@@ -128,9 +128,11 @@ TEST_F(mixer_access, null_pointers_are_refused_by_name) {
 }
 
 TEST_F(mixer_access, values_go_through_to_the_card) {
+    integers[2] = 77;
     EXPECT_STATUS(get(kGain), 0);
     EXPECT_EQ(integers[0], 10);
     EXPECT_EQ(integers[1], 20);
+    EXPECT_EQ(integers[2], 77) << "the control has two values";
     integers[0] = -5;
     integers[1] = std::numeric_limits<long>::max();  // not its low half, -1
     EXPECT_STATUS(put(kGain), 0);
