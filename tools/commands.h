@@ -16,4 +16,5 @@ void add_check_command(CLI::App* app, tool_action* action);
 void add_controls_command(CLI::App* app, tool_action* action);
 void add_doctor_command(CLI::App* app, tool_action* action);
 void add_info_command(CLI::App* app, tool_action* action);
+void add_new_command(CLI::App* app, tool_action* action);
 void add_plot_command(CLI::App* app, tool_action* action);

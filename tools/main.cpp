@@ -72,6 +72,7 @@ int run(std::vector<std::string> words) {
     add_controls_command(&app, &action);
     add_doctor_command(&app, &action);
     add_info_command(&app, &action);
+    add_new_command(&app, &action);
     add_plot_command(&app, &action);
     app.footer(kFooter);  // behind the commands, which would inherit it
     app.set_version_flag("--version", "zel-fc " ZEL_VERSION);

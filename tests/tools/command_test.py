@@ -176,6 +176,67 @@ class Convert(Command):
                 self.run_tool(4, *words, stdout=full, text="standard output: No space left")
 
 
+class New(Command):
+    def entries(self, *words, code=0, **more):
+        text = self.run_tool(code, "new", *words, **more)
+        return next(iter(reversed(json.loads(text or '{"": []}').values())))
+
+    def test_downmixes_are_those_of_the_samples(self):
+        for sample in json.loads(mixing_file.read_text())["MixingWeighting"]:
+            layout, outputs = sample["InputChannelLayout"], sample["OutputChannel"]
+            made, = self.entries("mixing", "--card", layout, "--to", outputs, "--normalise",
+                                 text="gains: ITU-R BS.775")
+            if (layout, outputs) != ("1.0", 2):  # mono in both at 0 dB
+                for weight, wanted in zip(made["Parameters"], sample["Parameters"], strict=True):
+                    self.assertAlmostEqual(weight, wanted, delta=2e-6, msg=(layout, outputs))
+
+    def test_gains_tables_and_distances(self):
+        made, = self.entries("mixing", "--card", "5.1", "--gain", "FC=-6dB", "--gain", "BL,LFE=50%",
+                             text="the weights of output 1 (R) add up to 2.70829")
+        self.assertEqual(made["Parameters"], [1, 0, .501187, .5, .5, 0, 0, 1, .501187, .5, 0, .707107])
+        table = folder / "weights.csv"
+        for text, unit, wanted in (("0,5;0\n0;1", "factor", [.5, 0, 0, 1]), ("-6,0206\t0\n0\t-inf\r\n",
+                                   "db", [.5, 1, 1, 0]), ("50,0\n\n0,100\n", "percent", [.5, 0, 0, 1]),
+                                   ("-6\t0\n0\t-20", "db", [.501187, 1, 1, .1]),
+                                   ("1,0", "factor", None), ("1,x\n0,1", "factor", None)):
+            table.write_text(text)
+            words = ["mixing", "--card", "2.0", table, "--unit", unit]
+            got = self.entries(*words, code=0 if wanted else 1, text="" if wanted else "weights.csv: ")
+            self.assertEqual(got and got[0]["Parameters"], wanted or got, text)
+        table.write_text("50,0\n0,100\n")
+        self.run_tool(1, "new", "mixing", "--card", "2.0", table, text="in which unit?")
+        made, = self.entries("delay", "--card", "4.0", "--metres", "3,3,1.7,2.88", text="channel 3 BR: "
+                             "0.35 ms becomes 0, off by 12 cm")
+        self.assertEqual((made["InputChannel"], made["Parameters"]), (4, [0, 0, 4, 0]))
+        for words, why in ((["delay", "--card", "5.1", "--ms", "1,2"], "2 values for 6 channels"),
+                           (["delay", "--card", "2.0", "--ms", "1,20000"], "nothing is written"),
+                           (["mixing", "--card", "5.1", "--gain", "XY=1"], "no channel XY; there are FL"),
+                           (["mixing", "--card", "9.9"], "have no names"),
+                           (["mixing", "--card", "x"], "no layout such as"),
+                           (["mixing", "--card", "5.1", "--gain", "FC"], "write NAME=GAIN")):
+            self.run_tool(1, "new", *words, text=why)
+
+    def test_an_entry_goes_where_the_device_finds_it_or_nowhere(self):
+        path = folder / "m.json"
+        self.run_tool(0, "new", "mixing", "--card", "7.1", "--normalise", "-o", path,
+                      text=f"-c 2 --card-layout 7.1 --delay none --mixing {path}")
+        for layout in ("5.1.2", "5.1", "5.1.4"):
+            self.run_tool(0, "new", "mixing", "--card", layout, "--normalise", "--into", path)
+        text = path.read_text().replace('"InputChannel": 6', '"InputChannel": 8')
+        path.write_text(text.replace('"5.1"', '"5"'))
+        self.run_tool(5, "check", path, text='layout "5.1.2" of entry 1')
+        path.write_text(text[:text.index(",\n    {")] + "\n  ] }")
+        for layout, where in (("5.1.2", 1), ("7.1.2", 2), ("5.1.2", None)):
+            code = 0 if where else 1
+            self.run_tool(code, "new", "mixing", "--card", layout, "--normalise", "--into", path,
+                          text="" if where else ":13: there is an entry for this stream already")
+        before = path.read_text()
+        path.write_text(before.replace("true", "1"))
+        self.run_tool(1, "new", "mixing", "--card", "5.1", "--into", path, text="is not in order")
+        self.run_tool(4, "new", "mixing", "--card", "5.1", "-o", "/nowhere/m.json", text="No such file")
+        self.assertEqual(sorted(folder.glob("*.new")), [])
+
+
 class Output(Command):
     def test_info(self):
         got = self.json(0, "info", "--card-channels", 6, "--card-layout", "5.1")

@@ -91,6 +91,7 @@ class tree_builder {
     }
     bool end() {
         end_of_last = begin_of_token() + 1;
+        open.back()->end = end_of_last;
         open.pop_back();
         return true;
     }

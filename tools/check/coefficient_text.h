@@ -17,10 +17,10 @@ struct text_place {
 /// A value of a JSON text and where it stands, in bytes.
 struct json_node {
     enum class type { none, boolean, number, string, array, object };
-    type kind = type::none;  ///< none: null
-    std::string text;        ///< a string's; any other scalar as it is written
-    std::string name;        ///< of a member
-    std::size_t at = 0, name_at = 0;
+    type kind = type::none;                    ///< none: null
+    std::string text;                          ///< a string's; any other scalar as it is written
+    std::string name;                          ///< of a member
+    std::size_t at = 0, name_at = 0, end = 0;  ///< an end of arrays and objects only
     std::vector<json_node> children;
 
     /// The member that the device takes for that name: the first, letter case does not count. Null
