@@ -98,6 +98,16 @@ TEST_F(command_channel, a_command_that_cannot_be_written_is_an_error_at_once) {
     EXPECT_STATUS(fc->close(), 0) << "and leaves no result to wait for";
 }
 
+TEST_F(command_channel, a_command_of_another_size_is_refused) {
+    ASSERT_EQ(write(fc_access::command_pipe(*fc)[1], "abc", 3), 3);
+    pollfd answered{fc_access::result_pipe(*fc)[0], POLLIN, 0};
+    ASSERT_EQ(poll(&answered, 1, 2000), 1);
+    std::int32_t result = 0;
+    EXPECT_EQ(read(answered.fd, &result, sizeof(result)), 4);
+    EXPECT_STATUS(result, -EIO);
+    EXPECT_TRUE(log_has("process_command", "read command size fail"));
+}
+
 TEST_F(command_channel, a_result_that_cannot_be_read_is_an_error_at_once) {
     const int unreadable = eventfd(1, EFD_NONBLOCK);  // in four bytes
     const int kept = std::exchange(fc_access::result_pipe(*fc)[0], unreadable);

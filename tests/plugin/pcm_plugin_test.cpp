@@ -198,6 +198,7 @@ TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterw
     EXPECT_STATUS(set_params(plugin, {}), 0);
     EXPECT_STATUS(set_params(plugin, {.channels = 1}), -EINVAL);
     EXPECT_TRUE(log_has("unexpected behavior eFCStatuS 1 received 1"));
+    EXPECT_EQ(log_count("format converter open fail."), 1U) << "of the two opens";
     EXPECT_STATUS(read(plugin, 1000, &got), 0);
     EXPECT_EQ(got, 1000);
     EXPECT_FALSE(log_has("read error"));
