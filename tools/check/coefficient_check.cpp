@@ -437,8 +437,11 @@ void file_check::check_values(const json_node& node, const cJSON* params, int st
                       " x " + counted(serves.outputs, "output") + " take " +
                       std::to_string(row * serves.outputs),
             identity_text(serves.channels, serves.outputs),
-            "write one row of " + std::to_string(row) +
-                " for each output, one after the other in one array" +
+            "write one row of " + std::to_string(row) + " for each output" +
+                (values != nullptr && !values->children.empty() &&
+                         values->children[0].kind == type::array
+                     ? ", without brackets of its own"
+                     : "") +
                 (entry.values > row * serves.outputs ? "; 0,5 is two numbers" : ""));
     } else if (status == 0) {
         check_delays(*values, params);
