@@ -2,11 +2,15 @@
 
 #include "zel_format_converter_mixer_plugin.h"
 #include "zel_format_converter_pcm_plugin.h"
+#include "zel_library_mark.h"
 #include "zel_record_layouts.h"
 
 #define ZEL_EXPORT __attribute__((visibility("default")))
 
 namespace {
+
+// Nothing refers to it; volatile keeps it in the file.
+[[gnu::used]] constexpr volatile zel_library_mark kMark;
 
 /// Filled by field name: tinyalsa versions differ in whether there is a `drain`.
 template <typename Table>

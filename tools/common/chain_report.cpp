@@ -102,27 +102,10 @@ std::vector<std::string> chain_report::warnings() const {
     }
     add_buffer_warning(*this, &all);
     if (card.low_bytes && truncates) {
-        all.emplace_back(
-            "a 24-bit card's samples lose their lower 16 bits and play 48 dB down; to play them at "
-            "their level: --card-bits 32");
+        all.emplace_back(std::string(kLowBytesAdvice) +
+                         "; to play them at their level: --card-bits 32");
     }
     return all;
-}
-
-std::string rate_advice(unsigned int card_rate, unsigned int client_rate) {
-    if (card_rate == client_rate || (card_rate == 48000 && client_rate == 16000)) {
-        return "";
-    }
-    const std::string card = std::to_string(card_rate) + " Hz";
-    if (card_rate == 48000) {
-        return "of a card at " + card +
-               " the converter makes 48000 or 16000 Hz; ask for -r 48000 or "
-               "-r 16000";
-    }
-    const bool possible = card_rate >= 16000 && card_rate <= 48000;
-    return "a card at " + card + " is delivered at that rate alone; " +
-           (possible ? "ask for -r " + std::to_string(card_rate) + ", or " : "") +
-           "resample the file to 48 kHz first: sox IN.wav -r 48000 OUT.wav";
 }
 
 exit_code fail_to_open(const std::string& error, unsigned int client_rate) {

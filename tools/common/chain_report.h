@@ -37,8 +37,5 @@ struct chain_report {
 };
 chain_report chain_for(const stream_format& client);
 
-/// Why there is no way from the card's rate to the client's, and the ways out; empty where there is
-/// one.
-std::string rate_advice(unsigned int card_rate, unsigned int client_rate);
 /// EXIT_OPEN with what the stream, the library and, where it is the rate, this tool say of it.
 exit_code fail_to_open(const std::string& error, unsigned int client_rate);

@@ -10,6 +10,22 @@ bool virtual_stream::fail(const char* what) {
     return false;
 }
 
+std::string rate_advice(unsigned int card_rate, unsigned int client_rate) {
+    if (card_rate == client_rate || (card_rate == 48000 && client_rate == 16000)) {
+        return "";
+    }
+    const std::string card = std::to_string(card_rate) + " Hz";
+    if (card_rate == 48000) {
+        return "of a card at " + card +
+               " the converter makes 48000 or 16000 Hz; ask for -r 48000 or "
+               "-r 16000";
+    }
+    const bool possible = card_rate >= 16000 && card_rate <= 48000;
+    return "a card at " + card + " is delivered at that rate alone; " +
+           (possible ? "ask for -r " + std::to_string(card_rate) + ", or " : "") +
+           "resample a file to 48 kHz first: sox IN.wav -r 48000 OUT.wav";
+}
+
 bool virtual_stream::open(const stream_format& format, bool blocking) {
     waits = blocking;
     pcm_config config{};

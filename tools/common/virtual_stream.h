@@ -18,6 +18,13 @@ struct stream_format {
     unsigned int period_frames() const { return period_size != 0 ? period_size : block_frames(); }
 };
 
+/// Why there is no way from the card's rate to the client's, and the ways out; empty where there is
+/// one.
+std::string rate_advice(unsigned int card_rate, unsigned int client_rate);
+/// Of a card of 24 bits in the low bytes of its words, where the chain takes the upper 16.
+inline constexpr const char* kLowBytesAdvice =
+    "a 24-bit card's samples lose their lower 16 bits and play 48 dB down";
+
 /// The capture stream of card 70, device 70, that a client opens.
 class virtual_stream {
   public:

@@ -112,6 +112,7 @@ void check_values(examination* found, mixer* card) {
     }
     found->card_channels = static_cast<unsigned int>(values[kChannels]);
     found->card_rate = static_cast<unsigned int>(values[kRate]);
+    found->low_bytes = values[kFormat] == 6;
     found->layout = text;
     found->pass(kCheck, seen);
 }
@@ -121,8 +122,12 @@ void check_numbers(examination* found, mixer* card) {
     const struct {
         const char* name;
         unsigned int number;
-    } watched[] = {{zel_card_names::kActiveControl, zel_card_names::kActiveNumber},
-                   {zel_card_names::kLayoutControl, zel_card_names::kLayoutNumber}};
+    } watched[] = {{zel_card_names::kActiveControl, found->watched_numbers[0]},
+                   {zel_card_names::kLayoutControl, found->watched_numbers[1]}};
+    if (watched[0].number == 0) {
+        found->skip(kCheck, "a library that tells which it watches");
+        return;
+    }
     std::string seen;
     bool right = true;
     for (const auto& one : watched) {
@@ -232,7 +237,9 @@ void check_card_controls(examination* found) {
         found->fail("card controls",
                     "the mixer of card " + std::to_string(found->card) +
                         " does not open: " + std::strerror(errno),
-                    "See the row on rights.");
+                    "Let the user of the process that captures open " +
+                        node("control", found->card, "") +
+                        ", and see what the driver says (dmesg).");
     } else {
         found->skip("card controls", found->card_found ? kLoadable : "the card");
     }
@@ -266,18 +273,22 @@ void check_rights(examination* found) {
         node("control", found->card, ""),
         node("pcm", found->card, 'D' + std::to_string(found->device) + 'c')};
     std::string wrong;
-    unsigned int missing = 0;
+    bool missing = false;
     for (const std::string& path : nodes) {
-        missing += access(path.c_str(), F_OK) == 0 ? 0U : 1U;
         if (access(path.c_str(), R_OK | W_OK) != 0) {
+            missing = missing || errno == ENOENT;
             const char* error = std::strerror(errno);
             wrong = joined(wrong, path).append(": ").append(error);
         }
     }
     const std::string who = " for user " + std::to_string(getuid());
-    if (missing == std::size(nodes)) {
-        found->pass(kCheck,
-                    "card " + std::to_string(found->card) + " is a plugin without device nodes");
+    if (is_plugin_card(found->card)) {
+        found->pass(kCheck, "card " + std::to_string(found->card) +
+                                " is a plugin, which needs no device nodes");
+    } else if (missing) {
+        found->fail(kCheck, wrong,
+                    "Is the driver bound (/proc/asound/cards), and does ueventd or udev make its "
+                    "nodes?");
     } else if (wrong.empty()) {
         found->pass(kCheck, nodes[0] + " and " + nodes[1] + " can be read and written" + who);
     } else {

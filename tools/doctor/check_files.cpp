@@ -2,7 +2,9 @@
 // now, by the stages' own code.
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "examination.h"
 #include "zel_channel_delay.h"
@@ -25,7 +27,10 @@ struct outcome {
 
 std::string words_of(const outcome& result, const std::string& path, const std::string& stream) {
     if (!result.json) {
-        return path + " is not JSON";
+        std::error_code ignored;
+        return path + (std::filesystem::file_size(path, ignored) > kZelMaxTextFileBytes
+                           ? " is larger than 1 MiB"
+                           : " is not JSON");
     }
     if (result.used) {
         return path + ", entry " + std::to_string(result.entry) + ": " + stream;
@@ -35,12 +40,24 @@ std::string words_of(const outcome& result, const std::string& path, const std::
                                           " is wrong");
 }
 
+/// Of a host, where the samples of an installed or built tool would do.
+std::string export_line() {
+    std::error_code ignored;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored);
+    const auto samples = program.parent_path().parent_path() / "share" / "zel_format_converter";
+    return std::getenv("ZEL_VOICE_CONFIG_DIR") == nullptr &&
+                   std::filesystem::is_directory(samples, ignored)
+               ? " Or: export ZEL_VOICE_CONFIG_DIR=" + samples.string()
+               : "";
+}
+
 void add_row(examination* found, const char* check, const std::string& path, const outcome& result,
              const std::string& stream, const char* unreadable, const char* otherwise) {
     if (!result.readable) {
         found->fail(check, path + ": " + std::strerror(result.error),
                     std::string(unreadable) +
-                        " Put the file there, and let the process that captures read it.");
+                        " Put the file there, and let the process that captures read it." +
+                        export_line());
     } else if (result.used) {
         found->pass(check, words_of(result, path, stream));
     } else {

@@ -5,14 +5,19 @@
 #include <link.h>
 #include <tinyalsa/pcm.h>
 #include <tinyalsa/plugin.h>
+#include <unistd.h>
 
+#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string>
+#include <vector>
 
 #include "examination.h"
+#include "zel_library_mark.h"
 #include "zel_virtual_card.h"
 
 namespace {
@@ -37,11 +42,15 @@ std::string tinyalsa_file() {
     return open != nullptr ? file_of(open) : "tinyalsa in this program";
 }
 
+std::string content_of(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
 /// Size of an exported object in bytes, by the file's table of dynamic symbols; 0 when that does
 /// not tell.
 std::size_t exported_size(const std::string& path, const char* name) {
-    std::ifstream in(path, std::ios::binary);
-    const std::string file((std::istreambuf_iterator<char>(in)), {});
+    const std::string file = content_of(path);
     const auto at = [&file](std::size_t offset, auto* record) {
         const bool inside = offset <= file.size() && sizeof(*record) <= file.size() - offset;
         if (inside) {
@@ -70,6 +79,29 @@ std::size_t exported_size(const std::string& path, const char* name) {
     }
     return 0;
 }
+
+#ifdef __GLIBC__
+/// Whether a library that tinyalsa opens by that name is found for programs without help of their
+/// own: where the loader looks for tinyalsa, or in its list of libraries.
+bool others_find(const char* name) {
+    void* tinyalsa = dlopen(tinyalsa_file().c_str(), RTLD_NOW | RTLD_NOLOAD);
+    Dl_serinfo size{};
+    if (tinyalsa == nullptr || dlinfo(tinyalsa, RTLD_DI_SERINFOSIZE, &size) != 0) {
+        return true;  // it is part of this program
+    }
+    std::vector<std::max_align_t> room(size.dls_size / sizeof(std::max_align_t) + 1);
+    auto* paths = new (room.data()) Dl_serinfo(size);
+    bool found = content_of("/etc/ld.so.cache").find(std::string("/") + name) != std::string::npos;
+    if (dlinfo(tinyalsa, RTLD_DI_SERINFO, paths) == 0) {
+        for (unsigned int k = 0; k < paths->dls_cnt && !found; ++k) {
+            const std::string folder = paths->dls_serpath[k].dls_name;
+            found = access((folder + "/" + name).c_str(), R_OK) == 0;
+        }
+    }
+    dlclose(tinyalsa);
+    return found;
+}
+#endif
 
 /// One node of the definition, the PCM device or the mixer; what is wrong, or empty.
 std::string wrong_in(const snd_node_ops& definitions, void* node, bool captures,
@@ -125,6 +157,12 @@ void check_definition(examination* found) {
         "Give the card parser the definition of card 70; a sample is android/card-defs.xml.";
     void* parser = dlopen(kParser, RTLD_NOW);
     const void* table = parser != nullptr ? dlsym(parser, "snd_card_ops") : nullptr;
+    if (parser != nullptr && table == nullptr) {
+        found->may_open = false;
+        found->fail(kCheck, std::string(kParser) + " has no snd_card_ops",
+                    "Take a card parser that was made for tinyalsa.");
+        return;
+    }
     if (table == nullptr) {
         found->may_open = false;
         found->fail(kCheck, loader_error(),
@@ -135,16 +173,26 @@ void check_definition(examination* found) {
     }
     const auto& definitions = *static_cast<const snd_node_ops*>(table);
     void* card = definitions.open_card(kZelVirtualCard);
-    std::string mixer_library;
     std::string wrong = "card 70 is not defined";
     if (card != nullptr) {
         wrong = wrong_in(definitions, definitions.get_pcm(card, kZelVirtualDevice), true,
                          &found->so_name);
         if (wrong.empty()) {
-            wrong = wrong_in(definitions, definitions.get_mixer(card), false, &mixer_library);
+            wrong =
+                wrong_in(definitions, definitions.get_mixer(card), false, &found->mixer_so_name);
         }
         definitions.close_card(card);
     }
+#ifdef __GLIBC__
+    if (wrong.empty() && !others_find(kParser)) {
+        const std::string file = file_of(table);
+        found->fail(kCheck, "this program finds " + file + ", others do not",
+                    "export LD_LIBRARY_PATH=" + file.substr(0, file.rfind('/')) +
+                        "${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}");
+        dlclose(parser);
+        return;
+    }
+#endif
     dlclose(parser);
     if (wrong.empty()) {
         found->pass(kCheck, "card 70, device 70: " + found->so_name);
@@ -154,11 +202,18 @@ void check_definition(examination* found) {
     }
 }
 
+bool is_plugin_card(unsigned int card) {
+    void* parser = dlopen(kParser, RTLD_NOW);
+    const void* table = parser != nullptr ? dlsym(parser, "snd_card_ops") : nullptr;
+    return table != nullptr && static_cast<const snd_node_ops*>(table)->open_card(card) != nullptr;
+}
+
 void check_library(examination* found) {
     constexpr const char* kCheck = "library";
     const std::string name = found->so_name.empty() ? kLibrary : found->so_name;
     found->library = dlopen(name.c_str(), RTLD_NOW);
-    if (found->library == nullptr) {
+    if (found->library == nullptr || (!found->mixer_so_name.empty() &&
+                                      dlopen(found->mixer_so_name.c_str(), RTLD_NOW) == nullptr)) {
         found->may_open = false;
         found->fail(kCheck, loader_error(),
                     "Put the file that the loader misses where it looks, for programs of this "
@@ -173,7 +228,18 @@ void check_library(examination* found) {
             return;
         }
     }
-    found->pass(kCheck, file_of(dlsym(found->library, "pcm_plugin_ops")));
+    const std::string file = file_of(dlsym(found->library, "pcm_plugin_ops"));
+    const std::string content = content_of(file);
+    zel_library_mark mark;
+    const std::size_t at = content.find(kZelMarkText);
+    if (at == std::string::npos || content.size() - at < sizeof(mark)) {
+        found->pass(kCheck, file + ", of an unknown version");
+        return;
+    }
+    std::memcpy(&mark, content.data() + at, sizeof(mark));
+    found->watched_numbers[0] = mark.active_number;
+    found->watched_numbers[1] = mark.layout_number;
+    found->pass(kCheck, file + ", version " + (mark.text + std::strlen(kZelMarkText)));
 }
 
 void check_version(examination* found) {

@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "examination.h"
@@ -21,6 +23,7 @@ using steady = std::chrono::steady_clock;
 constexpr double kBlockMs = 32;
 constexpr unsigned int kPatienceMs = 2000;  ///< with a card that delivers nothing
 constexpr double kSlowOpenMs = 300;         ///< the library gives up at 1000
+constexpr double kLongestMs = 3000;         ///< to listen for a second of audio
 constexpr double kLateMs = 150;             ///< a block, and what a card takes to start
 
 double ms_since(steady::time_point begin) {
@@ -31,6 +34,22 @@ std::string ms_text(double ms) {
     char text[32];
     std::snprintf(text, sizeof(text), "%.1f ms", ms);
     return text;
+}
+
+/// Who has the card's capture device, as the kernel tells it; empty for a plugin.
+std::string holder_of(unsigned int card, unsigned int device) {
+    std::error_code none;
+    const std::string folder =
+        "/proc/asound/card" + std::to_string(card) + "/pcm" + std::to_string(device) + "c";
+    for (const auto& stream : std::filesystem::directory_iterator(folder, none)) {
+        std::ifstream status(stream.path() / "status");
+        for (std::string word; status >> word;) {
+            if (word == "owner_pid" && status >> word && status >> word) {
+                return "; process " + word + " has the card's capture device";
+            }
+        }
+    }
+    return "";
 }
 
 void open_stream(examination* found, virtual_stream* stream, bool* opened) {
@@ -48,9 +67,9 @@ void open_stream(examination* found, virtual_stream* stream, bool* opened) {
             "This tinyalsa may give no reason when a card refuses a rate, and the card's own "
             "is then not tried: ask for that, or take a later one.");
     } else if (!*opened) {
-        found->fail(kCheck, client + ": " + stream->error(),
-                    "The library's log tells the step that failed (logcat -s "
-                    "zel_tinyalsa_format_converter), android/messages.md the remedy.");
+        found->fail(kCheck, client + ": " + stream->error() + holder_of(found->card, found->device),
+                    "The library's log tells the step that failed (--log, or "
+                    "logcat -s zel_tinyalsa_format_converter), android/messages.md the remedy.");
     } else if (took > kSlowOpenMs) {
         found->warn(kCheck, client + ", in " + ms_text(took),
                     "A client that opens waits so long, and beyond 1000 ms in vain: see what the "
@@ -105,7 +124,8 @@ class block_times {
             found->fail(kCheck, seen,
                         "A block is 32 ms: let the driver's times go with its frames.");
         } else if (steps.back() > kBlockMs + kTolerance) {
-            found->warn(kCheck, seen, "Audio was lost: was the machine busy? Try again.");
+            found->warn(kCheck, seen,
+                        "Audio was lost, or a block was late: was the machine busy? Try again.");
         } else {
             found->pass(kCheck, seen);
         }
@@ -118,6 +138,36 @@ class block_times {
     std::vector<double> steps;
 };
 
+/// How long so many ms of audio took; the first block was there at once.
+void add_pace(examination* found, double audio_ms, double took_ms) {
+    const std::string seen = ms_text(audio_ms) + " of audio took " + ms_text(took_ms);
+    if (took_ms > 1.2 * audio_ms + kLateMs) {
+        found->fail("pace", seen, "The card is slower than its rate: see its clock.");
+    } else {
+        found->pass("pace", seen);
+    }
+}
+
+/// What the chain does to such a client's samples, by the card's controls.
+void check_client(examination* found) {
+    const stream_format& client = found->client;
+    if (found->card_rate == 0) {
+        found->skip("client", "the card's controls");
+        return;
+    }
+    const std::string advice = rate_advice(found->card_rate, client.rate);
+    const std::string seen = std::to_string(client.rate) + " Hz of a card at " +
+                             std::to_string(found->card_rate) + " Hz";
+    if (!advice.empty()) {
+        found->fail("client", seen, advice);
+    } else if (found->low_bytes && (client.bits == 16 || client.rate != found->card_rate)) {
+        found->warn("client", kLowBytesAdvice,
+                    "Let the driver put its samples into the upper bytes, or into 32 bits.");
+    } else {
+        found->pass("client", seen);
+    }
+}
+
 void listen(examination* found, virtual_stream* stream) {
     constexpr unsigned int kBlocks = 32;  // a second
     const stream_format& client = found->client;
@@ -127,11 +177,12 @@ void listen(examination* found, virtual_stream* stream) {
     int got = stream->read(block.data(), client.block_frames(), kPatienceMs);
     const double first = ms_since(begin);
     if (got <= 0) {
-        found->fail("first block", "none in " + ms_text(kPatienceMs) + ": " + stream->error(),
+        found->fail("first block", "none in " + ms_text(first) + ": " + stream->error(),
                     "The card delivers nothing: see what its driver waits for, and the library's "
                     "log.");
-        found->skip("timestamps", "a block");
-        found->skip("sound", "a block");
+        for (const char* check : {"timestamps", "pace", "sound"}) {
+            found->skip(check, "a block");
+        }
         return;
     }
     if (first > kLateMs) {
@@ -143,7 +194,9 @@ void listen(examination* found, virtual_stream* stream) {
     block_times times(client.rate);
     std::uint64_t frames = 0;
     int peak = 0;
-    while (got > 0 && frames < std::uint64_t{kBlocks} * client.block_frames()) {
+    const auto heard = steady::now();
+    while (got > 0 && frames < std::uint64_t{kBlocks} * client.block_frames() &&
+           ms_since(heard) < kLongestMs) {
         frames += static_cast<unsigned int>(got);
         unsigned int avail = 0;
         timespec time{};
@@ -157,11 +210,13 @@ void listen(examination* found, virtual_stream* stream) {
         }
     }
     times.add_row(found);
+    add_pace(found, static_cast<double>(frames) * 1e3 / client.rate, ms_since(heard));
     if (got <= 0) {
         found->fail("sound", "the card stopped: " + stream->error(), "See the library's log.");
     } else if (peak == 0) {
         found->warn("sound", "a second of silence",
-                    "Play something and try again; see the mixing file, too.");
+                    found->works() ? "Play something and try again; see the mixing file, too."
+                                   : "Mend what failed, then play something and try again.");
     } else {
         char text[48];
         std::snprintf(text, sizeof(text), "peak %.1f dBFS in a second",
@@ -173,7 +228,8 @@ void listen(examination* found, virtual_stream* stream) {
 }  // namespace
 
 void check_stream(examination* found) {
-    constexpr const char* kChecks[] = {"open", "first block", "timestamps", "sound"};
+    constexpr const char* kChecks[] = {"open", "first block", "timestamps", "pace", "sound"};
+    check_client(found);
     virtual_stream stream;
     bool opened = false;
     if (found->may_open) {

@@ -1,6 +1,9 @@
 #include "doctor.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <utility>
 
@@ -60,18 +63,59 @@ std::size_t examination::count(verdict result) const {
         rows.begin(), rows.end(), [=](const check_row& row) { return row.result == result; }));
 }
 
+namespace {
+
+constexpr unsigned int kLongestCheck = 20;  // s
+constexpr int kSignals[] = {SIGALRM, SIGSEGV, SIGBUS, SIGABRT, SIGFPE};
+examination* g_found = nullptr;
+bool g_json = false;
+
+/// A check that hangs or crashes ends the examination; what is known by then is still told.
+void give_up(int signal) {
+    for (const int one : kSignals) {
+        std::signal(one, SIG_DFL);
+    }
+    examination& found = *g_found;
+    const std::string last = found.rows.empty() ? "the begin" : found.rows.back().check;
+    found.fail("doctor",
+               signal == SIGALRM
+                   ? "the check after \"" + last + "\" hangs"
+                   : "the check after \"" + last + "\" crashes, signal " + std::to_string(signal),
+               "See the rows above, the library's log and the driver's (dmesg).");
+    if (g_json) {
+        print_json(found);
+    } else {
+        print_row(found.rows.back());
+        print_sum(found);
+    }
+    std::fflush(stdout);
+    _exit(5);
+}
+
+}  // namespace
+
 examination examine_card(const stream_format& client, void (*told)(const check_row& row)) {
     constexpr void (*kChecks[])(examination*) = {
         check_tinyalsa,      check_definition,    check_library,           check_version,
         check_voice_utility, check_card_controls, check_coefficient_files, check_virtual_mixer,
         check_stream,        check_rights};
     examination found(client);
+    g_found = &found;
+    g_json = told == nullptr;
+    for (const int one : kSignals) {
+        std::signal(one, give_up);
+    }
     for (const auto check : kChecks) {
         const std::size_t before = found.rows.size();
+        alarm(kLongestCheck);
         check(&found);
         for (std::size_t row = before; told != nullptr && row < found.rows.size(); ++row) {
             told(found.rows[row]);
         }
+    }
+    alarm(0);
+    for (const int one : kSignals) {
+        std::signal(one, SIG_DFL);
     }
     return found;
 }

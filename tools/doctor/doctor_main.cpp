@@ -8,6 +8,7 @@
 
 #include "command_end.h"
 #include "doctor.h"
+#include "zel_library_mark.h"
 
 namespace {
 
@@ -32,10 +33,13 @@ int main(int argc, char** argv) {
     stream_format client;
     bool json = false;
     bool good = true;
-    constexpr option kOptions[] = {
-        {"rate", required_argument, nullptr, 'r'}, {"channels", required_argument, nullptr, 'c'},
-        {"bits", required_argument, nullptr, 'b'}, {"json", no_argument, nullptr, 'j'},
-        {"help", no_argument, nullptr, 'h'},       {}};
+    constexpr option kOptions[] = {{"rate", required_argument, nullptr, 'r'},
+                                   {"channels", required_argument, nullptr, 'c'},
+                                   {"bits", required_argument, nullptr, 'b'},
+                                   {"json", no_argument, nullptr, 'j'},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {"version", no_argument, nullptr, 'v'},
+                                   {}};
     for (int name = 0; (name = getopt_long(argc, argv, "r:c:b:h", kOptions, nullptr)) != -1;) {
         switch (name) {
             case 'r':
@@ -51,6 +55,9 @@ int main(int argc, char** argv) {
             case 'j':
                 json = true;
                 break;
+            case 'v':
+                std::puts("zel-fc-doctor " ZEL_VERSION);
+                return EXIT_OK;
             case 'h':
                 std::fputs(kHelp, stdout);
                 return EXIT_OK;

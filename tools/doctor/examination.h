@@ -38,14 +38,17 @@ struct examination {
     stream_format client;
     std::vector<check_row> rows;
 
-    std::string so_name;      ///< of the library, as the card definition has it; empty: unknown
-    void* library = nullptr;  ///< loaded
+    std::string so_name;        ///< of the library, as the card definition has it; empty: unknown
+    std::string mixer_so_name;  ///< the same, by the definition's mixer
+    unsigned int watched_numbers[2] = {};  ///< by the library's mark; 0: it has none
+    void* library = nullptr;               ///< loaded
     bool may_open = true;  ///< opening card 70 is safe: tinyalsa crashes on a plugin it can't load
     bool card_found = false;  ///< the real card
     unsigned int card = 0;
     unsigned int device = 0;
     unsigned int card_channels = 0;  ///< 0: not known, as the three below
     unsigned int card_rate = 0;      ///< Hz
+    bool low_bytes = false;          ///< 24-bit samples in the low three bytes of their words
     std::string layout;
     std::string mixing_file;
     std::string delay_file;
@@ -53,6 +56,9 @@ struct examination {
 
 /// What checks that are skipped for its sake lack.
 inline constexpr const char* kLoadable = "a library that tinyalsa can load";
+
+/// Whether the card parser knows that card, which then is a plugin, whatever the kernel has.
+bool is_plugin_card(unsigned int card);
 
 // The checks, in the order in which they run; each adds its rows.
 

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -20,6 +21,8 @@ bool faulty(std::string_view name) {
     const char* fault = std::getenv("ZEL_FAULT");
     return fault != nullptr && name == fault;
 }
+
+bool g_kernels_card = false;
 
 bool named(const mixer_ctl* control, const char* name) {
     return std::strcmp(mixer_ctl_get_name(control), name) == 0;
@@ -64,6 +67,9 @@ ZEL_EXPORT unsigned int mixer_ctl_get_id(const mixer_ctl* control) {
 }
 
 ZEL_EXPORT int mixer_ctl_get_value(const mixer_ctl* control, unsigned int element) {
+    if (faulty("crash")) {
+        std::raise(SIGSEGV);
+    }
     return faulty("format") && named(control, "PCM Slave Format")
                ? 3
                : ZEL_TRUE(mixer_ctl_get_value)(control, element);
@@ -84,12 +90,30 @@ ZEL_EXPORT int pcm_get_htimestamp(pcm* stream, unsigned int* avail, timespec* ti
     return faulty("no_time") ? -1 : status;
 }
 
+ZEL_EXPORT int pcm_readi(pcm* stream, void* frames, unsigned int count) {
+    if (faulty("slow")) {
+        usleep(100'000);
+    }
+    return ZEL_TRUE(pcm_readi)(stream, frames, count);
+}
+
 ZEL_EXPORT int access(const char* path, int mode) {
-    if (faulty("rights") && std::strncmp(path, "/dev/snd/", 9) == 0) {
-        errno = EACCES;
-        return mode == F_OK ? 0 : -1;
+    const bool node = std::strncmp(path, "/dev/snd/", 9) == 0;
+    if (node && (faulty("rights") || faulty("nodes"))) {
+        g_kernels_card = true;
+        errno = faulty("rights") ? EACCES : ENOENT;
+        return -1;
+    }
+    if (faulty("search") && std::strstr(path, "libsndcardparser.so") != nullptr) {
+        return -1;
     }
     return ZEL_TRUE(access)(path, mode);
+}
+
+/// A card that the nodes were asked for is none that the parser knows.
+ZEL_EXPORT void* dlopen(const char* name, int flags) {
+    const bool parser = name != nullptr && std::strstr(name, "libsndcardparser.so") != nullptr;
+    return g_kernels_card && parser ? nullptr : ZEL_TRUE(dlopen)(name, flags);
 }
 
 }  // extern "C"
