@@ -85,14 +85,14 @@ int run(std::vector<std::string> words) {
     try {
         std::reverse(words.begin(), words.end());
         app.parse(std::move(words));
+        if (first != "doctor") {  // which judges what other programs meet
+            choose_coefficient_files();
+        }
+        print_library_log(false);  // commands that pass it on say so
+        return action();
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_OK : EXIT_USAGE;
     }
-    if (first != "doctor") {  // which judges what other programs meet
-        choose_coefficient_files();
-    }
-    print_library_log(false);  // commands that pass it on say so
-    return action();
 }
 
 }  // namespace
