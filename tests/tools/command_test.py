@@ -220,6 +220,7 @@ class New(Command):
         path = folder / "m.json"
         self.run_tool(0, "new", "mixing", "--card", "7.1", "--normalise", "-o", path,
                       text=f"-c 2 --card-layout 7.1 --delay none --mixing {path}")
+        self.run_tool(1, "new", "mixing", "--card", "7.1", "-o", path, text="already exists")
         for layout in ("5.1.2", "5.1", "5.1.4"):
             self.run_tool(0, "new", "mixing", "--card", layout, "--normalise", "--into", path)
         text = path.read_text().replace('"InputChannel": 6', '"InputChannel": 8')

@@ -384,7 +384,8 @@ void add_new_command(CLI::App* app, tool_action* action) {
                 return good && layout.size() < 12 ? "" : "no layout such as 5.1";
             });
         CLI::Option* out = one->add_option("-o,--out", options->out_file,
-                                           "File to write (default: the standard output)");
+                                           "New file to write (default: the standard output)")
+                               ->check(CLI::NonexistentPath);
         one->add_option("--into", options->into_file,
                         "File that gets the entry, in its right place")
             ->check(CLI::ExistingFile)
