@@ -35,7 +35,7 @@ zel_ring_buf::zel_ring_buf(const pcm_config* config, int ms) {
         throw std::bad_alloc();
     }
     stRingConfig.period_count = static_cast<unsigned int>(blocks);
-    u32RingSize = static_cast<std::uint32_t>(blocks * block_bytes);
+    u32RingSize = static_cast<std::uint32_t>(stRingConfig.period_count * block_bytes);
     pu8Start = std::make_unique<std::uint8_t[]>(u32RingSize);
     pu8End = pu8Start.get() + u32RingSize;
     pu8Read = pu8Start.get();

@@ -9,6 +9,7 @@
 #include "scripted_tinyalsa.h"
 #include "stream_config.h"
 #include "zel_format_converter.h"
+#include "zel_src_48k_state.h"
 
 /// Reaches what the converter keeps to itself; a converter of its own for each test.
 struct zel_format_converter_access {
@@ -74,7 +75,7 @@ struct zel_format_converter_access {
     static bool holds_nothing(zel_format_converter& fc) {
         return !fc.pstPcm && !fc.pstMixer && !fc.pmInPcmInfo && !fc.pstOutInfo && !fc.pstRingBuf &&
                !fc.pu8DelayBuf && !fc.pu8MixingBuf && fc.u32DelayBufSize == 0 &&
-               fc.u32MixingBufSize == 0;
+               fc.u32MixingBufSize == 0 && !g_zel_src.bInited;
     }
     static bool& pending(zel_format_converter& fc) { return fc.bEventPending; }
     static int check_event(zel_format_converter& fc) { return fc.check_mixer_event(); }
