@@ -84,6 +84,8 @@ TEST(mixer_lifecycle, a_closed_record_takes_all_along) {
     const std::size_t before = footprint::now().heap_bytes;
     for (int i = 0; i < 100; ++i) {
         EXPECT_STATUS(mixer_record().status, 0);
+        fail_call(call::mixer_ctl_get_enum_string, 2, 0);
+        EXPECT_STATUS(mixer_record().status, -EINVAL);
     }
     EXPECT_LT(footprint::now().heap_bytes, before + 16'384) << "a record has 7 names";
 }
