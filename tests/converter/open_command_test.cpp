@@ -99,6 +99,10 @@ TEST(open_command, what_the_platform_does_not_tell_has_a_default) {
     fail_call(call::search_snd_device, 1, -ENODEV);
     const fc_access::owner fc = fc_access::make();
     EXPECT_EQ(fc->card(), 0xFFFFFFFF);
+    const pcm_config config = client_config();
+    EXPECT_STATUS(fc->open(&config, PCM_IN), 0);
+    EXPECT_EQ(opened_streams().back().device, 0xFFFFFFFF);
+    EXPECT_STATUS(fc->close(), 0);
     EXPECT_TRUE(log_has("search snd device fail"));
     EXPECT_TRUE(log_has("can't get mixing json path use default path"));
     EXPECT_EQ(log_count("can't get delay"), 0U);
