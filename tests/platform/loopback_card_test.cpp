@@ -1,5 +1,5 @@
-// The simulated card's clock, through tinyalsa's public interface; its faults, files and signals are
-// in use in the tests of whole streams and of the tool.
+// The simulated card's clock, through tinyalsa's public interface; its faults, files and signals
+// are in use in the tests of whole streams and of the tool.
 
 #include <gtest/gtest.h>
 #include <tinyalsa/mixer.h>

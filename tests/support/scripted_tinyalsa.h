@@ -69,7 +69,8 @@ void remove_control(const std::string& name);
 /// The `nth` call from now on (1 is the next) of `function` and the `times` - 1 after it give
 /// `result`; functions that return a pointer give null.
 void fail_call(call function, int nth, int result, int times = 1);
-/// Has `step` done in each call of get_json_path from now on, which a converter's constructor makes.
+/// Has `step` done in each call of get_json_path from now on, which a converter's constructor
+/// makes.
 void on_get_json_path(std::function<void()> step);
 /// Streams of that rate come back not ready, with that error text.
 void refuse_rate(unsigned int rate, const std::string& text);

@@ -1,8 +1,8 @@
 // What the tool tells of lost audio.
 
-#include <gtest/gtest.h>
-
 #include "stream_monitor.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 
