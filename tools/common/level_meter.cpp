@@ -25,7 +25,7 @@ void level_meter::add(const void* frames, std::size_t count) {
             std::memcpy(reinterpret_cast<unsigned char*>(&value) + sizeof(value) - sample_bytes, in,
                         sample_bytes);
             const double sample = value / 2147483648.0;
-            full += value >> 16 == 32767 || value >> 16 == -32768 ? 1 : 0;
+            full += value >> 16 == 32767 || value >> 16 == -32768 ? 1U : 0U;
             in += sample_bytes;
             squares[c] += sample * sample;
             peaks[c] = std::max(peaks[c], std::fabs(sample));
