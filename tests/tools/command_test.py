@@ -86,9 +86,9 @@ class Capture(Command):
         self.run_tool(4, "capture", "/nowhere/out.wav", text="/nowhere/out.wav")
 
     def test_an_interrupt_leaves_what_the_summary_says(self):
+        out.unlink(missing_ok=True)
         with subprocess.Popen([zel_fc, "capture", out, "-s", "60", "-c", "3", "--json"],
                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as tool:
-            out.unlink(missing_ok=True)
             while not out.exists() or out.stat().st_size < 100000:
                 time.sleep(0.05)
             tool.send_signal(signal.SIGINT)
@@ -155,9 +155,9 @@ class Convert(Command):
         self.assertEqual((out.read_bytes(), again.read_text()), (before, "kept"))
 
     def test_an_interrupt_is_told_and_a_full_disk_too(self):
+        again.unlink(missing_ok=True)
         with subprocess.Popen([zel_fc, "convert", out, again, "--tail", "60", "--json"],
                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as tool:
-            again.unlink(missing_ok=True)
             while not again.exists():
                 time.sleep(0.001)
             tool.send_signal(signal.SIGINT)
