@@ -1,12 +1,13 @@
 // zel-fc: the format converter from the command line.
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 #include <string>
 #include <utility>
@@ -15,18 +16,18 @@
 #include "command_end.h"
 #include "commands.h"
 #include "library_log.h"
+#include "sample_folder.h"
 #include "zel_library_mark.h"
 
 namespace {
 
-/// The sample coefficient files beside an installed tool serve when nobody names others.
-void choose_coefficient_files() {
-    std::error_code ignored;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", ignored);
-    const auto samples = self.parent_path().parent_path() / "share" / "zel_format_converter";
-    if (std::filesystem::is_directory(samples, ignored)) {
+/// What the tool has and other programs must be told of: the sample coefficient files, for when
+/// nobody names others, and the card definitions, which tinyalsa finds once they are loaded.
+void bring_along() {
+    if (const std::string samples = sample_folder(); !samples.empty()) {
         setenv("ZEL_VOICE_CONFIG_DIR", samples.c_str(), 0);
     }
+    dlopen("libsndcardparser.so", RTLD_NOW);  // found by this program's own search path
 }
 
 constexpr const char* kFooter =
@@ -86,7 +87,7 @@ int run(std::vector<std::string> words) {
         std::reverse(words.begin(), words.end());
         app.parse(std::move(words));
         if (first != "doctor") {  // which judges what other programs meet
-            choose_coefficient_files();
+            bring_along();
         }
         print_library_log(false);  // commands that pass it on say so
         return action();

@@ -12,14 +12,7 @@ chain_report chain_for(const stream_format& client) {
     chain.card = read_card_state();
     chain.client = client;
     const card_state& card = chain.card;
-    chain.converts_rate = card.rate != client.rate;
-    chain.truncates = card.word_bits == 32 && (client.bits != 32 || chain.converts_rate);
-    const unsigned int inner_bits = chain.truncates ? 16 : card.word_bits;
-    chain.pads = inner_bits == 16 && client.bits == 32;
-    // The rate converter makes one frame of three, whatever the client's rate is.
-    const unsigned int frames = card.rate / 1000 * 32 / (chain.converts_rate ? 3 : 1);
-    const double share = static_cast<double>(frames) / client.block_frames();
-    chain.audio_share = share == 1 || chain.pads ? share : 0;
+    static_cast<stream_plan&>(chain) = plan_stream(card, client);
     chain.mixing = take_weights(card.mixing_path, card.layout, card.channels, client.channels);
     chain.delay = take_delays(card.delay_path, card.channels, card.rate);
     return chain;
@@ -87,13 +80,8 @@ std::vector<std::string> chain_report::warnings() const {
         all.push_back("the delay file is not in use (" + delay.reason() +
                       "): no channel is delayed; zel-fc check " + card.delay_path + " tells more");
     }
-    if (audio_share < 1) {
-        char part[48] = "all blocks are silence";
-        if (audio_share > 0) {
-            std::snprintf(part, sizeof(part), "%.0f %% of each block is silence",
-                          100 * (1 - audio_share));
-        }
-        all.push_back(std::string(part) + ": " + rate_advice(card.rate, client.rate));
+    if (const std::string silence = silence_fault(*this); !silence.empty()) {
+        all.push_back(silence + ": " + rate_advice(card.rate, client.rate));
     }
     if (client.bits == 24) {
         all.emplace_back(
@@ -101,11 +89,17 @@ std::vector<std::string> chain_report::warnings() const {
             "half of the buffer is filled");
     }
     add_buffer_warning(*this, &all);
-    if (card.low_bytes && truncates) {
-        all.emplace_back(std::string(kLowBytesAdvice) +
-                         "; to play them at their level: --card-bits 32");
+    if (const std::string low = level_fault(card, *this); !low.empty()) {
+        all.push_back(low + "; to play them at their level: --card-bits 32");
     }
     return all;
+}
+
+std::string rate_advice(unsigned int card_rate, unsigned int client_rate) {
+    const std::string fault = rate_fault(card_rate, client_rate);
+    return fault.empty() || card_rate == 48000
+               ? fault
+               : fault + ", or resample a file to 48 kHz first: sox IN.wav -r 48000 OUT.wav";
 }
 
 exit_code fail_to_open(const std::string& error, unsigned int client_rate) {

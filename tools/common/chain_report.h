@@ -7,19 +7,16 @@
 #include "command_end.h"
 #include "json_value.h"
 #include "stage_coefficients.h"
+#include "stream_faults.h"
 #include "virtual_stream.h"
 
 /// The chain that a client of card 70 gets as the card is now. Worked out from the card's controls,
 /// the client's format and the stages' own search, by the rules that the converter follows; so no
 /// level of the log matters. A card that takes the client's rate though its control tells another
 /// one is taken at the control's word.
-struct chain_report {
+struct chain_report : stream_plan {
     card_state card;
     stream_format client;
-    bool truncates = false;
-    bool converts_rate = false;
-    bool pads = false;
-    double audio_share = 1;  ///< of each of the client's blocks; the rest of it is silence
     taken_weights mixing;
     taken_delays delay;
 
@@ -37,5 +34,7 @@ struct chain_report {
 };
 chain_report chain_for(const stream_format& client);
 
+/// `rate_fault`, with what helps where a file is played.
+std::string rate_advice(unsigned int card_rate, unsigned int client_rate);
 /// EXIT_OPEN with what the stream, the library and, where it is the rate, this tool say of it.
 exit_code fail_to_open(const std::string& error, unsigned int client_rate);

@@ -10,23 +10,7 @@ bool virtual_stream::fail(const char* what) {
     return false;
 }
 
-std::string rate_advice(unsigned int card_rate, unsigned int client_rate) {
-    if (card_rate == client_rate || (card_rate == 48000 && client_rate == 16000)) {
-        return "";
-    }
-    const std::string card = std::to_string(card_rate) + " Hz";
-    if (card_rate == 48000) {
-        return "of a card at " + card +
-               " the converter makes 48000 or 16000 Hz; ask for -r 48000 or "
-               "-r 16000";
-    }
-    const bool possible = card_rate >= 16000 && card_rate <= 48000;
-    return "a card at " + card + " is delivered at that rate alone; " +
-           (possible ? "ask for -r " + std::to_string(card_rate) + ", or " : "") +
-           "resample a file to 48 kHz first: sox IN.wav -r 48000 OUT.wav";
-}
-
-bool virtual_stream::open(const stream_format& format, bool blocking) {
+bool virtual_stream::open(const stream_format& format, bool blocking, bool starts) {
     waits = blocking;
     pcm_config config{};
     config.channels = format.channels;
@@ -42,6 +26,10 @@ bool virtual_stream::open(const stream_format& format, bool blocking) {
     if (handle == nullptr || pcm_is_ready(handle) == 0) {
         return fail("cannot open card 70, device 70");
     }
+    return !starts || start();
+}
+
+bool virtual_stream::start() {
     return (pcm_prepare(handle) == 0 && pcm_start(handle) == 0) ||
            fail("cannot start card 70, device 70");
 }

@@ -18,13 +18,6 @@ struct stream_format {
     unsigned int period_frames() const { return period_size != 0 ? period_size : block_frames(); }
 };
 
-/// Why there is no way from the card's rate to the client's, and the ways out; empty where there is
-/// one.
-std::string rate_advice(unsigned int card_rate, unsigned int client_rate);
-/// Of a card of 24 bits in the low bytes of its words, where the chain takes the upper 16.
-inline constexpr const char* kLowBytesAdvice =
-    "a 24-bit card's samples lose their lower 16 bits and play 48 dB down";
-
 /// The capture stream of card 70, device 70, that a client opens.
 class virtual_stream {
   public:
@@ -33,9 +26,10 @@ class virtual_stream {
     virtual_stream(const virtual_stream&) = delete;
     virtual_stream& operator=(const virtual_stream&) = delete;
 
-    /// Opens and starts the stream; false with error() set. `blocking`: reads wait for their
-    /// frames; else they return what is there, or 0.
-    bool open(const stream_format& format, bool blocking);
+    /// Opens the stream and, unless its first read is to do that, starts it; false with error()
+    /// set. `blocking`: reads wait for their frames; else they return what is there, or 0.
+    bool open(const stream_format& format, bool blocking, bool starts = true);
+    bool start();
     void close();
     /// Frames read, or -1 with error() set. Waits for the first frame at most so long; a blocking
     /// stream has the library's bound of 10 s.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <utility>
 
 #include "examination.h"
 #include "zel_card_names.h"
@@ -42,18 +43,8 @@ std::string path_of(path_function ask, voice_json kind, const char* otherwise) {
 }
 
 const char* kind_name(mixer_ctl_type kind) {
-    switch (kind) {
-        case MIXER_CTL_TYPE_BOOL:
-            return "boolean";
-        case MIXER_CTL_TYPE_INT:
-            return "integer";
-        case MIXER_CTL_TYPE_ENUM:
-            return "enumerated";
-        case MIXER_CTL_TYPE_BYTE:
-            return "bytes";
-        default:
-            return "of an unknown kind";
-    }
+    constexpr const char* kNames[] = {"boolean", "integer", "enumerated", "bytes"};
+    return kind <= MIXER_CTL_TYPE_BYTE ? kNames[kind] : "of an unknown kind";
 }
 
 std::string joined(const std::string& list, const std::string& next) {
@@ -67,90 +58,74 @@ std::string quoted(const char* name) {
 void check_values(examination* found, mixer* card) {
     constexpr const char* kCheck = "card controls";
     enum { kActive, kFormat, kChannels, kRate, kLayout };
-    const struct {
-        const char* name;
-        mixer_ctl_type kind;
-    } wanted[] = {{zel_card_names::kActiveControl, MIXER_CTL_TYPE_INT},
-                  {zel_card_names::kFormatControl, MIXER_CTL_TYPE_INT},
-                  {zel_card_names::kChannelsControl, MIXER_CTL_TYPE_INT},
-                  {zel_card_names::kRateControl, MIXER_CTL_TYPE_INT},
-                  {zel_card_names::kLayoutControl, MIXER_CTL_TYPE_ENUM}};
+    constexpr const char* kNames[] = {zel_card_names::kActiveControl,
+                                      zel_card_names::kFormatControl,
+                                      zel_card_names::kChannelsControl,
+                                      zel_card_names::kRateControl, zel_card_names::kLayoutControl};
     std::string wrong;
-    int values[std::size(wanted)] = {};
-    for (std::size_t k = 0; k < std::size(wanted); ++k) {
-        mixer_ctl* control = mixer_get_ctl_by_name(card, wanted[k].name);
+    int values[std::size(kNames)] = {};
+    for (std::size_t k = 0; k < std::size(kNames); ++k) {
+        mixer_ctl* control = mixer_get_ctl_by_name(card, kNames[k]);
+        const auto wanted = k == kLayout ? MIXER_CTL_TYPE_ENUM : MIXER_CTL_TYPE_INT;
+        const auto kind = control != nullptr ? mixer_ctl_get_type(control) : wanted;
         if (control == nullptr) {
-            wrong = joined(wrong, "there is no " + quoted(wanted[k].name));
-        } else if (const mixer_ctl_type kind = mixer_ctl_get_type(control);
-                   kind != wanted[k].kind &&
-                   // Whether it is active is asked as a number, and a boolean is one.
-                   (k != kActive || kind != MIXER_CTL_TYPE_BOOL)) {
-            wrong = joined(wrong, quoted(wanted[k].name) + " is " + kind_name(kind) + ", not " +
-                                      kind_name(wanted[k].kind));
-        } else {
+            wrong = joined(wrong, "there is no " + quoted(kNames[k]));
+        } else if (kind == wanted || (k == kActive && kind == MIXER_CTL_TYPE_BOOL)) {
             values[k] = mixer_ctl_get_value(control, 0);
+        } else {
+            wrong = joined(
+                wrong, quoted(kNames[k]) + " is " + kind_name(kind) + ", not " + kind_name(wanted));
         }
     }
     if (!wrong.empty()) {
-        found->fail(kCheck, wrong, "Let the driver offer these controls under these names.");
+        found->judge(kCheck, false, wrong,
+                     "Let the driver offer these controls under these names.");
         return;
     }
     mixer_ctl* layout = mixer_get_ctl_by_name(card, zel_card_names::kLayoutControl);
-    const char* text =
-        values[kLayout] < 0
-            ? nullptr
-            : mixer_ctl_get_enum_string(layout, static_cast<unsigned int>(values[kLayout]));
+    const auto item = static_cast<unsigned int>(values[kLayout]);
+    const char* text = values[kLayout] < 0 ? nullptr : mixer_ctl_get_enum_string(layout, item);
     const std::string seen = "format " + std::to_string(values[kFormat]) + ", " +
                              std::to_string(values[kChannels]) + " channels, " +
                              std::to_string(values[kRate]) + " Hz, layout " + quoted(text);
-    if ((values[kFormat] != 2 && values[kFormat] != 6 && values[kFormat] != 10) ||
-        values[kChannels] < 1 || values[kRate] < 1 || text == nullptr) {
-        found->fail(kCheck, seen,
-                    "Let the driver give a format of 2, 6 or 10 (16, 24 or 32 bits), channels, a "
-                    "rate in Hz and a layout's name.");
-        return;
-    }
-    found->card_channels = static_cast<unsigned int>(values[kChannels]);
-    found->card_rate = static_cast<unsigned int>(values[kRate]);
-    found->low_bytes = values[kFormat] == 6;
-    found->layout = text;
-    found->pass(kCheck, seen);
+    found->card.known = (values[kFormat] == 2 || values[kFormat] == 6 || values[kFormat] == 10) &&
+                        values[kChannels] > 0 && values[kRate] > 0 && text != nullptr;
+    found->judge(kCheck, found->card.known, seen,
+                 "Let the driver give a format of 2, 6 or 10 (16, 24 or 32 bits), channels, a rate "
+                 "in Hz and a layout's name.");
+    found->card.channels = static_cast<unsigned int>(values[kChannels]);
+    found->card.word_bits = values[kFormat] == 2 ? 16 : 32;
+    found->card.low_bytes = values[kFormat] == 6;
+    found->card.rate = static_cast<unsigned int>(values[kRate]);
+    found->card.layout = text != nullptr ? text : "";
 }
 
 void check_numbers(examination* found, mixer* card) {
     constexpr const char* kCheck = "control numbers";
-    const struct {
-        const char* name;
-        unsigned int number;
-    } watched[] = {{zel_card_names::kActiveControl, found->watched_numbers[0]},
-                   {zel_card_names::kLayoutControl, found->watched_numbers[1]}};
-    if (watched[0].number == 0) {
-        found->skip(kCheck, "a library that tells which it watches");
+    if (found->active_number == 0) {
+        found->skip({kCheck}, "the library's own word");
         return;
     }
+    const std::pair<const char*, unsigned int> watched[] = {
+        {zel_card_names::kActiveControl, found->active_number},
+        {zel_card_names::kLayoutControl, found->layout_number}};
     std::string seen;
     bool right = true;
-    for (const auto& one : watched) {
-        const mixer_ctl* control = mixer_get_ctl_by_name(card, one.name);
+    for (const auto& [name, number] : watched) {
+        const mixer_ctl* control = mixer_get_ctl_by_name(card, name);
         if (control == nullptr) {
-            found->skip(kCheck, quoted(one.name));
+            found->skip({kCheck}, quoted(name));
             return;
         }
         // tinyalsa gives numbers from 0 on, the events those of the kernel, from 1 on.
-        const unsigned int number = mixer_ctl_get_id(control) + 1;
-        right = right && number == one.number;
-        seen = joined(seen, quoted(one.name) + " is number " + std::to_string(number) +
-                                (number == one.number
-                                     ? ""
-                                     : ", the library watches " + std::to_string(one.number)));
+        const unsigned int is = mixer_ctl_get_id(control) + 1;
+        right = right && is == number;
+        seen = joined(seen, quoted(name) + " is number " + std::to_string(is));
+        seen += is == number ? "" : ", the library watches " + std::to_string(number);
     }
-    if (right) {
-        found->pass(kCheck, seen);
-    } else {
-        found->fail(kCheck, seen,
-                    "Changes of the card are not followed. Put its numbers into "
-                    "converter/zel_card_names.h and build the library.");
-    }
+    found->judge(kCheck, right, seen,
+                 "Changes of the card are not followed. Put its numbers into "
+                 "converter/zel_card_names.h and build the library.");
 }
 
 /// Why a control keeps card 70's mixer shut, or empty.
@@ -170,24 +145,43 @@ std::string not_mirrored(mixer_ctl* control) {
 }
 
 void check_mirroring(examination* found, mixer* card) {
-    constexpr const char* kCheck = "mirroring";
     std::string wrong;
     const unsigned int count = mixer_get_num_ctls(card);
     for (unsigned int k = 0; k < count; ++k) {
         const std::string why = not_mirrored(mixer_get_ctl(card, k));
         wrong = why.empty() ? wrong : joined(wrong, why);
     }
-    if (wrong.empty()) {
-        found->pass(kCheck, "all " + std::to_string(count) + " controls of the card");
-    } else {
-        found->fail(kCheck, wrong,
-                    "The mixer of card 70 stays shut. Let the driver make these controls integer, "
-                    "enumerated or bytes.");
-    }
+    found->judge("mirroring", wrong.empty(),
+                 wrong.empty() ? "all " + std::to_string(count) + " controls of the card" : wrong,
+                 "The mixer of card 70 stays shut. Let the driver make these controls integer, "
+                 "enumerated or bytes.");
 }
 
-std::string node(const char* kind, unsigned int card, const std::string& rest) {
-    return std::string("/dev/snd/") + kind + 'C' + std::to_string(card) + rest;
+std::string control_node(const examination& found) {
+    return "/dev/snd/controlC" + std::to_string(found.card_number);
+}
+
+/// What keeps this user from the real card's device nodes; empty when nothing does. A plugin has
+/// none.
+std::string denied_nodes(const examination& found) {
+    std::string denied;
+    const snd_node_ops* cards = found.definitions;
+    void* card = cards != nullptr ? cards->open_card(found.card_number) : nullptr;
+    void* node = card != nullptr ? cards->get_pcm(card, found.device) : nullptr;
+    int type = 0;
+    const bool plugin = node != nullptr && cards->get_int(node, "type", &type) == 0 && type == 1;
+    if (card != nullptr) {
+        cards->close_card(card);
+    }
+    for (const std::string& path :
+         {control_node(found), "/dev/snd/pcmC" + std::to_string(found.card_number) + 'D' +
+                                   std::to_string(found.device) + 'c'}) {
+        if (access(path.c_str(), R_OK | W_OK) != 0 && !(plugin && errno == ENOENT)) {
+            const char* error = std::strerror(errno);
+            denied = joined(denied, path).append(": ").append(error);
+        }
+    }
+    return denied;
 }
 
 }  // namespace
@@ -198,35 +192,35 @@ void check_voice_utility(examination* found) {
     const char* error = utility == nullptr ? dlerror() : nullptr;
     const auto ask_path =
         utility == nullptr ? nullptr : reinterpret_cast<path_function>(dlsym(utility, kPathName));
-    found->delay_file = path_of(ask_path, VOICE_JSON_DELAY, zel_card_names::kDelayFile);
-    found->mixing_file = path_of(ask_path, VOICE_JSON_MIXING, zel_card_names::kMixingFile);
-    if (utility == nullptr) {
-        found->fail(kCheck, error != nullptr ? error : "it cannot be loaded",
-                    "Put libzel_vad_utility.so where the loader finds it.");
-        return;
-    }
-    const auto search = reinterpret_cast<search_function>(dlsym(utility, kSearchName));
+    found->card.delay_path = path_of(ask_path, VOICE_JSON_DELAY, zel_card_names::kDelayFile);
+    found->card.mixing_path = path_of(ask_path, VOICE_JSON_MIXING, zel_card_names::kMixingFile);
+    const auto search = utility == nullptr
+                            ? nullptr
+                            : reinterpret_cast<search_function>(dlsym(utility, kSearchName));
     const std::string name = quoted(zel_card_names::kCaptureDevice);
     if (search == nullptr) {
-        found->fail(kCheck, std::string("it has no ") + kSearchName,
-                    "Build the utility and the library with the same C++ library.");
-    } else if (search(zel_card_names::kCaptureDevice, &found->card, &found->device) != 0) {
-        found->fail(kCheck, "it knows no capture device " + name,
-                    "Let the driver call its loopback capture so; /proc/asound/pcm lists the "
-                    "devices.");
-    } else {
-        found->card_found = true;
-        found->pass(kCheck, name + " is card " + std::to_string(found->card) + ", device " +
-                                std::to_string(found->device));
+        found->judge(kCheck, false,
+                     error != nullptr ? error : std::string("it has no ") + kSearchName,
+                     "Put libzel_vad_utility.so where the loader looks, built with the same C++ "
+                     "library as this program.");
+        return;
     }
+    found->card_found =
+        search(zel_card_names::kCaptureDevice, &found->card_number, &found->device) == 0;
+    found->judge(
+        kCheck, found->card_found,
+        found->card_found ? name + " is card " + std::to_string(found->card_number) + ", device " +
+                                std::to_string(found->device)
+                          : "it knows no capture device " + name,
+        "Let the driver call its loopback capture so; /proc/asound/pcm lists the devices.");
 }
 
 void check_card_controls(examination* found) {
     // A card of the kernel's needs no plugin.
     const bool may_open =
-        found->card_found &&
-        (found->may_open || access(node("control", found->card, "").c_str(), F_OK) == 0);
-    const mixer_handle card(may_open ? mixer_open(found->card) : nullptr, mixer_close);
+        found->card_found && (found->may_open || access(control_node(*found).c_str(), F_OK) == 0);
+    const mixer_handle card(may_open ? mixer_open(found->card_number) : nullptr, mixer_close);
+    found->card_opened = card != nullptr;
     if (card) {
         check_values(found, card.get());
         check_numbers(found, card.get());
@@ -234,66 +228,46 @@ void check_card_controls(examination* found) {
         return;
     }
     if (may_open) {
-        found->fail("card controls",
-                    "the mixer of card " + std::to_string(found->card) +
-                        " does not open: " + std::strerror(errno),
-                    "Let the user of the process that captures open " +
-                        node("control", found->card, "") +
-                        ", and see what the driver says (dmesg).");
+        const std::string error = std::strerror(errno);
+        found->judge(
+            "card controls", false,
+            "the mixer of card " + std::to_string(found->card_number) + " does not open: " + error,
+            denied_nodes(*found).empty() ? "See the log of the card's driver or plugin."
+                                         : "See the row on rights.");
     } else {
-        found->skip("card controls", found->card_found ? kLoadable : "the card");
+        found->skip({"card controls"}, found->card_found ? kLoadable : "the card");
     }
-    for (const char* check : {"control numbers", "mirroring"}) {
-        found->skip(check, "the card's mixer");
-    }
+    found->skip({"control numbers", "mirroring"}, "the card's mixer");
 }
 
 void check_virtual_mixer(examination* found) {
     constexpr const char* kCheck = "mixer of card 70";
     if (!found->may_open) {
-        found->skip(kCheck, kLoadable);
+        found->skip({kCheck}, kLoadable);
         return;
     }
     const mixer_handle opened(mixer_open(kZelVirtualCard), mixer_close);
-    if (opened) {
-        found->pass(kCheck, std::to_string(mixer_get_num_ctls(opened.get())) + " controls");
-    } else {
-        found->fail(kCheck, std::string("it does not open: ") + std::strerror(errno),
-                    "See the rows above, and the library's log.");
-    }
+    found->judge(kCheck, opened != nullptr,
+                 opened ? std::to_string(mixer_get_num_ctls(opened.get())) + " controls"
+                        : std::string("it does not open: ") + std::strerror(errno),
+                 std::string("See the rows above, and the library's log ") + kLog);
 }
 
 void check_rights(examination* found) {
     constexpr const char* kCheck = "rights";
     if (!found->card_found) {
-        found->skip(kCheck, "the card");
+        found->skip({kCheck}, "the card");
         return;
     }
-    const std::string nodes[] = {
-        node("control", found->card, ""),
-        node("pcm", found->card, 'D' + std::to_string(found->device) + 'c')};
-    std::string wrong;
-    bool missing = false;
-    for (const std::string& path : nodes) {
-        if (access(path.c_str(), R_OK | W_OK) != 0) {
-            missing = missing || errno == ENOENT;
-            const char* error = std::strerror(errno);
-            wrong = joined(wrong, path).append(": ").append(error);
-        }
-    }
-    const std::string who = " for user " + std::to_string(getuid());
-    if (is_plugin_card(found->card)) {
-        found->pass(kCheck, "card " + std::to_string(found->card) +
-                                " is a plugin, which needs no device nodes");
-    } else if (missing) {
-        found->fail(kCheck, wrong,
-                    "Is the driver bound (/proc/asound/cards), and does ueventd or udev make its "
-                    "nodes?");
-    } else if (wrong.empty()) {
-        found->pass(kCheck, nodes[0] + " and " + nodes[1] + " can be read and written" + who);
-    } else {
-        found->fail(kCheck, wrong + who,
-                    "Put the process that captures into the group audio and into the policy's "
-                    "domain; run this as its user.");
-    }
+    const bool opens = found->card_opened && found->stream_opened;
+    const std::string denied = opens ? "" : denied_nodes(*found);
+    const std::string seen = opens            ? "the card opens"
+                             : denied.empty() ? "no device node is closed"
+                                              : denied;
+    found->judge(kCheck, denied.empty(), seen + " for user " + std::to_string(getuid()),
+                 denied.find(std::strerror(ENOENT)) != std::string::npos
+                     ? "The kernel has no such card, or no node of it: is its driver bound? "
+                       "/proc/asound/cards lists them."
+                     : "Put the process that captures into the group audio and into the policy's "
+                       "domain; run this as its user.");
 }

@@ -1,20 +1,11 @@
 // From tinyalsa to the library: whether each finds the next, and whether they fit together.
 
 #include <dlfcn.h>
-#include <elf.h>
-#include <link.h>
 #include <tinyalsa/pcm.h>
-#include <tinyalsa/plugin.h>
-#include <unistd.h>
 
-#include <cstddef>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <new>
 #include <string>
-#include <vector>
 
 #include "examination.h"
 #include "zel_library_mark.h"
@@ -37,71 +28,10 @@ std::string file_of(const void* address) {
                                                                     : "this program";
 }
 
-std::string tinyalsa_file() {
-    const void* open = dlsym(RTLD_DEFAULT, "pcm_open");
-    return open != nullptr ? file_of(open) : "tinyalsa in this program";
+const snd_node_ops* definitions_of(void* parser) {
+    return static_cast<const snd_node_ops*>(parser != nullptr ? dlsym(parser, "snd_card_ops")
+                                                              : nullptr);
 }
-
-std::string content_of(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-/// Size of an exported object in bytes, by the file's table of dynamic symbols; 0 when that does
-/// not tell.
-std::size_t exported_size(const std::string& path, const char* name) {
-    const std::string file = content_of(path);
-    const auto at = [&file](std::size_t offset, auto* record) {
-        const bool inside = offset <= file.size() && sizeof(*record) <= file.size() - offset;
-        if (inside) {
-            std::memcpy(record, file.data() + offset, sizeof(*record));
-        }
-        return inside;
-    };
-    ElfW(Ehdr) header{};
-    ElfW(Shdr) symbols{};
-    ElfW(Shdr) names{};
-    ElfW(Sym) symbol{};
-    at(0, &header);
-    for (unsigned int s = 0; s < header.e_shnum && symbols.sh_type != SHT_DYNSYM; ++s) {
-        at(header.e_shoff + s * sizeof(symbols), &symbols);
-    }
-    if (symbols.sh_type != SHT_DYNSYM ||
-        !at(header.e_shoff + symbols.sh_link * sizeof(names), &names)) {
-        return 0;
-    }
-    for (std::size_t k = 0; k < symbols.sh_size / sizeof(symbol); ++k) {
-        if (at(symbols.sh_offset + k * sizeof(symbol), &symbol) &&
-            names.sh_offset + symbol.st_name < file.size() &&
-            std::strcmp(file.c_str() + names.sh_offset + symbol.st_name, name) == 0) {
-            return symbol.st_size;
-        }
-    }
-    return 0;
-}
-
-#ifdef __GLIBC__
-/// Whether a library that tinyalsa opens by that name is found for programs without help of their
-/// own: where the loader looks for tinyalsa, or in its list of libraries.
-bool others_find(const char* name) {
-    void* tinyalsa = dlopen(tinyalsa_file().c_str(), RTLD_NOW | RTLD_NOLOAD);
-    Dl_serinfo size{};
-    if (tinyalsa == nullptr || dlinfo(tinyalsa, RTLD_DI_SERINFOSIZE, &size) != 0) {
-        return true;  // it is part of this program
-    }
-    std::vector<std::max_align_t> room(size.dls_size / sizeof(std::max_align_t) + 1);
-    auto* paths = new (room.data()) Dl_serinfo(size);
-    bool found = content_of("/etc/ld.so.cache").find(std::string("/") + name) != std::string::npos;
-    if (dlinfo(tinyalsa, RTLD_DI_SERINFO, paths) == 0) {
-        for (unsigned int k = 0; k < paths->dls_cnt && !found; ++k) {
-            const std::string folder = paths->dls_serpath[k].dls_name;
-            found = access((folder + "/" + name).c_str(), R_OK) == 0;
-        }
-    }
-    dlclose(tinyalsa);
-    return found;
-}
-#endif
 
 /// One node of the definition, the PCM device or the mixer; what is wrong, or empty.
 std::string wrong_in(const snd_node_ops& definitions, void* node, bool captures,
@@ -130,116 +60,74 @@ std::string wrong_in(const snd_node_ops& definitions, void* node, bool captures,
 
 }  // namespace
 
+std::string content_of(const std::string& path) {
+    std::string text;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    for (int byte = 0; file != nullptr && (byte = std::fgetc(file)) != EOF;) {
+        text.push_back(static_cast<char>(byte));
+    }
+    if (file != nullptr) {
+        std::fclose(file);
+    }
+    return text;
+}
+
 void check_tinyalsa(examination* found) {
-    // No kernel has a card of that number and no definition should, so that nothing is loaded.
-    constexpr unsigned int kNoCard = 9999;
-    pcm_config config{};
-    config.channels = 2;
-    config.rate = 48000;
-    config.period_size = 1536;
-    config.period_count = 4;
-    const std::unique_ptr<pcm, int (*)(pcm*)> handle(pcm_open(kNoCard, 0, PCM_IN, &config),
-                                                     pcm_close);
-    const std::string error = handle ? pcm_get_error(handle.get()) : "";
-    if (error.find("no device (hw/plugin)") != std::string::npos) {
-        found->pass("tinyalsa", tinyalsa_file() + " loads plugins");
+    const std::string file = file_of(dlsym(RTLD_DEFAULT, "pcm_open"));
+    const std::string content = content_of(file);
+    if (content.empty()) {
+        found->skip({"tinyalsa"}, "what " + file + " has in its file");
         return;
     }
-    found->may_open = false;
-    found->fail("tinyalsa", tinyalsa_file() + " loads no plugins (\"" + error + "\")",
-                "Build tinyalsa with -DTINYALSA_USES_PLUGINS; a program that links it statically "
-                "has a copy of its own.");
+    // Only a build with plugins has this text.
+    found->may_open = content.find("no device (hw/plugin)") != std::string::npos;
+    found->judge("tinyalsa", found->may_open,
+                 file + (found->may_open ? " loads plugins" : " loads no plugins"),
+                 "Build tinyalsa with -DTINYALSA_USES_PLUGINS; a program that links it statically "
+                 "has a copy of its own.");
 }
 
 void check_definition(examination* found) {
-    constexpr const char* kCheck = "card definition";
-    constexpr const char* kDefine =
-        "Give the card parser the definition of card 70; a sample is android/card-defs.xml.";
     void* parser = dlopen(kParser, RTLD_NOW);
-    const void* table = parser != nullptr ? dlsym(parser, "snd_card_ops") : nullptr;
-    if (parser != nullptr && table == nullptr) {
-        found->may_open = false;
-        found->fail(kCheck, std::string(kParser) + " has no snd_card_ops",
-                    "Take a card parser that was made for tinyalsa.");
-        return;
-    }
-    if (table == nullptr) {
-        found->may_open = false;
-        found->fail(kCheck, loader_error(),
-                    std::string("Put ") + kParser +
-                        " where the loader finds it (on a host with an "
-                        "installed tinyalsa: LD_LIBRARY_PATH).");
-        return;
-    }
-    const auto& definitions = *static_cast<const snd_node_ops*>(table);
-    void* card = definitions.open_card(kZelVirtualCard);
-    std::string wrong = "card 70 is not defined";
+    const snd_node_ops* cards = definitions_of(parser);
+    std::string wrong = cards == nullptr ? loader_error() : "card 70 is not defined";
+    void* card = cards != nullptr ? cards->open_card(kZelVirtualCard) : nullptr;
     if (card != nullptr) {
-        wrong = wrong_in(definitions, definitions.get_pcm(card, kZelVirtualDevice), true,
-                         &found->so_name);
+        wrong = wrong_in(*cards, cards->get_pcm(card, kZelVirtualDevice), true, &found->so_name);
         if (wrong.empty()) {
-            wrong =
-                wrong_in(definitions, definitions.get_mixer(card), false, &found->mixer_so_name);
+            wrong = wrong_in(*cards, cards->get_mixer(card), false, &found->mixer_so_name);
         }
-        definitions.close_card(card);
+        cards->close_card(card);
     }
-#ifdef __GLIBC__
-    if (wrong.empty() && !others_find(kParser)) {
-        const std::string file = file_of(table);
-        found->fail(kCheck, "this program finds " + file + ", others do not",
-                    "export LD_LIBRARY_PATH=" + file.substr(0, file.rfind('/')) +
-                        "${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}");
+    found->may_open = found->may_open && wrong.empty();
+    found->judge("card definition", wrong.empty(),
+                 wrong.empty() ? "card 70, device 70: " + found->so_name : wrong,
+                 parser == nullptr  ? "Put it where the loader looks, by LD_LIBRARY_PATH say."
+                 : cards == nullptr ? "That file is no card parser: take another."
+                                    : "Give the card parser the definition of card 70; a "
+                                      "sample is android/card-defs.xml.");
+    if (parser != nullptr) {
         dlclose(parser);
-        return;
     }
-#endif
-    dlclose(parser);
-    if (wrong.empty()) {
-        found->pass(kCheck, "card 70, device 70: " + found->so_name);
-    } else {
-        found->may_open = false;
-        found->fail(kCheck, wrong, kDefine);
-    }
-}
-
-bool is_plugin_card(unsigned int card) {
-    void* parser = dlopen(kParser, RTLD_NOW);
-    const void* table = parser != nullptr ? dlsym(parser, "snd_card_ops") : nullptr;
-    return table != nullptr && static_cast<const snd_node_ops*>(table)->open_card(card) != nullptr;
 }
 
 void check_library(examination* found) {
-    constexpr const char* kCheck = "library";
     const std::string name = found->so_name.empty() ? kLibrary : found->so_name;
     found->library = dlopen(name.c_str(), RTLD_NOW);
-    if (found->library == nullptr || (!found->mixer_so_name.empty() &&
-                                      dlopen(found->mixer_so_name.c_str(), RTLD_NOW) == nullptr)) {
-        found->may_open = false;
-        found->fail(kCheck, loader_error(),
-                    "Put the file that the loader misses where it looks, for programs of this "
-                    "width (32 or 64 bits).");
-        return;
-    }
+    const std::string& mixer = found->mixer_so_name;
+    const bool loads =
+        found->library != nullptr && (mixer.empty() || dlopen(mixer.c_str(), RTLD_NOW) != nullptr);
+    std::string wrong = loads ? "" : loader_error();
     for (const char* symbol : {"pcm_plugin_ops", "mixer_plugin_ops", "res_coeff", "res_order"}) {
-        if (dlsym(found->library, symbol) == nullptr) {
-            found->may_open = false;
-            found->fail(kCheck, name + " exports no " + symbol,
-                        "Take the library as it was built, with its version script.");
-            return;
+        if (wrong.empty() && dlsym(found->library, symbol) == nullptr) {
+            wrong = name + " exports no " + symbol;
         }
     }
-    const std::string file = file_of(dlsym(found->library, "pcm_plugin_ops"));
-    const std::string content = content_of(file);
-    zel_library_mark mark;
-    const std::size_t at = content.find(kZelMarkText);
-    if (at == std::string::npos || content.size() - at < sizeof(mark)) {
-        found->pass(kCheck, file + ", of an unknown version");
-        return;
-    }
-    std::memcpy(&mark, content.data() + at, sizeof(mark));
-    found->watched_numbers[0] = mark.active_number;
-    found->watched_numbers[1] = mark.layout_number;
-    found->pass(kCheck, file + ", version " + (mark.text + std::strlen(kZelMarkText)));
+    found->may_open = found->may_open && wrong.empty();
+    found->judge("library", wrong.empty(),
+                 wrong.empty() ? file_of(dlsym(found->library, "pcm_plugin_ops")) : wrong,
+                 "Put the files as they were built where the loader looks, for programs of this "
+                 "width (32 or 64 bits).");
 }
 
 void check_version(examination* found) {
@@ -247,22 +135,49 @@ void check_version(examination* found) {
     const void* table =
         found->library != nullptr ? dlsym(found->library, "pcm_plugin_ops") : nullptr;
     if (table == nullptr) {
-        found->skip(kCheck, "the library");
+        found->skip({kCheck}, "the library");
         return;
     }
+    const std::string content = content_of(file_of(table));
+    const std::size_t at = content.find(ZEL_LIBRARY_MARK);
+    zel_library_mark mark;
+    if (at > content.size() || sizeof(mark) > content.size() - at) {
+        found->add(kCheck, verdict::warning, "the library's file does not tell it",
+                   "It is older than this program, or another's: build it of the same sources.");
+        return;
+    }
+    std::memcpy(&mark, content.data() + at, sizeof(mark));
+    mark.text[sizeof(mark.text) - 1] = '\0';
+    found->active_number = mark.active_number;
+    found->layout_number = mark.layout_number;
     // tinyalsa got pcm_drain together with the operation of that name, its table's sixteenth. No
     // version number tells.
-    const std::size_t wanted = dlsym(RTLD_DEFAULT, "pcm_drain") != nullptr ? 16 : 15;
-    const std::size_t has = exported_size(file_of(table), "pcm_plugin_ops") / sizeof(void*);
-    const std::string seen = "the library's table has " + std::to_string(has) +
-                             " operations, tinyalsa's has " + std::to_string(wanted);
-    if (has == 0) {
-        found->skip(kCheck, "a symbol table in its file");
-    } else if (has == wanted) {
-        found->pass(kCheck, seen);
-    } else {
-        found->may_open = false;
-        found->fail(kCheck, seen,
-                    "Build the library against the headers of the tinyalsa that it runs with.");
+    const unsigned int wanted = dlsym(RTLD_DEFAULT, "pcm_drain") != nullptr ? 16 : 15;
+    found->may_open = found->may_open && mark.operations == wanted;
+    found->judge(kCheck, mark.operations == wanted,
+                 std::string(mark.text + std::strlen(ZEL_LIBRARY_MARK)) + ", its table has " +
+                     std::to_string(mark.operations) + " operations, tinyalsa's has " +
+                     std::to_string(wanted),
+                 "Build the library against the headers of the tinyalsa that it runs with.");
+}
+
+void check_other_programs(examination* found) {
+    constexpr const char* kCheck = "other programs";
+    const auto finds_card = [] {
+        pcm_params* limits = pcm_params_get(kZelVirtualCard, kZelVirtualDevice, PCM_IN);
+        pcm_params_free(limits);
+        return limits != nullptr;
+    };
+    const bool finds = found->may_open && finds_card();
+    found->definitions = definitions_of(dlopen(kParser, RTLD_NOW));
+    if (!found->may_open) {
+        found->skip({kCheck}, kLoadable);
+        return;
     }
+    found->may_open = finds || finds_card();  // as they are loaded now
+    const std::string parser = file_of(found->definitions);
+    found->judge(kCheck, finds,
+                 std::string(finds ? "tinyalsa finds " : "tinyalsa does not find ") + kParser,
+                 "export LD_LIBRARY_PATH=" + parser.substr(0, parser.rfind('/')) +
+                     "${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}");
 }

@@ -10,11 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
+#include <string>
 #include <vector>
 
 #include "examination.h"
+#include "stream_faults.h"
 
 namespace {
 
@@ -23,60 +23,66 @@ using steady = std::chrono::steady_clock;
 constexpr double kBlockMs = 32;
 constexpr unsigned int kPatienceMs = 2000;  ///< with a card that delivers nothing
 constexpr double kSlowOpenMs = 300;         ///< the library gives up at 1000
-constexpr double kLongestMs = 3000;         ///< to listen for a second of audio
 constexpr double kLateMs = 150;             ///< a block, and what a card takes to start
 
 double ms_since(steady::time_point begin) {
     return std::chrono::duration<double, std::milli>(steady::now() - begin).count();
 }
 
-std::string ms_text(double ms) {
-    char text[32];
-    std::snprintf(text, sizeof(text), "%.1f ms", ms);
+/// `format` has one place for it.
+std::string number_text(const char* format, double number) {
+    char text[64];
+    std::snprintf(text, sizeof(text), format, number);
     return text;
 }
 
-/// Who has the card's capture device, as the kernel tells it; empty for a plugin.
-std::string holder_of(unsigned int card, unsigned int device) {
-    std::error_code none;
-    const std::string folder =
-        "/proc/asound/card" + std::to_string(card) + "/pcm" + std::to_string(device) + "c";
-    for (const auto& stream : std::filesystem::directory_iterator(folder, none)) {
-        std::ifstream status(stream.path() / "status");
-        for (std::string word; status >> word;) {
-            if (word == "owner_pid" && status >> word && status >> word) {
-                return "; process " + word + " has the card's capture device";
-            }
+std::string ms_text(double ms) {
+    return number_text("%.1f ms", ms);
+}
+
+/// The process that holds the real card's capture device, where the kernel tells; else empty.
+std::string owner_of(const examination& found) {
+    const std::string device = "/proc/asound/card" + std::to_string(found.card_number) + "/pcm" +
+                               std::to_string(found.device) + "c/sub";
+    std::string status = "sub0";
+    for (int sub = 0; !status.empty(); ++sub) {
+        status = content_of(device + std::to_string(sub) + "/status");
+        const std::size_t at = status.find("owner_pid");
+        if (at != std::string::npos) {
+            return std::to_string(std::atol(status.c_str() + status.find(':', at) + 1));
         }
     }
     return "";
 }
 
-void open_stream(examination* found, virtual_stream* stream, bool* opened) {
-    constexpr const char* kCheck = "open";
+/// Why the stream does not open, and what to do.
+std::string way_out(const examination& found, const std::string& rate) {
+    const std::string owner = owner_of(found);
+    return !owner.empty()  ? "Process " + owner + " has the card's capture device: end its stream."
+           : !rate.empty() ? rate
+           : dlsym(RTLD_DEFAULT, "pcm_drain") == nullptr && found.client.rate != found.card.rate
+               ? "This tinyalsa may give no reason when a card refuses a rate, and the card's own "
+                 "is then not tried: ask for that, or take a later one."
+               : std::string("android/messages.md has the remedy of what the library's log says ") +
+                     kLog;
+}
+
+void open_stream(examination* found, virtual_stream* stream, const std::string& rate) {
+    const stream_format& asked = found->client;
+    const std::string client = std::to_string(asked.rate) + " Hz, " +
+                               std::to_string(asked.channels) + " channels, " +
+                               std::to_string(asked.bits) + " bits";
     const auto begin = steady::now();
-    *opened = stream->open(found->client, false);
+    found->stream_opened = stream->open(asked, false, false);
     const double took = ms_since(begin);
-    const std::string client = std::to_string(found->client.rate) + " Hz, " +
-                               std::to_string(found->client.channels) + " channels, " +
-                               std::to_string(found->client.bits) + " bits";
-    if (!*opened && dlsym(RTLD_DEFAULT, "pcm_drain") == nullptr &&
-        found->client.rate != found->card_rate) {
-        found->fail(
-            kCheck, client + ": " + stream->error(),
-            "This tinyalsa may give no reason when a card refuses a rate, and the card's own "
-            "is then not tried: ask for that, or take a later one.");
-    } else if (!*opened) {
-        found->fail(kCheck, client + ": " + stream->error() + holder_of(found->card, found->device),
-                    "The library's log tells the step that failed (--log, or "
-                    "logcat -s zel_tinyalsa_format_converter), android/messages.md the remedy.");
-    } else if (took > kSlowOpenMs) {
-        found->warn(kCheck, client + ", in " + ms_text(took),
-                    "A client that opens waits so long, and beyond 1000 ms in vain: see what the "
-                    "driver does when its stream is opened.");
-    } else {
-        found->pass(kCheck, client + ", in " + ms_text(took));
+    if (!found->stream_opened) {
+        found->judge("open", false, client + ": " + stream->error(), way_out(*found, rate));
+        return;
     }
+    found->judge("open", true, client + ", in " + ms_text(took),
+                 "A client that opens waits so long, and beyond 1000 ms in vain: see what the "
+                 "driver does then.",
+                 took > kSlowOpenMs);
 }
 
 int peak_of(const std::vector<unsigned char>& bytes, std::size_t length, unsigned int bits) {
@@ -90,29 +96,32 @@ int peak_of(const std::vector<unsigned char>& bytes, std::size_t length, unsigne
 }
 
 /// How the newest block's time moves, in ms for as many frames as a block has.
-class block_times {
-  public:
-    explicit block_times(unsigned int rate) : frame_ms(1e3 / rate) {}
+struct block_times {
+    double frame_ms;
+    double last_ms = 0;
+    double lost_ms = 0;
+    std::uint64_t last_position = 0;
+    std::vector<double> steps{};
 
     /// The time of the newest frame, and that frame's place in the stream.
     void take(std::uint64_t position, const timespec& time) {
         const double ms =
             static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
         if (position > last_position && ms != last_ms) {
-            const double passed = static_cast<double>(position - last_position) * frame_ms;
+            const double frames_ms = static_cast<double>(position - last_position) * frame_ms;
             if (last_position != 0) {
-                steps.push_back((ms - last_ms) / passed * kBlockMs);
+                steps.push_back((ms - last_ms) / frames_ms * kBlockMs);
+                lost_ms += ms - last_ms - frames_ms;
             }
             last_ms = ms;
             last_position = position;
         }
     }
 
-    void add_row(examination* found) {
+    void add_row(const examination& found, const std::string& rate) {
         constexpr const char* kCheck = "timestamps";
-        constexpr double kTolerance = 1;
         if (steps.empty()) {
-            found->fail(kCheck, "they do not advance",
+            found.judge(kCheck, false, "they do not advance",
                         "Let the driver give a time with its position (see pcm_get_htimestamp).");
             return;
         }
@@ -120,128 +129,110 @@ class block_times {
         const double usual = steps[steps.size() / 2];  // a gap leaves it alone
         const std::string seen = "a block advances them by " + ms_text(usual) + " (" +
                                  ms_text(steps.front()) + " to " + ms_text(steps.back()) + ")";
-        if (steps.front() <= 0 || std::fabs(usual - kBlockMs) > kTolerance) {
-            found->fail(kCheck, seen,
-                        "A block is 32 ms: let the driver's times go with its frames.");
-        } else if (steps.back() > kBlockMs + kTolerance) {
-            found->warn(kCheck, seen,
-                        "Audio was lost, or a block was late: was the machine busy? Try again.");
-        } else {
-            found->pass(kCheck, seen);
-        }
+        const bool good = steps.front() > 0 && std::fabs(usual - kBlockMs) <= 1;
+        const bool lost =
+            good && lost_ms > kBlockMs / 2;  // one that is merely late makes up for it
+        found.judge(kCheck, good, seen + (lost ? ", " + ms_text(lost_ms) + " too far" : ""),
+                    lost           ? "Audio was lost, or the clock jumped: was the machine busy?"
+                    : rate.empty() ? "Let the driver's times go with its frames."
+                                   : rate,
+                    lost);
     }
-
-  private:
-    double frame_ms;
-    double last_ms = 0;
-    std::uint64_t last_position = 0;
-    std::vector<double> steps;
 };
 
-/// How long so many ms of audio took; the first block was there at once.
-void add_pace(examination* found, double audio_ms, double took_ms) {
-    const std::string seen = ms_text(audio_ms) + " of audio took " + ms_text(took_ms);
-    if (took_ms > 1.2 * audio_ms + kLateMs) {
-        found->fail("pace", seen, "The card is slower than its rate: see its clock.");
-    } else {
-        found->pass("pace", seen);
-    }
+/// What of the second is heard, and why not more.
+void add_sound(const examination& found, int peak, const std::string& rate) {
+    const stream_plan plan = plan_stream(found.card, found.client);
+    const std::string silence = found.card.known ? silence_fault(plan) : "";
+    const std::string low = level_fault(found.card, plan);
+    const std::string text =
+        peak == 0 ? "a second of silence"
+                  : number_text("peak %.1f dBFS in a second", 20 * std::log10(peak / 32768.0));
+    const bool heard = silence.empty() || (plan.audio_share <= 0 && peak != 0);
+    found.judge("sound", heard, text,
+                !heard      ? silence + ": " + rate
+                : peak == 0 ? "Play something and try again; see the mixing file, too."
+                            : low + ": let the driver give words of 32 bits (format 10).",
+                peak == 0 || !low.empty());
 }
 
-/// What the chain does to such a client's samples, by the card's controls.
-void check_client(examination* found) {
-    const stream_format& client = found->client;
-    if (found->card_rate == 0) {
-        found->skip("client", "the card's controls");
-        return;
+/// The stream begins with its first read, as for most clients. False without a block.
+bool read_first(const examination& found, virtual_stream* stream, unsigned char* block) {
+    constexpr const char* kCheck = "first block";
+    const unsigned int frames = found.client.block_frames();
+    const auto begin = steady::now();
+    const bool got = stream->read(block, frames, kPatienceMs) > 0;
+    const double first = ms_since(begin);
+    const std::string error = stream->error();
+    if (!got && first < kPatienceMs && stream->start() &&
+        stream->read(block, frames, kPatienceMs) > 0) {
+        found.judge(kCheck, false, "only after pcm_prepare and pcm_start: " + error,
+                    "Programs that call neither, as tinycap, read nothing: take a later tinyalsa.");
+        return true;
     }
-    const std::string advice = rate_advice(found->card_rate, client.rate);
-    const std::string seen = std::to_string(client.rate) + " Hz of a card at " +
-                             std::to_string(found->card_rate) + " Hz";
-    if (!advice.empty()) {
-        found->fail("client", seen, advice);
-    } else if (found->low_bytes && (client.bits == 16 || client.rate != found->card_rate)) {
-        found->warn("client", kLowBytesAdvice,
-                    "Let the driver put its samples into the upper bytes, or into 32 bits.");
-    } else {
-        found->pass("client", seen);
-    }
+    found.judge(kCheck, got, (got ? "after " : error + ", for ") + ms_text(first),
+                std::string("See what the card's driver waits for, and the library's log ") + kLog,
+                first > kLateMs);
+    return got;
 }
 
-void listen(examination* found, virtual_stream* stream) {
-    constexpr unsigned int kBlocks = 32;  // a second
-    const stream_format& client = found->client;
+void listen(const examination& found, virtual_stream* stream, const std::string& rate) {
+    constexpr double kListenMs = 1024;
+    constexpr double kLongestMs = 2 * kListenMs;  // of a card that is slow
+    const stream_format& client = found.client;
     const std::size_t frame_bytes = std::size_t{client.channels} * client.bits / 8;
     std::vector<unsigned char> block(client.block_frames() * frame_bytes);
-    const auto begin = steady::now();
-    int got = stream->read(block.data(), client.block_frames(), kPatienceMs);
-    const double first = ms_since(begin);
-    if (got <= 0) {
-        found->fail("first block", "none in " + ms_text(first) + ": " + stream->error(),
-                    "The card delivers nothing: see what its driver waits for, and the library's "
-                    "log.");
-        for (const char* check : {"timestamps", "pace", "sound"}) {
-            found->skip(check, "a block");
-        }
+    if (!read_first(found, stream, block.data())) {
+        found.skip({"timestamps", "pace", "sound"}, "a block");
         return;
     }
-    if (first > kLateMs) {
-        found->warn("first block", "after " + ms_text(first),
-                    "See how long the driver takes to start.");
-    } else {
-        found->pass("first block", "after " + ms_text(first));
-    }
-    block_times times(client.rate);
-    std::uint64_t frames = 0;
+    block_times times{1e3 / client.rate};
+    double heard = 0;
+    double took = 0;
+    std::uint64_t frames = client.block_frames();
+    int got = 1;
     int peak = 0;
-    const auto heard = steady::now();
-    while (got > 0 && frames < std::uint64_t{kBlocks} * client.block_frames() &&
-           ms_since(heard) < kLongestMs) {
-        frames += static_cast<unsigned int>(got);
+    const auto begin = steady::now();
+    while (got > 0 && heard < kListenMs && took < kLongestMs) {
         unsigned int avail = 0;
         timespec time{};
         if (stream->newest(&avail, &time)) {
             times.take(frames + avail, time);
         }
         got = stream->read(block.data(), client.block_frames(), kPatienceMs);
-        if (got > 0) {
-            peak = std::max(
-                peak, peak_of(block, static_cast<unsigned int>(got) * frame_bytes, client.bits));
-        }
+        const auto read = static_cast<unsigned int>(std::max(got, 0));
+        frames += read;
+        heard += read * times.frame_ms;
+        took = ms_since(begin);
+        peak = std::max(peak, peak_of(block, read * frame_bytes, client.bits));
     }
-    times.add_row(found);
-    add_pace(found, static_cast<double>(frames) * 1e3 / client.rate, ms_since(heard));
+    times.add_row(found, rate);
     if (got <= 0) {
-        found->fail("sound", "the card stopped: " + stream->error(), "See the library's log.");
-    } else if (peak == 0) {
-        found->warn("sound", "a second of silence",
-                    found->works() ? "Play something and try again; see the mixing file, too."
-                                   : "Mend what failed, then play something and try again.");
-    } else {
-        char text[48];
-        std::snprintf(text, sizeof(text), "peak %.1f dBFS in a second",
-                      20 * std::log10(peak / 32768.0));
-        found->pass("sound", text);
+        found.skip({"pace"}, "a stream that goes on");
+        found.judge("sound", false, "the card stopped: " + stream->error(),
+                    std::string("See the library's log ") + kLog);
+        return;
     }
+    found.judge("pace", std::fabs(heard - took) <= heard / 3,
+                ms_text(heard) + " of audio in " + ms_text(took),
+                rate.empty() ? "The card's clock does not run at the rate that it tells." : rate);
+    add_sound(found, peak, rate);
 }
 
 }  // namespace
 
 void check_stream(examination* found) {
-    constexpr const char* kChecks[] = {"open", "first block", "timestamps", "pace", "sound"};
-    check_client(found);
+    const std::string rate =
+        found->card.known ? rate_fault(found->card.rate, found->client.rate) : "";
     virtual_stream stream;
-    bool opened = false;
     if (found->may_open) {
-        open_stream(found, &stream, &opened);
+        open_stream(found, &stream, rate);
+    } else {
+        found->skip({"open"}, kLoadable);
     }
-    if (opened) {
-        listen(found, &stream);
-        return;
-    }
-    for (const char* check : kChecks) {
-        if (!found->may_open || check != kChecks[0]) {
-            found->skip(check, found->may_open ? "a stream" : kLoadable);
-        }
+    if (found->stream_opened) {
+        listen(*found, &stream, rate);
+    } else {
+        found->skip({"first block", "timestamps", "pace", "sound"}, "a stream");
     }
 }

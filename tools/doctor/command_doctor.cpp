@@ -31,8 +31,9 @@ void add_doctor_command(CLI::App* app, tool_action* action) {
     add_log_flag(doctor, &options->log);
     doctor->footer(
         "Follows the way from tinyalsa to the first samples, a line for each check: what was seen\n"
-        "and, where something is wrong, the remedy. On an image there is the same as a program of\n"
-        "its own, zel-fc-doctor.\n"
+        "and, where something is wrong, the remedy. It has no card definitions or files of its "
+        "own:\n"
+        "what it meets, other programs meet. zel-fc-doctor is the same, as an image has it.\n"
         "Exit codes: 0 card 70 works, perhaps with warnings, 1 usage, 5 a check failed.");
     doctor->callback([=] { *action = [=] { return run_doctor(*options); }; });
 }

@@ -1,127 +1,157 @@
 #include "doctor.h"
 
+#include <poll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <utility>
+#include <vector>
 
+#include "examination.h"
 #include "json_value.h"
 
 namespace {
 
+constexpr int kPatienceMs = 10'000;  ///< between two rows
+
+constexpr void (*kChecks[])(examination*) = {
+    check_tinyalsa,       check_definition,    check_library,       check_version,
+    check_other_programs, check_voice_utility, check_card_controls, check_coefficient_files,
+    check_virtual_mixer,  check_stream,        check_rights};
+
 /// For people and for programs.
-std::pair<const char*, const char*> words_of(verdict result) {
-    switch (result) {
-        case verdict::pass:
-            return {"ok", "pass"};
-        case verdict::warning:
-            return {"warning", "warning"};
-        case verdict::failure:
-            return {"FAILED", "failure"};
-        case verdict::skipped:
-            break;
-    }
-    return {"-", "skipped"};
+const char* word_of(verdict result, bool json) {
+    constexpr const char* kWords[][2] = {
+        {"ok", "pass"}, {"warning", "warning"}, {"FAILED", "failure"}, {"-", "skipped"}};
+    return kWords[static_cast<int>(result) - static_cast<int>(verdict::pass)][json ? 1 : 0];
 }
 
 void print_row(const check_row& row) {
-    std::printf("%-8s %-16s %s\n", words_of(row.result).first, row.check, row.seen.c_str());
+    std::printf("%-8s %-16s %s\n", word_of(row.result, false), row.check.c_str(), row.seen.c_str());
     if (!row.remedy.empty()) {
         std::printf("%-8s %-16s > %s\n", "", "", row.remedy.c_str());
     }
     std::fflush(stdout);
 }
 
-void print_sum(const examination& found) {
-    const std::size_t warnings = found.count(verdict::warning);
-    std::printf("Card 70 %s here: %zu of %zu checks failed, %zu warning%s.\n",
-                found.works() ? "works" : "does not work", found.count(verdict::failure),
-                found.rows.size(), warnings, warnings == 1 ? "" : "s");
+/// Takes the child's rows until it ends, or for too long says nothing: true.
+bool take_rows(int from, bool prints, std::vector<check_row>* rows) {
+    std::string text;
+    char piece[4096];
+    pollfd source{from, POLLIN, 0};
+    while (poll(&source, 1, kPatienceMs) != 0) {
+        const ssize_t got = read(from, piece, sizeof(piece));
+        if (got <= 0) {
+            return false;
+        }
+        text.append(piece, static_cast<std::size_t>(got));
+        while (std::count(text.begin(), text.end(), '\0') >= 4) {
+            std::string part[4];
+            for (std::string& one : part) {
+                one = text.c_str();
+                text.erase(0, one.size() + 1);
+            }
+            rows->push_back({part[0], static_cast<verdict>(part[1].front()), part[2], part[3]});
+            if (prints) {
+                print_row(rows->back());
+            }
+        }
+    }
+    return true;
 }
 
-void print_json(const examination& found) {
+/// All checks in a child; in the end a row on how it ended, where that was not well.
+std::vector<check_row> run_checks(const stream_format& client, bool prints) {
+    std::vector<check_row> rows;
+    int ends[2];
+    std::fflush(nullptr);
+    const pid_t child = pipe(ends) == 0 ? fork() : -1;
+    if (child == 0) {
+        close(ends[0]);
+        examination found{client, ends[1]};
+        for (const auto check : kChecks) {
+            check(&found);
+        }
+        _exit(0);
+    }
+    check_row end{"end", verdict::failure, "", ""};
+    int status = 0;
+    if (child < 0) {
+        end.seen = std::string("no process to be had: ") + std::strerror(errno);
+    } else if (close(ends[1]); take_rows(ends[0], prints, &rows)) {
+        kill(child, SIGKILL);  // not waited for: the kernel may hold it
+        end.seen = "the next check gives no answer in " + std::to_string(kPatienceMs / 1000) + " s";
+        end.remedy = "A call of the card's driver, or of a plugin, does not return.";
+    } else if (waitpid(child, &status, 0); status != 0) {
+        end.seen = std::string("the next check crashes: ") +
+                   (WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "see above");
+        end.remedy =
+            "A library that was built for another version of tinyalsa does so: build it against "
+            "the headers of the one that it runs with. Else a debugger tells.";
+    }
+    if (!end.seen.empty()) {
+        rows.push_back(end);
+        prints ? print_row(end) : void();
+    }
+    return rows;
+}
+
+void print_json(const std::vector<check_row>& rows, bool works) {
     json_value checks = json_value::array();
-    for (const check_row& row : found.rows) {
+    for (const check_row& row : rows) {
         json_value one = json_value::object();
         one.set("check", row.check)
-            .set("result", words_of(row.result).second)
+            .set("result", word_of(row.result, true))
             .set("seen", row.seen)
             .set("remedy", row.remedy);
         checks.append(std::move(one));
     }
     json_value all = json_value::object();
-    all.set("works", found.works()).set("checks", std::move(checks));
+    all.set("works", works).set("checks", std::move(checks));
     all.print();
 }
 
 }  // namespace
 
-std::size_t examination::count(verdict result) const {
-    return static_cast<std::size_t>(std::count_if(
-        rows.begin(), rows.end(), [=](const check_row& row) { return row.result == result; }));
+void examination::add(const char* check, verdict result, const std::string& seen,
+                      const std::string& remedy) const {
+    std::string text;
+    for (const std::string& part : {std::string(check), std::string(1, static_cast<char>(result)),
+                                    seen, result == verdict::pass ? "" : remedy}) {
+        text.append(part.c_str()).push_back('\0');
+    }
+    for (ssize_t done = 1; done > 0 && !text.empty();) {
+        done = write(told, text.data(), text.size());
+        text.erase(0, static_cast<std::size_t>(std::max<ssize_t>(done, 0)));
+    }
 }
 
-namespace {
-
-constexpr unsigned int kLongestCheck = 20;  // s
-constexpr int kSignals[] = {SIGALRM, SIGSEGV, SIGBUS, SIGABRT, SIGFPE};
-examination* g_found = nullptr;
-bool g_json = false;
-
-/// A check that hangs or crashes ends the examination; what is known by then is still told.
-void give_up(int signal) {
-    for (const int one : kSignals) {
-        std::signal(one, SIG_DFL);
+void examination::skip(std::initializer_list<const char*> checks,
+                       const std::string& missing) const {
+    for (const char* check : checks) {
+        add(check, verdict::skipped, "not tried without " + missing, "");
     }
-    examination& found = *g_found;
-    const std::string last = found.rows.empty() ? "the begin" : found.rows.back().check;
-    found.fail("doctor",
-               signal == SIGALRM
-                   ? "the check after \"" + last + "\" hangs"
-                   : "the check after \"" + last + "\" crashes, signal " + std::to_string(signal),
-               "See the rows above, the library's log and the driver's (dmesg).");
-    if (g_json) {
-        print_json(found);
-    } else {
-        print_row(found.rows.back());
-        print_sum(found);
-    }
-    std::fflush(stdout);
-    _exit(5);
-}
-
-}  // namespace
-
-examination examine_card(const stream_format& client, void (*told)(const check_row& row)) {
-    constexpr void (*kChecks[])(examination*) = {
-        check_tinyalsa,      check_definition,    check_library,           check_version,
-        check_voice_utility, check_card_controls, check_coefficient_files, check_virtual_mixer,
-        check_stream,        check_rights};
-    examination found(client);
-    g_found = &found;
-    g_json = told == nullptr;
-    for (const int one : kSignals) {
-        std::signal(one, give_up);
-    }
-    for (const auto check : kChecks) {
-        const std::size_t before = found.rows.size();
-        alarm(kLongestCheck);
-        check(&found);
-        for (std::size_t row = before; told != nullptr && row < found.rows.size(); ++row) {
-            told(found.rows[row]);
-        }
-    }
-    alarm(0);
-    for (const int one : kSignals) {
-        std::signal(one, SIG_DFL);
-    }
-    return found;
 }
 
 bool print_examination(const stream_format& client, bool json) {
-    const examination found = examine_card(client, json ? nullptr : print_row);
-    json ? print_json(found) : print_sum(found);
-    return found.works();
+    const std::vector<check_row> rows = run_checks(client, !json);
+    const auto count = [&](verdict result) {
+        return std::count_if(rows.begin(), rows.end(),
+                             [=](const check_row& row) { return row.result == result; });
+    };
+    const auto failures = count(verdict::failure);
+    const auto warnings = count(verdict::warning);
+    if (json) {
+        print_json(rows, failures == 0);
+    } else {
+        std::printf("Card 70 %s here: %td of %zu checks failed, %td warning%s.\n",
+                    failures == 0 ? "works" : "does not work", failures, rows.size(), warnings,
+                    warnings == 1 ? "" : "s");
+    }
+    return failures == 0;
 }

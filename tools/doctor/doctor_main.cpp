@@ -1,5 +1,5 @@
-// zel-fc-doctor: `zel-fc doctor` as a program of its own, for an image. It needs tinyalsa, cJSON
-// and the log and nothing else.
+// zel-fc-doctor: `zel-fc doctor` as a program of its own, which an image can have. It needs
+// tinyalsa, cJSON and the log and nothing else.
 
 #include <getopt.h>
 
@@ -13,18 +13,17 @@
 namespace {
 
 constexpr const char* kHelp =
-    "usage: zel-fc-doctor [-r RATE] [-c CHANNELS] [-b 16|32] [--json]\n"
-    "Tells whether card 70 works here for such a client, and if not, what to do. Run it as the "
-    "user of\n"
-    "the process that captures. Default: 16000 Hz, 2 channels, 16 bits. Exit codes: 0 card 70 "
-    "works,\n"
-    "1 the command line is wrong, 5 a check failed.\n";
+    "usage: zel-fc-doctor [-r RATE] [-c CHANNELS] [-b 16|32] [--json | --version]\n"
+    "Tells whether card 70 works here for such a client, and if not, what to do.\n"
+    "Run it as the user of the process that captures. Default: 16000 Hz, 2 channels, 16 bits.\n"
+    "Exit codes: 0 card 70 works, 1 the command line is wrong, 5 a check failed.\n";
 
-bool read_number(const char* text, unsigned int* number) {
+/// False for what is no number from `least` to `most`.
+bool read_number(unsigned int least, unsigned int most, unsigned int* number) {
     char* end = nullptr;
-    const unsigned long value = std::strtoul(text, &end, 10);
+    const unsigned long value = std::strtoul(optarg, &end, 10);
     *number = static_cast<unsigned int>(value);
-    return end != text && *end == '\0' && value > 0 && value <= 1'000'000;
+    return end != optarg && *end == '\0' && value >= least && value <= most;
 }
 
 }  // namespace
@@ -43,23 +42,22 @@ int main(int argc, char** argv) {
     for (int name = 0; (name = getopt_long(argc, argv, "r:c:b:h", kOptions, nullptr)) != -1;) {
         switch (name) {
             case 'r':
-                good = read_number(optarg, &client.rate) && client.rate >= 1000 && good;
+                good = read_number(1000, 1'000'000, &client.rate) && good;
                 break;
             case 'c':
-                good = read_number(optarg, &client.channels) && client.channels <= 64 && good;
+                good = read_number(1, 64, &client.channels) && good;
                 break;
             case 'b':
-                good = read_number(optarg, &client.bits) &&
-                       (client.bits == 16 || client.bits == 32) && good;
+                good = read_number(16, 32, &client.bits) && client.bits % 16 == 0 && good;
                 break;
             case 'j':
                 json = true;
                 break;
-            case 'v':
-                std::puts("zel-fc-doctor " ZEL_VERSION);
-                return EXIT_OK;
             case 'h':
                 std::fputs(kHelp, stdout);
+                return EXIT_OK;
+            case 'v':
+                std::puts("zel-fc-doctor " ZEL_VERSION);
                 return EXIT_OK;
             default:
                 good = false;

@@ -1,71 +1,73 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include <sound/asound.h>
+// tinyalsa's plugin interface uses the kernel's sound records.
+#include <tinyalsa/plugin.h>
 
+#include <initializer_list>
+#include <string>
+
+#include "card_state.h"
 #include "virtual_stream.h"
 
-enum class verdict { pass, warning, failure, skipped };
+enum class verdict : char { pass = '0', warning, failure, skipped };
 
 /// One check: what was seen and, unless all is well, what to do.
 struct check_row {
-    const char* check;
+    std::string check;
     verdict result;
     std::string seen;
     std::string remedy;
 };
 
-/// A look at card 70: the rows so far, in their order, and what later checks take from earlier
-/// ones.
+/// A look at card 70, in a process of its own: its rows go to the descriptor `told` as they are
+/// found, and later checks take from it what earlier ones saw.
 struct examination {
-    explicit examination(const stream_format& asked) : client(asked) {}
-
-    void pass(const char* check, std::string seen) {
-        rows.push_back({check, verdict::pass, std::move(seen), ""});
+    /// What passes needs no remedy.
+    void add(const char* check, verdict result, const std::string& seen,
+             const std::string& remedy) const;
+    void judge(const char* check, bool good, const std::string& seen, const std::string& remedy,
+               bool doubtful = false) const {
+        const verdict at_best = doubtful ? verdict::warning : verdict::pass;
+        add(check, good ? at_best : verdict::failure, seen, remedy);
     }
-    void warn(const char* check, std::string seen, std::string remedy) {
-        rows.push_back({check, verdict::warning, std::move(seen), std::move(remedy)});
-    }
-    void fail(const char* check, std::string seen, std::string remedy) {
-        rows.push_back({check, verdict::failure, std::move(seen), std::move(remedy)});
-    }
-    void skip(const char* check, const std::string& missing) {
-        rows.push_back({check, verdict::skipped, "not tried without " + missing, ""});
-    }
-    std::size_t count(verdict result) const;
-    bool works() const { return count(verdict::failure) == 0; }
+    void skip(std::initializer_list<const char*> checks, const std::string& missing) const;
 
     stream_format client;
-    std::vector<check_row> rows;
+    int told;
 
-    std::string so_name;        ///< of the library, as the card definition has it; empty: unknown
-    std::string mixer_so_name;  ///< the same, by the definition's mixer
-    unsigned int watched_numbers[2] = {};  ///< by the library's mark; 0: it has none
-    void* library = nullptr;               ///< loaded
+    std::string so_name{};        ///< of the library, as the card definition has it; empty: unknown
+    std::string mixer_so_name{};  ///< the same of card 70's mixer
+    void* library = nullptr;      ///< loaded
+    const snd_node_ops* definitions = nullptr;  ///< the card parser's, from "other programs" on
+    /// Of the controls whose events it follows, as its file tells; 0: not known.
+    unsigned int active_number = 0;
+    unsigned int layout_number = 0;
     bool may_open = true;  ///< opening card 70 is safe: tinyalsa crashes on a plugin it can't load
     bool card_found = false;  ///< the real card
-    unsigned int card = 0;
+    bool card_opened = false;
+    bool stream_opened = false;
+    unsigned int card_number = 0;
     unsigned int device = 0;
-    unsigned int card_channels = 0;  ///< 0: not known, as the three below
-    unsigned int card_rate = 0;      ///< Hz
-    bool low_bytes = false;          ///< 24-bit samples in the low three bytes of their words
-    std::string layout;
-    std::string mixing_file;
-    std::string delay_file;
+    card_state card{};  ///< the real card's controls, when known, and the coefficient files
 };
 
 /// What checks that are skipped for its sake lack.
 inline constexpr const char* kLoadable = "a library that tinyalsa can load";
 
-/// Whether the card parser knows that card, which then is a plugin, whatever the kernel has.
-bool is_plugin_card(unsigned int card);
+/// Where that is to be seen.
+inline constexpr const char* kLog =
+    "(on a host zel-fc doctor --log, on a device logcat -s zel_tinyalsa_format_converter).";
 
 // The checks, in the order in which they run; each adds its rows.
 
 void check_tinyalsa(examination* found);
 void check_definition(examination* found);
 void check_library(examination* found);
+/// The library's build against tinyalsa's, by the mark in its file.
 void check_version(examination* found);
+/// Whether tinyalsa finds the card definitions by itself. They stay loaded from then on.
+void check_other_programs(examination* found);
 void check_voice_utility(examination* found);
 /// The five controls, their numbers, and whether all can be mirrored: one look at the card's mixer.
 void check_card_controls(examination* found);
@@ -73,3 +75,6 @@ void check_coefficient_files(examination* found);
 void check_virtual_mixer(examination* found);
 void check_stream(examination* found);
 void check_rights(examination* found);
+
+/// A file's bytes; none when it cannot be read.
+std::string content_of(const std::string& path);

@@ -1,5 +1,5 @@
 // libsndcardparser.so for tests: the true one's answers, but for what ZEL_ODD_CARDS says, of card
-// 70 or of its nodes: "type=0", "so-name=FILE", "mixer-so-name=FILE", "pcm=" or "mixer=" for none,
+// 70 or of its nodes: "type=0", "so-name=FILE", "pcm=" or "mixer=" for none, "mixer-so=FILE",
 // "open=NUMBER" for no card.
 
 #include <dlfcn.h>
@@ -37,20 +37,11 @@ void* get_pcm(void* card, unsigned int id) {
     return is_odd(card) && said_of("pcm") ? nullptr : true_cards().get_pcm(card, id);
 }
 
-int g_odd_mixer;  // a node of its own
-
 void* get_mixer(void* card) {
-    if (is_odd(card) && said_of("mixer-so-name")) {
-        return &g_odd_mixer;
-    }
     return is_odd(card) && said_of("mixer") ? nullptr : true_cards().get_mixer(card);
 }
 
 int get_int(void* node, const char* property, int* value) {
-    if (node == &g_odd_mixer) {
-        *value = 1;
-        return 0;
-    }
     const int status = true_cards().get_int(node, property, value);
     if (node == true_cards().get_pcm(true_cards().open_card(70), 70) && said_of(property)) {
         *value = std::atoi(said_of(property));
@@ -59,13 +50,11 @@ int get_int(void* node, const char* property, int* value) {
 }
 
 int get_str(void* node, const char* property, char** value) {
-    if (node == &g_odd_mixer) {
-        *value = const_cast<char*>(said_of("mixer-so-name"));
-        return 0;
-    }
+    static int asked = 0;  // the device's name first, the mixer's then
     const int status = true_cards().get_str(node, property, value);
-    if (node == true_cards().get_pcm(true_cards().open_card(70), 70) && said_of(property)) {
-        *value = const_cast<char*>(said_of(property));
+    if (node == true_cards().get_pcm(true_cards().open_card(70), 70)) {
+        const char* said = ++asked == 2 ? said_of("mixer-so") : said_of(property);
+        *value = said != nullptr ? const_cast<char*>(said) : *value;
     }
     return status;
 }
