@@ -2,11 +2,11 @@
 # Sourced, with the project's folder as the current one.
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config linux-libc-dev
-  libcjson-dev rapidjson-dev libsndfile1-dev libcli11-dev libgtest-dev help2man python3-jsonschema"
+  libcjson-dev rapidjson-dev nlohmann-json3-dev libfmt-dev libsndfile1-dev libcli11-dev libgtest-dev help2man python3-jsonschema"
 # What the ARM presets need, and of what their folders of libraries are made.
 ARM_PACKAGES="cmake ninja-build pkg-config python3-jsonschema qemu-user googletest"
 SYSROOT_PACKAGES="libstdc++-12-dev libc++-14-dev libc++abi-14-dev
-  libcjson-dev rapidjson-dev libsndfile1-dev libcli11-dev"
+  libcjson-dev rapidjson-dev nlohmann-json3-dev libfmt-dev libsndfile1-dev libcli11-dev"
 BENCH_PACKAGES="libbenchmark-dev libsoxr-dev libspeexdsp-dev libswresample-dev libavutil-dev"
 FUZZ_PACKAGES="clang libclang-rt-14-dev"
 ANALYSIS_PACKAGES="clang clang-tidy cppcheck"

@@ -107,6 +107,8 @@ int main(int argc, char** argv) {
                                         (errno != 0 ? std::strerror(errno) : "cannot be written"));
         }
         return code;
+    } catch (const command_failure& failure) {
+        return fail(failure.code, failure.what());
     } catch (const std::exception& error) {
         return fail(EXIT_OPEN, error.what());
     }

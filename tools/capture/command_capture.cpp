@@ -1,14 +1,223 @@
-// zel-fc capture: its command line.
+// zel-fc capture: records from the virtual card, with a level meter and a summary.
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
 
-#include "capture.h"
+#include "capture/card_changes.h"
+#include "capture/stream_monitor.h"
+#include "chain_report.h"
 #include "command_options.h"
 #include "commands.h"
+#include "library_log.h"
+#include "overload_watch.h"
+#include "recording.h"
+#include "status_line.h"
+#include "zel_virtual_card.h"
 
 namespace {
 
-void add_stream_options(CLI::App* capture, capture_options* options) {
+struct capture_options {
+    std::string out_file = "capture.wav";
+    stream_format client;
+    double seconds = 5;
+    card_setup card;
+    coefficient_paths coefficients;
+    bool fast = false;
+    std::vector<card_change> changes;  ///< while it records
+    bool json = false;
+    bool quiet = false;  ///< without the library's messages
+};
+
+/// A recording and all that is learnt on the way.
+class capture {
+  public:
+    /// Throws when the stream doesn't open.
+    capture(const capture_options& asked, const played_sound& sound, simulated_card* card);
+    exit_code run();
+
+  private:
+    void follow(const void* block, std::uint32_t frames);
+    void show_meter();
+    void tell(const std::string& news);
+    void print_summary() const;
+    json summary() const;
+
+    const capture_options& options;
+    mixer_owner handle = open_mixer(kZelVirtualCard);
+    card_changes changes{options.changes, handle.get()};
+    virtual_stream stream{};
+    card_feeder feeder;
+    recording record{options.client, options.out_file};
+    status_line screen{!options.json};
+    level_meter look{options.client.channels, options.client.bits};  ///< since the last look
+    std::unique_ptr<stream_monitor> monitor{};
+    chain_report chain{};
+    std::unique_ptr<overload_watch> overloads{};  ///< of a file's one pass, over a card that stays
+    std::uint64_t played_frames;                  ///< of the card, in that pass
+    unsigned int restarts = 0;
+    std::vector<std::string> events{};
+};
+
+capture::capture(const capture_options& asked, const played_sound& sound, simulated_card* card)
+    : options(asked),
+      // One block at a time, so that changes of the card come when they are due.
+      feeder(card, asked.client.rate, read_card_state().rate, 1),
+      played_frames(sound.info().frames) {
+    if (handle) {
+        mixer_subscribe_events(handle.get(), 1);
+    }
+    if (!stream.open(options.client, !options.fast)) {
+        throw command_failure(EXIT_OPEN, open_failure(stream.error(), options.client.rate));
+    }
+    monitor = std::make_unique<stream_monitor>(options.client.rate, stream.buffer_frames(),
+                                               options.client.block_frames());
+    chain = chain_for(options.client);
+    if (!sound.path().empty() && options.changes.empty()) {
+        overloads = std::make_unique<overload_watch>(chain, sound.path());
+    }
+}
+
+void capture::tell(const std::string& news) {
+    screen.clear();
+    if (!options.json) {
+        fmt::print("{}\n", news);
+        std::fflush(stdout);
+    }
+}
+
+/// The time, and for each channel a bar from -60 to 0 dBFS; "!" behind it when a sample was at full
+/// scale.
+void capture::show_meter() {
+    const std::size_t room = screen.room();
+    if (room == 0) {
+        return;
+    }
+    std::string text = fmt::format("{:.1f} s of {:.1f} s", record.seconds(), options.seconds);
+    const std::size_t share = room / look.channels();
+    const std::size_t others = std::min(share, text.size() / look.channels() + 5);
+    const std::size_t width = std::clamp<std::size_t>(share - others, 4, 24);
+    for (unsigned int c = 0; c < look.channels(); ++c) {
+        text += fmt::format("  {}{}{}", c, bar_text(look.rms_dbfs(c) / 60 + 1, width),
+                            record.level.peak_dbfs(c) > -0.001 ? "!" : "");
+    }
+    screen.show(text.substr(0, room));
+    look = level_meter(options.client.channels, options.client.bits);
+}
+
+/// After each block: what has become of the stream, and the changes that are due.
+void capture::follow(const void* block, std::uint32_t frames) {
+    unsigned int avail = 0;
+    timespec newest{};
+    if (stream.newest(&avail, &newest)) {
+        monitor->add(frames, avail, newest);
+    }
+    if (overloads) {
+        const std::uint64_t of_card = std::uint64_t{frames} * chain.card.rate / options.client.rate;
+        const std::uint64_t now = std::min(of_card, played_frames);
+        overloads->play(static_cast<std::size_t>(now));
+        played_frames -= now;
+    }
+    look.add(block, frames);
+    show_meter();
+    std::vector<std::string> news;
+    changes.make_due(record.seconds(), &news);
+    for (mixer_ctl_event event{}; handle && mixer_wait_event(handle.get(), 0) == 1 &&
+                                  mixer_read_event(handle.get(), &event) == 1;) {
+        ++restarts;
+        chain = chain_for(options.client);
+        news.emplace_back("the capture was restarted");
+    }
+    for (const std::string& text : news) {
+        events.push_back(fmt::format("{:.2f} s: {}", record.seconds(), text));
+        tell(events.back());
+    }
+}
+
+void capture::print_summary() const {
+    fmt::print("{}\n", record.info().text(options.out_file));
+    chain.print();
+    record.level.print();
+    fmt::print("timestamp gaps: {}   overruns: {}   frames lost: {}   restarts: {}\n",
+               monitor->gaps(), monitor->overruns(), monitor->lost_frames(), restarts);
+}
+
+json capture::summary() const {
+    const stream_format& client = options.client;
+    return {{"file", options.out_file},
+            {"frames", record.done},
+            {"seconds", record.seconds()},
+            {"rate", client.rate},
+            {"channels", client.channels},
+            {"bits", client.bits},
+            {"interrupted", interrupted()},
+            {"levels", record.level.levels()},
+            {"timestamp_gaps", monitor->gaps()},
+            {"overruns", monitor->overruns()},
+            {"frames_lost", monitor->lost_frames()},
+            {"restarts", restarts},
+            {"overloads", overloads ? overloads->mixed() : 0},
+            {"events", events},
+            {"chain", chain.parts()}};
+}
+
+exit_code capture::run() {
+    const auto total =
+        static_cast<std::uint64_t>(std::llround(options.seconds * options.client.rate));
+    const exit_code code =
+        record.run(&stream, options.fast ? &feeder : nullptr, total,
+                   [this](const void* block, std::uint32_t frames) { follow(block, frames); });
+    screen.clear();
+    if (code == EXIT_WRITE && record.done == 0) {
+        return code;
+    }
+    if (interrupted()) {
+        tell("interrupted");
+    }
+    for (const std::string& text : chain.warnings()) {
+        warn(text);
+    }
+    for (const card_change& change : changes.left()) {
+        warn(fmt::format("\"{}={}\" was not made: the recording had ended", change.control,
+                         change.value));
+    }
+    if (overloads) {
+        overloads->tell(record.level.at_full_scale());
+    }
+    options.json ? print_json(summary()) : print_summary();
+    return code;
+}
+
+exit_code run_capture(const capture_options& options) {
+    print_library_log(!options.quiet);
+    const std::string& file = options.card.wav_file;
+    const played_sound sound = file.empty() ? played_sound() : played_sound(file);
+    std::vector<std::string> inputs{file};
+    for (const card_change& change : options.changes) {
+        inputs.push_back(change.value);  // perhaps a path
+    }
+    simulated_card card;
+    prepare_recording(&card, options.card, sound, options.coefficients, options.out_file, inputs);
+    if (options.fast) {
+        card.step();
+    }
+    return capture(options, sound, &card).run();
+}
+
+card_change change_of(const std::string& text) {
+    card_change change{};
+    if (!parse_card_change(text, &change)) {
+        throw CLI::ValidationError("--change", '"' + text + "\" is not SECONDS:CONTROL=VALUE");
+    }
+    return change;
+}
+
+}  // namespace
+
+void add_capture_command(CLI::App* app, tool_action* action) {
+    auto options = std::make_shared<capture_options>();
+    CLI::App* capture =
+        app->add_subcommand("capture", "Record from card 70, device 70 into a WAV file");
     capture->add_option("out", options->out_file, "WAV file to write")
         ->envname("ZEL_CAPTURE_FILE")
         ->capture_default_str();
@@ -21,9 +230,6 @@ void add_stream_options(CLI::App* capture, capture_options* options) {
     add_json_flag(capture, &options->json);
     capture->add_flag("-q,--quiet", options->quiet,
                       "Don't pass the library's messages on to the standard error stream");
-}
-
-void add_simulation_options(CLI::App* capture, capture_options* options) {
     capture->add_flag("--fast", options->fast,
                       "As fast as possible instead of by the clock (simulated card)");
     capture
@@ -33,17 +239,14 @@ void add_simulation_options(CLI::App* capture, capture_options* options) {
     capture->add_option("--signal", options->card.signal,
                         "What the simulated card plays: Tones, Ramp, Chirp, Impulse, Silence");
     add_card_options(capture, &options->card, true, "");
-    add_change_option(capture, &options->changes, "Set a control of card 70 while recording");
-}
-
-}  // namespace
-
-void add_capture_command(CLI::App* app, tool_action* action) {
-    auto options = std::make_shared<capture_options>();
-    CLI::App* capture =
-        app->add_subcommand("capture", "Record from card 70, device 70 into a WAV file");
-    add_stream_options(capture, options.get());
-    add_simulation_options(capture, options.get());
+    capture
+        ->add_option_function<std::vector<std::string>>(
+            "--change",
+            [options](const std::vector<std::string>& texts) {
+                std::ranges::transform(texts, std::back_inserter(options->changes), change_of);
+            },
+            "Set a control of card 70 while recording, as \"2.5:PCM Slave Channels=6\"")
+        ->type_name("CHANGE");
     capture->footer(
         "On a terminal it shows a level meter: # up to the level (RMS), ! once a sample was at "
         "full\n"

@@ -1,178 +1,322 @@
-// Words for reports, and reports in JSON.
-
 #include "check_report.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 #include "channel_layout.h"
+#include "level_meter.h"
 #include "zel_channel_delay.h"
 
 namespace {
 
-template <typename list>
-json_value array_of(const list& values) {
-    json_value array = json_value::array();
-    for (const auto& value : values) {
-        array.append(value);
-    }
-    return array;
+constexpr const char* kSeverities[] = {"error", "warning", "note"};
+constexpr const char* kKinds[] = {"unknown", "mixing", "delay"};
+constexpr std::size_t kTitleWidth = 10;  // of a matrix row
+constexpr std::size_t kCellWidth = 16;
+constexpr double kSoundMetresPerSecond = 343;  // in air of 20 degrees Celsius
+
+const char* severity_name(severity level) {
+    return kSeverities[static_cast<std::size_t>(level)];
 }
 
-void set_place(json_value* json, const text_place& place) {
-    if (place.line > 0) {
-        json->set("line", place.line).set("column", place.column);
-    }
+const char* kind_name(file_kind kind) {
+    return kKinds[static_cast<std::size_t>(kind)];
 }
 
-void set_stream(json_value* json, const stream_request& stream, file_kind kind) {
-    json->set("channels", stream.channels);
-    if (kind == file_kind::mixing) {
-        json->set("layout", printable(stream.layout)).set("outputs", stream.outputs);
+/// `label`, then the text, broken at blanks; later lines begin under the text's first character.
+std::string wrapped(const std::string& label, const std::string& text, std::size_t width) {
+    std::string all, line = label;
+    bool first = true;
+    for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1) {
+        end = std::min(text.find(' ', begin), text.size());
+        const std::string word = text.substr(begin, end - begin);
+        if (!first && line.size() + 1 + word.size() > width) {
+            all += line + "\n";
+            line = std::string(label.size(), ' ');
+            first = true;
+        }
+        line += (first ? "" : " ") + word;
+        first = false;
     }
+    return all + line + "\n";
 }
 
-json_value decision_json(const decision& decided, file_kind kind) {
+std::string name_of(const std::vector<std::string>& names, std::size_t channel) {
+    return channel < names.size() ? names[channel] : "";
+}
+
+std::string cell(double weight) {
+    return weight == 0 ? fmt::format("{:>9}{:>7}", ".", ".")
+                       : fmt::format(fmt::runtime(std::fabs(weight) < 1000 ? "{:9.4f}{:>7}"
+                                                                           : "{:9.3g}{:>7}"),
+                                     weight, gain_db(weight));
+}
+
+/// Turned by a quarter against the file, so that many inputs still fit: a row for each input.
+std::string matrix_text(const decision& decided, std::size_t width) {
     const stream_request& stream = decided.request;
-    json_value json = json_value::object();
-    set_stream(&json, stream, kind);
-    if (kind == file_kind::delay) {
-        json.set("rate", stream.rate);
+    const auto inputs = channel_names(stream.layout);
+    const auto outputs = output_names(stream.outputs, inputs);
+    const std::size_t in_a_row = std::max<std::size_t>(1, (width - kTitleWidth) / kCellWidth);
+    std::string out;
+    for (std::size_t from = 0; from < stream.outputs; from += in_a_row) {
+        const std::size_t to = std::min<std::size_t>(from + in_a_row, stream.outputs);
+        const auto row = [&](const std::string& title, const auto& cell_of) {
+            out += fmt::format("\n{:<{}}", title, kTitleWidth);
+            for (std::size_t o = from; o < to; ++o) {
+                out += fmt::format("{:>{}}", cell_of(o), kCellWidth);
+            }
+        };
+        row("", [&](std::size_t o) {
+            const std::string name = name_of(outputs, o);
+            return fmt::format("output {}{}{}", o, name.empty() ? "" : " ", name);
+        });
+        row("  input", [](std::size_t) { return "     gain     dB"; });
+        for (std::size_t i = 0; i < stream.channels; ++i) {
+            row(fmt::format("  {:2} {}", i, name_of(inputs, i)), [&](std::size_t o) {
+                return cell(static_cast<double>(decided.weights[o * stream.channels + i]));
+            });
+        }
+        row("  sum", [&](std::size_t o) {
+            return cell(row_gain(&decided.weights[o * stream.channels], stream.channels));
+        });
+        out += "\n";
     }
-    json.set("outcome", outcome_name(decided.result))
-        .set("status", decided.status)
-        .set("used", decided.used);
+    return out;
+}
+
+std::string delays_text(const decision& decided) {
+    const stream_request& stream = decided.request;
+    const auto names = channel_names(stream.layout);
+    std::string out = "\n  channel       ms   frames   sound travels\n";
+    for (std::size_t c = 0; c < decided.delays_ms.size(); ++c) {
+        const unsigned int ms = decided.delays_ms[c];
+        out += fmt::format("  {:2} {:<5}  {:7}  {:7}  {:12.2f} m\n", c, name_of(names, c), ms,
+                           zel_channel_delay::delay_frames(ms, stream.rate),
+                           ms * kSoundMetresPerSecond / 1000);
+    }
+    return out;
+}
+
+std::string decision_head(const decision& decided, file_kind kind) {
+    const stream_request& stream = decided.request;
+    const std::string entry = fmt::format("entry {}, line {}", decided.entry, decided.place.line);
+    const std::string& outcome = decided.outcome;
+    return (kind == file_kind::mixing
+                ? mixing_stream_text(stream)
+                : fmt::format("{} at {} Hz", counted(stream.channels, "channel"), stream.rate)) +
+           ": " +
+           (outcome == "entry" || outcome == "delays" ? entry
+            : outcome == "identity"
+                ? "no usable entry, the device " + identity_text(stream.channels, stream.outputs)
+            : outcome == "silence" ? "no weights at all, the client hears silence"
+            : outcome == "bypass"  ? "no delay (bypass)" + (decided.used ? ", " + entry : "")
+                                  : fmt::format("the client's open fails with {}", decided.status));
+}
+
+std::string decision_text(const file_report& report, std::size_t width) {
+    const decision& decided = *report.decided;
+    std::string out = "\n" + wrapped("", decision_head(decided, report.kind), width);
+    if (decided.outcome == "entry" || decided.outcome == "identity") {
+        out += matrix_text(decided, width);
+    } else if (decided.outcome == "delays") {
+        out += delays_text(decided);
+    }
+    out += decided.log.empty() ? "" : "\nThe device logs:\n";
+    for (const std::string& message : decided.log) {
+        out += wrapped("  ", message, width);
+    }
+    return out;
+}
+
+std::string entries_text(const file_report& report) {
+    const bool mixing = report.kind == file_kind::mixing;
+    std::string out = mixing ? "\n entry   line   in  layout    out  weights  loudest output\n"
+                             : "\n entry   line  channels  delays  longest\n";
+    for (std::size_t i = 0; i < report.entries.size(); ++i) {
+        const entry_report& entry = report.entries[i];
+        const stream_request& serves = entry.serves;
+        const std::string peak = !entry.reachable ? "never chosen"
+                                 : !entry.usable  ? "not usable"
+                                 : mixing         ? gain_db(entry.peak) + " dB"
+                                                  : fmt::format("{:.0f} ms", entry.peak);
+        out += fmt::format("{:6} {:6}  ", i, entry.place.line) +
+               (!entry.well_formed ? "malformed"
+                : mixing           ? fmt::format("{:3}  {:<8.14}  {:3}  {:7}  {}", serves.channels,
+                                                 in_quotes(serves.layout), serves.outputs, entry.values, peak)
+                         : fmt::format("{:8}  {:6}  {}", serves.channels, entry.values, peak)) +
+               "\n";
+    }
+    return out;
+}
+
+std::string finding_text(const std::string& path, const finding& found, std::size_t width) {
+    const text_place& at = found.place;
+    const std::size_t end = found.excerpt.find('\n');
+    return fmt::format("\n{}{}: {}: {} [{}]\n", path,
+                       at.line > 0 ? fmt::format(":{}:{}", at.line, at.column) : "",
+                       severity_name(found.level), found.what, found.kind) +
+           (end == std::string::npos ? ""
+                                     : "    " + found.excerpt.substr(0, end) + "\n    " +
+                                           found.excerpt.substr(end + 1) + "\n") +
+           wrapped("    the device: ", found.device, width) +
+           wrapped("    to mend it: ", found.mend, width);
+}
+
+json place_json(const text_place& place) {
+    return place.line == 0 ? json::object() : json{{"line", place.line}, {"column", place.column}};
+}
+
+json stream_json(const stream_request& stream, file_kind kind) {
+    return kind == file_kind::mixing ? json{{"channels", stream.channels},
+                                            {"layout", printable(stream.layout)},
+                                            {"outputs", stream.outputs}}
+                                     : json{{"channels", stream.channels}};
+}
+
+json decision_json(const decision& decided, file_kind kind) {
+    const stream_request& stream = decided.request;
+    json all = stream_json(stream, kind);
+    if (kind == file_kind::delay) {
+        all["rate"] = stream.rate;
+    }
+    all.update({{"outcome", decided.outcome}, {"status", decided.status}, {"used", decided.used}});
     if (decided.entry >= 0) {
-        json.set("entry", decided.entry);
-        set_place(&json, decided.place);
+        all["entry"] = decided.entry;
+        all.update(place_json(decided.place));
     }
     if (!decided.weights.empty()) {
         const auto inputs = channel_names(stream.layout);
-        json_value rows = json_value::array();
+        all.update(
+            {{"input_names", inputs}, {"output_names", output_names(stream.outputs, inputs)}});
         const auto columns = static_cast<std::ptrdiff_t>(stream.channels);
         for (auto row = decided.weights.begin(); row != decided.weights.end(); row += columns) {
-            rows.append(array_of(std::vector<double>(row, row + columns)));
+            all["matrix"].push_back(std::vector<double>(row, row + columns));
         }
-        json.set("input_names", array_of(inputs))
-            .set("output_names", array_of(output_names(stream.outputs, inputs)))
-            .set("matrix", std::move(rows));
     }
-    if (!decided.delays_ms.empty()) {
-        json_value frames = json_value::array();
-        for (const unsigned int delay : decided.delays_ms) {
-            frames.append(zel_channel_delay::delay_frames(delay, stream.rate));
-        }
-        json.set("delays_ms", array_of(decided.delays_ms)).set("delays_frames", std::move(frames));
+    for (const unsigned int delay : decided.delays_ms) {
+        all["delays_ms"].push_back(delay);
+        all["delays_frames"].push_back(zel_channel_delay::delay_frames(delay, stream.rate));
     }
-    json.set("log", array_of(decided.log));
-    return json;
+    all["log"] = decided.log;
+    return all;
 }
 
-json_value entries_json(const file_report& report) {
-    json_value entries = json_value::array();
-    int index = 0;
-    for (const entry_report& entry : report.entries) {
-        json_value json = json_value::object();
-        json.set("entry", index++);
-        set_place(&json, entry.place);
-        json.set("well_formed", entry.well_formed);
-        if (entry.well_formed) {
-            set_stream(&json, entry.serves, report.kind);
-            json.set("values", std::uint64_t{entry.values});
-        }
-        json.set("usable", entry.usable).set("reachable", entry.reachable);
-        if (entry.usable) {
-            json.set(report.kind == file_kind::mixing ? "peak_gain" : "longest_ms", entry.peak);
-        }
-        entries.append(std::move(json));
+json entry_json(const entry_report& entry, std::size_t index, file_kind kind) {
+    json all{{"entry", index}};
+    all.update(place_json(entry.place));
+    all["well_formed"] = entry.well_formed;
+    if (entry.well_formed) {
+        all.update(stream_json(entry.serves, kind));
+        all["values"] = entry.values;
     }
-    return entries;
+    all.update({{"usable", entry.usable}, {"reachable", entry.reachable}});
+    if (entry.usable) {
+        all[kind == file_kind::mixing ? "peak_gain" : "longest_ms"] = entry.peak;
+    }
+    return all;
 }
 
-json_value findings_json(const file_report& report) {
-    json_value findings = json_value::array();
-    for (const finding& found : report.findings) {
-        json_value json = json_value::object();
-        json.set("severity", severity_name(found.level)).set("kind", found.kind);
-        set_place(&json, found.place);
-        if (found.entry >= 0) {
-            json.set("entry", found.entry);
-        }
-        json.set("problem", found.what).set("device", found.device).set("mend", found.mend);
-        findings.append(std::move(json));
+json finding_json(const finding& found) {
+    json all{{"severity", severity_name(found.level)}, {"kind", found.kind}};
+    all.update(place_json(found.place));
+    if (found.entry >= 0) {
+        all["entry"] = found.entry;
     }
-    return findings;
+    all.update({{"problem", found.what}, {"device", found.device}, {"mend", found.mend}});
+    return all;
 }
 
 }  // namespace
 
-json_value reports_json(const std::vector<file_report>& reports) {
-    json_value files = json_value::array();
-    for (const file_report& report : reports) {
-        json_value json = json_value::object();
-        json.set("file", report.path)
-            .set("kind", kind_name(report.kind))
-            .set("readable", report.readable)
-            .set("findings", findings_json(report))
-            .set("other_bad_entries", std::uint64_t{report.other_bad_entries})
-            .set("entries", entries_json(report));
-        if (report.decided) {
-            json.set("decision", decision_json(*report.decided, report.kind));
-        }
-        files.append(std::move(json));
+std::string report_text(const file_report& report, bool with_entries, std::size_t width) {
+    std::string problems;
+    for (const severity level : {severity::error, severity::warning, severity::note}) {
+        const auto count = std::ranges::count(report.findings, level, &finding::level);
+        problems += count == 0 ? ""
+                               : (problems.empty() ? "" : ", ") +
+                                     counted(static_cast<std::size_t>(count), severity_name(level));
     }
-    json_value all = json_value::object();
-    all.set("files", std::move(files));
-    return all;
+    const std::size_t entries = report.entries.size();
+    std::string out = fmt::format(
+        "{}: {}{}{}\n", report.path,
+        report.kind != file_kind::unknown ? kind_name(report.kind) + std::string(" file, ") : "",
+        entries > 0 ? fmt::format("{} {}, ", entries, entries == 1 ? "entry" : "entries") : "",
+        problems.empty() ? "no problems" : problems);
+    if (report.other_bad_entries > 0) {
+        out += fmt::format("{} for other streams with problems, which --all tells\n",
+                           report.other_bad_entries);
+    }
+    out += with_entries && entries > 0 ? entries_text(report) : "";
+    out += report.decided ? decision_text(report, width) : "";
+    for (const finding& found : report.findings) {
+        out += finding_text(report.path, found, width);
+    }
+    return out;
 }
 
-const char* severity_name(severity level) {
-    constexpr const char* kNames[] = {"error", "warning", "note"};
-    return kNames[static_cast<std::size_t>(level)];
+json reports_json(const std::vector<file_report>& reports) {
+    json files = json::array();
+    for (const file_report& report : reports) {
+        json findings = json::array(), entries = json::array();
+        for (const finding& found : report.findings) {
+            findings.push_back(finding_json(found));
+        }
+        for (const entry_report& entry : report.entries) {
+            entries.push_back(entry_json(entry, entries.size(), report.kind));
+        }
+        files.push_back({{"file", report.path},
+                         {"kind", kind_name(report.kind)},
+                         {"readable", report.readable},
+                         {"findings", findings},
+                         {"other_bad_entries", report.other_bad_entries},
+                         {"entries", entries}});
+        if (report.decided) {
+            files.back()["decision"] = decision_json(*report.decided, report.kind);
+        }
+    }
+    return {{"files", files}};
 }
 
-const char* kind_name(file_kind kind) {
-    constexpr const char* kNames[] = {"unknown", "mixing", "delay"};
-    return kNames[static_cast<std::size_t>(kind)];
-}
-
-const char* outcome_name(outcome result) {
-    constexpr const char* kNames[] = {"entry",  "identity", "silence",
-                                      "delays", "bypass",   "failure"};
-    return kNames[static_cast<std::size_t>(result)];
-}
-
-std::string counted(std::uint64_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
-std::string in_quotes(std::string_view text) {
-    return "\"" + printable(text) + "\"";
+std::string counted(std::size_t count, const std::string& noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
 std::string mixing_stream_text(const stream_request& stream) {
-    return counted(stream.channels, "channel") + " (" + in_quotes(stream.layout) + ") to " +
-           std::to_string(stream.outputs);
+    return fmt::format("{} ({}) to {}", counted(stream.channels, "channel"),
+                       in_quotes(stream.layout), stream.outputs);
 }
 
 std::string identity_text(unsigned int inputs, unsigned int outputs) {
-    const std::string head = "mixes by the identity matrix instead: ";
-    if (inputs == outputs) {
-        return head + "every channel passes unchanged";
-    }
     const unsigned int passed = std::min(inputs, outputs);
-    const std::string pass = passed == 1 ? "channel 0 passes"
-                             : passed == 2
-                                 ? "channels 0 and 1 pass"
-                                 : "channels 0 to " + std::to_string(passed - 1) + " pass";
-    return head + pass + " unchanged, the other " +
-           (inputs > outputs ? "inputs are lost" : "outputs are silent");
+    return "mixes by the identity matrix instead: " +
+           (inputs == outputs ? "every channel passes unchanged"
+                              : (passed == 1   ? "channel 0 passes"
+                                 : passed == 2 ? "channels 0 and 1 pass"
+                                               : fmt::format("channels 0 to {} pass", passed - 1)) +
+                                    " unchanged, the other " +
+                                    (inputs > outputs ? "inputs are lost" : "outputs are silent"));
 }
 
-std::string decibels(double gain) {
-    const double db = 20 * std::log10(std::fabs(gain));
-    char text[40];
-    std::snprintf(text, sizeof(text), "%.1f dB", std::fabs(db) < 0.05 ? 0 : db);
-    return text;
+double row_gain(const float* weights, std::size_t inputs) {
+    double sum = 0;
+    for (std::size_t i = 0; i < inputs; ++i) {
+        sum += std::fabs(static_cast<double>(weights[i]));
+    }
+    return sum;
+}
+
+/// A sample goes from -32768 to 32767, and the mix drops fractions.
+bool row_can_wrap(const float* weights, std::size_t inputs) {
+    double highest = 0, lowest = 0;
+    for (std::size_t i = 0; i < inputs; ++i) {
+        const double weight = weights[i];
+        highest += weight * (weight > 0 ? 32767 : -32768);
+        lowest += weight * (weight > 0 ? -32768 : 32767);
+    }
+    return highest >= 32768 || lowest <= -32769;
+}
+
+std::string gain_db(double gain) {
+    return decibels_text(20 * std::log10(std::fabs(gain)));
 }

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "coefficient_text.h"
-#include "json_value.h"
+#include "json_output.h"
 
 // What `zel-fc check` finds out about a coefficient file.
 
@@ -37,19 +36,12 @@ struct finding {
     std::string excerpt;  ///< the line and a caret, where that helps; else empty
 };
 
-enum class outcome {
-    entry,     ///< mixes by the entry's weights
-    identity,  ///< mixes by the identity matrix
-    silence,   ///< mixes by zeros
-    delays,    ///< delays by the entry's delays
-    bypass,    ///< delays nothing
-    failure    ///< the stage cannot be built, the client's open fails
-};
-
 /// What the device does for one stream.
 struct decision {
     stream_request request;
-    outcome result = outcome::failure;
+    /// "entry", "identity" or "silence" for mixing, "delays" or "bypass"; "failure": the stage
+    /// cannot be built, and the client's open fails.
+    std::string outcome = "failure";
     int status = 0;                       ///< of building the stage, 0 or a negative error number
     bool used = false;                    ///< the stage goes by the file, not by a fallback
     int entry = -1;                       ///< index of the entry that decided, -1: none
@@ -84,15 +76,10 @@ struct file_report {
 /// For people; `width` is where long texts are broken.
 std::string report_text(const file_report& report, bool with_entries, std::size_t width);
 /// For machines.
-json_value reports_json(const std::vector<file_report>& reports);
+json reports_json(const std::vector<file_report>& reports);
 
-const char* severity_name(severity level);
-const char* kind_name(file_kind kind);
-const char* outcome_name(outcome result);
 /// "1 weight", "2 weights".
-std::string counted(std::uint64_t count, const std::string& noun);
-/// Text in double quotes, as `printable` shows it.
-std::string in_quotes(std::string_view text);
+std::string counted(std::size_t count, const std::string& noun);
 /// "6 channels ("5.1") to 2".
 std::string mixing_stream_text(const stream_request& stream);
 /// What the identity matrix does to these channels.
@@ -104,5 +91,5 @@ std::string identity_text(unsigned int inputs, unsigned int outputs);
 double row_gain(const float* weights, std::size_t inputs);
 /// True when inputs at full scale can make a sum that a 16-bit sample can't hold.
 bool row_can_wrap(const float* weights, std::size_t inputs);
-/// A gain as "-3.0 dB"; "-inf dB" for 0.
-std::string decibels(double gain);
+/// A gain as "-3.0"; "-inf" for 0.
+std::string gain_db(double gain);

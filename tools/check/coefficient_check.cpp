@@ -1,12 +1,10 @@
 #include "coefficient_check.h"
 
 #include <android/log.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
@@ -57,31 +55,26 @@ const file_rules& rules_of(file_kind kind) {
     return kind == file_kind::delay ? delay : mixing;
 }
 
-std::string fallback_of(file_kind kind) {
-    return kind == file_kind::delay ? "delays no channel (bypass)"
-                                    : "mixes by the identity matrix instead";
+std::string lower(std::string text) {
+    std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
 }
 
 /// By the first of the members' names in the text, so that a broken file has a kind, too; else by
 /// the file's name.
 file_kind guess_kind(const std::string& path, std::string_view text) {
-    const std::string name = std::filesystem::path(path).filename().string();
-    std::size_t first = std::string::npos;
-    file_kind found = strcasestr(name.c_str(), "mixing") != nullptr  ? file_kind::mixing
-                      : strcasestr(name.c_str(), "delay") != nullptr ? file_kind::delay
-                                                                     : file_kind::unknown;
-    for (const file_kind kind : {file_kind::mixing, file_kind::delay}) {
-        for (const char* member : {rules_of(kind).enable, rules_of(kind).body}) {
-            const std::string content(text);
-            const std::string wanted = std::string("\"") + member + "\"";
-            const char* const at = strcasestr(content.c_str(), wanted.c_str());
-            if (at != nullptr && static_cast<std::size_t>(at - content.c_str()) < first) {
-                first = static_cast<std::size_t>(at - content.c_str());
-                found = kind;
-            }
-        }
-    }
-    return found;
+    const std::string content = lower(std::string(text));
+    const std::string name = lower(std::filesystem::path(path).filename());
+    const auto first = [&](file_kind kind) {
+        return std::min(content.find('"' + lower(rules_of(kind).enable) + '"'),
+                        content.find('"' + lower(rules_of(kind).body) + '"'));
+    };
+    const std::size_t mixing = first(file_kind::mixing), delay = first(file_kind::delay);
+    return mixing < delay                             ? file_kind::mixing
+           : delay < mixing                           ? file_kind::delay
+           : name.find("mixing") != std::string::npos ? file_kind::mixing
+           : name.find("delay") != std::string::npos  ? file_kind::delay
+                                                      : file_kind::unknown;
 }
 
 /// "an array", "the string "x"", and other scalars as they are written.
@@ -95,9 +88,11 @@ std::string value_text(const json_node& node) {
 double value_of(const json_node& number) {
     return std::strtod(number.text.c_str(), nullptr);
 }
+
 bool has_fraction(const json_node& number) {
     return value_of(number) != std::trunc(value_of(number));
 }
+
 /// The integer part of a count that a stream can have, or 0.
 unsigned int count_of(const json_node& number) {
     const double whole = std::trunc(value_of(number));
@@ -105,23 +100,24 @@ unsigned int count_of(const json_node& number) {
                ? static_cast<unsigned int>(whole)
                : 0;
 }
+
 std::string whole_text(double value) {
-    char text[40];
-    std::snprintf(text, sizeof(text), "%.0f", std::trunc(value) + 0.0);
-    return printable(text);
+    return printable(fmt::format("{:.0f}", std::trunc(value) + 0.0));
 }
+
 std::string channel_text(const char* side, std::size_t channel,
                          const std::vector<std::string>& names) {
-    return side + std::to_string(channel) +
-           (channel < names.size() ? " (" + names[channel] + ")" : "");
+    return fmt::format("{} {}{}", side, channel,
+                       channel < names.size() ? " (" + names[channel] + ")" : "");
 }
-/// The names of an object's members, for someone who looks for a slip.
-std::string members_text(const json_node& object) {
+
+/// "owner has no "member"; there are ...", for someone who looks for a slip.
+std::string missing_text(const std::string& owner, const char* member, const json_node& object) {
     std::string all;
     for (std::size_t k = 0; k < object.children.size() && k < 6; ++k) {
-        all += (all.empty() ? "" : ", ") + in_quotes(object.children[k].name);
+        all += (all.empty() ? "; there are " : ", ") + in_quotes(object.children[k].name);
     }
-    return all.empty() ? "" : "; there are " + all;
+    return fmt::format("{} has no {}{}", owner, in_quotes(member), all);
 }
 
 class file_check {
@@ -135,28 +131,27 @@ class file_check {
     file_report run();
 
   private:
+    bool mixing() const { return report.kind == file_kind::mixing; }
+    entry_report& entry() { return report.entries.back(); }
+    /// Without the file, or without the entry that is looked at.
+    std::string fallback() const;
     void add(severity level, const char* kind, std::size_t at, const std::string& what,
-             const std::string& device, const std::string& mend) {
-        report.findings.push_back({level, kind, report.readable ? text.place(at) : text_place{},
-                                   index, what, device, mend, ""});
-    }
+             const std::string& mend, const std::string& device);
     void add_error(const char* kind, std::size_t at, const std::string& what,
                    const std::string& mend) {
-        add(severity::error, kind, at, what, fallback(), mend);
+        add(severity::error, kind, at, what, mend, fallback());
     }
-    std::string fallback() const { return fallback_of(report.kind); }
-    bool mixing() const { return report.kind == file_kind::mixing; }
 
     void check_reading();
     void check_syntax();
     void check_document();
+    void check_entries();
     void check_duplicate_members(const json_node& object);
     void check_entry(const json_node& node);
     bool is_well_formed(const json_node& node);
     bool is_requestable(const json_node& node);
-    int search(const stream_request& stream, cJSON** params);
     void explain_hidden(int first, std::size_t at);
-    void check_values(const json_node& node, const cJSON* params, int status);
+    bool layout_fits(const json_node& layout);
     void check_weights(const json_node& values, const cJSON* params);
     void check_delays(const json_node& values, const cJSON* params);
     void decide();
@@ -172,6 +167,22 @@ class file_check {
     zel_channel_mixing mixing_stage;
     zel_channel_delay delay_stage;
 };
+
+std::string file_check::fallback() const {
+    if (!mixing()) {
+        return "delays no channel (bypass)";
+    }
+    const bool of_entry = index >= 0 && report.entries.back().well_formed;
+    return of_entry ? identity_text(report.entries.back().serves.channels,
+                                    report.entries.back().serves.outputs)
+                    : "mixes by the identity matrix instead";
+}
+
+void file_check::add(severity level, const char* kind, std::size_t at, const std::string& what,
+                     const std::string& mend, const std::string& device) {
+    report.findings.push_back({level, kind, report.readable ? text.place(at) : text_place{}, index,
+                               what, device, mend, ""});
+}
 
 file_report file_check::run() {
     if (request.stream && report.kind != file_kind::unknown) {
@@ -192,30 +203,29 @@ file_report file_check::run() {
         explain_decision();
         keep_the_streams_findings();
     }
-    std::stable_sort(report.findings.begin(), report.findings.end(),
-                     [](const finding& a, const finding& b) {
-                         return std::pair(a.place.line, a.place.column) <
-                                std::pair(b.place.line, b.place.column);
-                     });
+    std::ranges::stable_sort(report.findings, {}, [](const finding& found) {
+        return std::pair(found.place.line, found.place.column);
+    });
     return std::move(report);
 }
 
 void file_check::check_reading() {
-    const bool too_large = text.status() == zel_text_status::too_large;
-    add(severity::error, too_large ? "too_large" : "not_readable", 0,
-        too_large ? "larger than " + std::to_string(kZelMaxTextFileBytes) + " bytes"
-                  : "cannot be read as a file",
-        mixing() && !too_large ? "mixes to silence when the stream opens" : fallback(),
-        too_large ? "remove entries that no stream needs"
-                  : "check path, permissions and that it is a regular file");
+    if (text.status() == zel_text_status::too_large) {
+        add_error("too_large", 0, fmt::format("larger than {} bytes", kZelMaxTextFileBytes),
+                  "remove entries that no stream needs");
+    } else {
+        add(severity::error, "not_readable", 0, "cannot be read as a file",
+            "check path, permissions and that it is a regular file",
+            mixing() ? "mixes to silence when the stream opens" : fallback());
+    }
 }
 
 /// The device's own parser takes some texts that are no JSON.
 void file_check::check_syntax() {
     const syntax_fault& fault = text.fault();
     const bool taken = text.device_root() != nullptr;
-    add(taken ? severity::warning : severity::error, "syntax", fault.at, fault.what,
-        taken ? "reads it all the same; other programs do not" : fallback(), fault.mend);
+    add(taken ? severity::warning : severity::error, "syntax", fault.at, fault.what, fault.mend,
+        taken ? "reads it all the same; other programs do not" : fallback());
     report.findings.back().excerpt = text.excerpt(fault.at);
 }
 
@@ -223,7 +233,7 @@ void file_check::check_document() {
     const json_node& root = text.root();
     if (text.rest() < text.text().size()) {
         add(severity::warning, "trailing_text", text.rest(), "text behind the end of the document",
-            "ignores it", "remove it");
+            "remove it", "ignores it");
     }
     if (root.kind != type::object) {
         add_error("not_an_object", root.at,
@@ -235,8 +245,7 @@ void file_check::check_document() {
     const file_rules& rules = rules_of(report.kind);
     const json_node* enable = root.find(rules.enable);
     if (enable == nullptr) {
-        add_error("enable_missing", root.at,
-                  "the file has no " + in_quotes(rules.enable) + members_text(root),
+        add_error("enable_missing", root.at, missing_text("the file", rules.enable, root),
                   "add " + in_quotes(rules.enable) + ": true");
     } else if (enable->text != "true" || enable->kind != type::boolean) {
         add_error("disabled", enable->at, in_quotes(rules.enable) + " is " + value_text(*enable),
@@ -244,31 +253,32 @@ void file_check::check_document() {
     }
     body = root.find(rules.body);
     if (body == nullptr) {
-        add_error("body_missing", root.at,
-                  "the file has no " + in_quotes(rules.body) + members_text(root),
+        add_error("body_missing", root.at, missing_text("the file", rules.body, root),
                   "add " + in_quotes(rules.body) + " with an array of entries");
-        return;
-    }
-    if (body->children.empty()) {
+    } else if (body->children.empty()) {
         add_error("body_empty", body->at,
                   in_quotes(rules.body) +
                       (body->kind == type::array
                            ? " has no entries"
                            : " is " + value_text(*body) + " instead of an array of entries"),
                   "add an entry for each stream");
-        return;
+    } else {
+        check_entries();
     }
+}
+
+void file_check::check_entries() {
     if (body->children.size() > kMostEntries) {
         add(severity::warning, "too_many_entries", body->at,
-            std::to_string(body->children.size()) + " entries, of which " +
-                std::to_string(kMostEntries) + " are checked, and the stream's own",
-            "goes through them for each stream", "remove entries that no stream needs");
+            fmt::format("{} entries, of which {} are checked, and the stream's own",
+                        body->children.size(), kMostEntries),
+            "remove entries that no stream needs", "goes through them for each stream");
     }
     for (const json_node& node : body->children) {
         index = static_cast<int>(report.entries.size());
         report.entries.emplace_back().place = text.place(node.at);
-        const bool decides = report.decided && report.decided->entry == index;
-        if (report.entries.size() <= kMostEntries || decides) {
+        if (report.entries.size() <= kMostEntries ||
+            (report.decided && report.decided->entry == index)) {
             check_entry(node);
         }
     }
@@ -278,13 +288,10 @@ void file_check::check_document() {
 void file_check::check_duplicate_members(const json_node& object) {
     std::set<std::string> names;
     for (const json_node& member : object.children) {
-        std::string name = member.name;
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (object.kind == type::object && !names.insert(name).second) {
+        if (object.kind == type::object && !names.insert(lower(member.name)).second) {
             add(severity::warning, "duplicate_member", member.name_at,
-                "a second member " + in_quotes(member.name),
-                "takes the first one; letter case does not count", "remove one of them");
+                "a second member " + in_quotes(member.name), "remove one of them",
+                "takes the first one; letter case does not count");
             return;
         }
     }
@@ -292,187 +299,173 @@ void file_check::check_duplicate_members(const json_node& object) {
 
 void file_check::check_entry(const json_node& node) {
     check_duplicate_members(node);
-    entry_report& entry = report.entries.back();
     const json_node* values = node.find(kValues);
-    entry.values = values != nullptr ? values->children.size() : 0;
-    entry.well_formed = is_well_formed(node);
-    if (!entry.well_formed) {
+    entry().values = values != nullptr ? values->children.size() : 0;
+    if (!is_well_formed(node)) {
         return;
     }
-    entry.serves.channels = count_of(*node.find(kChannels));
+    entry().well_formed = true;
+    stream_request& serves = entry().serves;
+    serves.channels = count_of(*node.find(kChannels));
     if (mixing()) {
-        entry.serves.layout = node.find(kLayout)->text;
-        entry.serves.outputs = count_of(*node.find(kOutputs));
+        serves.layout = node.find(kLayout)->text;
+        serves.outputs = count_of(*node.find(kOutputs));
     }
     if (!is_requestable(node)) {
         return;
     }
+    // The device's own search for that stream.
     cJSON* params = nullptr;
-    const int status = search(entry.serves, &params);
+    const int status =
+        mixing() ? mixing_stage.search_coefficient(text.device_root(), serves.channels,
+                                                   serves.layout, serves.outputs, &params)
+                 : delay_stage.search_coefficient(text.device_root(), serves.channels, &params);
     const int first = mixing() ? mixing_stage.entry() : delay_stage.entry();
-    entry.reachable = first == index;
-    if (entry.reachable) {
-        check_values(node, params, status);
-    } else if (first >= 0) {
-        explain_hidden(first, node.at);
+    entry().reachable = first == index;
+    if (first != index) {
+        first >= 0 ? explain_hidden(first, node.at) : void();
+    } else if (mixing() && !layout_fits(*node.find(kLayout))) {
+        return;
+    } else if (status == 0) {
+        mixing() ? check_weights(*values, params) : check_delays(*values, params);
+    } else {
+        const std::size_t wanted = std::size_t{serves.channels} * (mixing() ? serves.outputs : 1);
+        const std::string found = counted(entry().values, mixing() ? "weight" : "delay");
+        const bool rows = mixing() && values != nullptr && !values->children.empty() &&
+                          values->children[0].kind == type::array;
+        add_error(
+            mixing() ? "weight_count" : "delay_count", values == nullptr ? node.at : values->at,
+            values == nullptr ? missing_text("the entry", kValues, node)
+            : mixing()
+                ? fmt::format("{} where {} x {} take {}", found, counted(serves.channels, "input"),
+                              counted(serves.outputs, "output"), wanted)
+                : fmt::format("{} for {}", found, counted(serves.channels, "channel")),
+            (mixing() ? fmt::format("write one row of {} for each output{}", serves.channels,
+                                    rows ? ", without brackets of its own" : "")
+                      : "write one delay in whole milliseconds for each channel") +
+                (entry().values > wanted ? "; 2,5 is two numbers" : ""));
     }
 }
 
 bool file_check::is_well_formed(const json_node& node) {
     const std::string owner = "entry " + std::to_string(index);
-    const std::string ends = "gives up the search here and " + fallback() +
-                             ", for every stream that no earlier entry serves";
+    const auto fault = [&](const char* kind, std::size_t at, const std::string& what,
+                           const std::string& mend) {
+        add(severity::error, kind, at, what, mend,
+            "gives up the search here and " + fallback() +
+                ", for every stream that no earlier entry serves");
+        return false;
+    };
     for (const required_member& wanted : rules_of(report.kind).members) {
         const json_node* member = node.find(wanted.name);
         if (node.kind != type::object) {
-            add(severity::error, wanted.finding, node.at,
-                owner + " is " + value_text(node) + " instead of an object", ends,
+            return fault(
+                wanted.finding, node.at,
+                owner + " is " + value_text(node) + " instead of an object",
                 "write each entry in braces, and all of them in square brackets: [{...}, {...}]");
-        } else if (member == nullptr) {
-            add(severity::error, wanted.finding, node.at,
-                owner + " has no " + in_quotes(wanted.name) + members_text(node), ends,
-                "add " + in_quotes(wanted.name) + " with " + wanted.example);
-        } else if (member->kind != wanted.kind) {
-            add(severity::error, wanted.finding, member->at,
-                in_quotes(wanted.name) + " is " + value_text(*member) + " instead of a " +
-                    (wanted.kind == type::number ? "number" : "string"),
-                ends, std::string("write ") + wanted.example);
-        } else {
-            continue;
         }
-        return false;
+        if (member == nullptr) {
+            return fault(wanted.finding, node.at, missing_text(owner, wanted.name, node),
+                         fmt::format("add \"{}\" with {}", wanted.name, wanted.example));
+        }
+        if (member->kind != wanted.kind) {
+            return fault(
+                wanted.finding, member->at,
+                fmt::format("\"{}\" is {} instead of a {}", wanted.name, value_text(*member),
+                            wanted.kind == type::number ? "number" : "string"),
+                std::string("write ") + wanted.example);
+        }
     }
     return true;
 }
 
 bool file_check::is_requestable(const json_node& node) {
-    const stream_request& serves = report.entries.back().serves;
-    const bool card = serves.channels == 0;
-    if (card || (mixing() && (serves.outputs == 0 || serves.outputs > kMostOutputs))) {
-        const json_node& wrong = *node.find(card ? kChannels : kOutputs);
-        add(severity::warning, "never_requested", wrong.at,
-            std::string("no ") + (card ? "card" : "client") + " has " + value_text(wrong) +
-                " channels",
-            "never chooses this entry",
-            card ? "write the card's channel count, 1 or more"
-                 : "write the client's channel count, 1 to " + std::to_string(kMostOutputs));
-        return false;
-    }
-    for (const char* name : {kChannels, kOutputs}) {
-        const json_node* count = node.find(name);
-        if (count != nullptr && count->kind == type::number && has_fraction(*count) &&
-            (mixing() || name == kChannels)) {
-            add(severity::warning, "fraction", count->at,
-                in_quotes(name) + " is " + value_text(*count) + ", not a whole number",
-                "drops the fraction: " + whole_text(value_of(*count)),
-                "write " + whole_text(value_of(*count)));
+    for (const required_member& wanted : rules_of(report.kind).members) {
+        const json_node& count = *node.find(wanted.name);
+        const bool card = wanted.name == kChannels;
+        const unsigned int most = card ? std::numeric_limits<unsigned int>::max() : kMostOutputs;
+        if (wanted.kind != type::number) {
+            continue;
+        }
+        if (count_of(count) == 0 || count_of(count) > most) {
+            add(severity::warning, "never_requested", count.at,
+                fmt::format("no {} has {} channels", card ? "card" : "client", value_text(count)),
+                card ? "write the card's channel count, 1 or more"
+                     : fmt::format("write the client's channel count, 1 to {}", most),
+                "never chooses this entry");
+            return false;
+        }
+        if (has_fraction(count)) {
+            const std::string whole = whole_text(value_of(count));
+            add(severity::warning, "fraction", count.at,
+                fmt::format("\"{}\" is {}, not a whole number", wanted.name, value_text(count)),
+                "write " + whole, "drops the fraction: " + whole);
         }
     }
     return true;
 }
 
-/// The device's search for a stream.
-int file_check::search(const stream_request& stream, cJSON** params) {
-    return mixing() ? mixing_stage.search_coefficient(text.device_root(), stream.channels,
-                                                      stream.layout, stream.outputs, params)
-                    : delay_stage.search_coefficient(text.device_root(), stream.channels, params);
-}
-
 /// Of all streams that match an entry, the one with its very layout matches the fewest others.
 void file_check::explain_hidden(int first, std::size_t at) {
     const entry_report& other = report.entries[static_cast<std::size_t>(first)];
-    const std::string name =
-        "entry " + std::to_string(first) + " (line " + std::to_string(other.place.line) + ")";
+    const std::string name = fmt::format("entry {} (line {})", first, other.place.line);
     const std::string never = "this entry can never be chosen: ";
-    const std::string& layout = report.entries.back().serves.layout;
+    const std::string& layout = entry().serves.layout;
     if (!other.well_formed) {
         add(severity::warning, "behind_malformed", at, never + name + " before it is malformed",
-            "gives up at " + name, "mend that entry");
+            "mend that entry", "gives up at " + name);
     } else if (other.serves.layout == layout) {
         add(severity::warning, "duplicate_entry", at, never + name + " serves the same stream",
-            "chooses " + name, "remove one of the two");
+            "remove one of the two", "chooses " + name);
     } else {
         add(severity::warning, "hidden_by_prefix", at,
-            never + "layout " + in_quotes(other.serves.layout) + " of " + name + " begins with " +
-                in_quotes(layout),
-            "compares no more characters than the card's layout name has, and chooses " + name,
-            "move this entry before " + name);
+            fmt::format("{}layout {} of {} begins with {}", never, in_quotes(other.serves.layout),
+                        name, in_quotes(layout)),
+            "move this entry before " + name,
+            "compares no more characters than the card's layout name has, and chooses " + name);
     }
 }
 
-void file_check::check_values(const json_node& node, const cJSON* params, int status) {
-    entry_report& entry = report.entries.back();
-    const stream_request& serves = entry.serves;
-    const json_node* values = node.find(kValues);
-    const std::string head = values == nullptr ? "no \"Parameters\"" + members_text(node) : "";
-    const std::size_t at = values == nullptr ? node.at : values->at;
-    if (mixing()) {
-        const std::string& layout = serves.layout;
-        const unsigned int stands_for = zel_channel_mixing::channel_count(layout);
-        if (stands_for > serves.channels) {
-            add(severity::error, "layout_too_large", node.find(kLayout)->at,
-                "layout " + in_quotes(layout) + " stands for " + counted(stands_for, "channel") +
-                    ", but \"InputChannel\" is " + std::to_string(serves.channels),
-                identity_text(serves.channels, serves.outputs),
-                "make \"InputChannel\" " + std::to_string(stands_for) + ", or correct the layout");
-            return;
-        }
-        if (std::none_of(card_layouts().begin(), card_layouts().end(),
-                         [&](const std::string& usual) { return layout.starts_with(usual); }) ||
-            layout.find_first_not_of("0123456789.") != std::string::npos) {
-            add(severity::note, "unknown_layout", node.find(kLayout)->at,
-                "layout " + in_quotes(layout) + " is none of the usual ones",
-                "compares it with the card's \"PCM Channel Layout\", letter by letter",
-                "compare it with the card's items: zel-fc controls");
-        }
-        if (status == 0) {
-            check_weights(*values, params);
-            return;
-        }
-        const std::size_t row = serves.channels;
-        add(severity::error, "weight_count", at,
-            !head.empty()
-                ? head
-                : counted(entry.values, "weight") + " where " + counted(serves.channels, "input") +
-                      " x " + counted(serves.outputs, "output") + " take " +
-                      std::to_string(row * serves.outputs),
-            identity_text(serves.channels, serves.outputs),
-            "write one row of " + std::to_string(row) + " for each output" +
-                (values != nullptr && !values->children.empty() &&
-                         values->children[0].kind == type::array
-                     ? ", without brackets of its own"
-                     : "") +
-                (entry.values > row * serves.outputs ? "; 0,5 is two numbers" : ""));
-    } else if (status == 0) {
-        check_delays(*values, params);
-    } else {
-        add_error("delay_count", at,
-                  !head.empty() ? head
-                                : counted(entry.values, "delay") + " for " +
-                                      counted(serves.channels, "channel"),
-                  std::string("write one delay in whole milliseconds for each channel") +
-                      (entry.values > serves.channels ? "; 2,5 is two numbers" : ""));
+bool file_check::layout_fits(const json_node& node) {
+    const std::string& layout = entry().serves.layout;
+    const unsigned int channels = entry().serves.channels;
+    const unsigned int stands_for = zel_channel_mixing::channel_count(layout);
+    if (stands_for > channels) {
+        add_error("layout_too_large", node.at,
+                  fmt::format("layout {} stands for {}, but \"InputChannel\" is {}",
+                              in_quotes(layout), counted(stands_for, "channel"), channels),
+                  fmt::format("make \"InputChannel\" {}, or correct the layout", stands_for));
+        return false;
     }
+    const auto begins = [&](const std::string& usual) { return layout.starts_with(usual); };
+    if (std::ranges::none_of(card_layouts(), begins) ||
+        layout.find_first_not_of("0123456789.") != std::string::npos) {
+        add(severity::note, "unknown_layout", node.at,
+            "layout " + in_quotes(layout) + " is none of the usual ones",
+            "compare it with the card's items: zel-fc controls",
+            "compares it with the card's \"PCM Channel Layout\", letter by letter");
+    }
+    return true;
 }
 
 void file_check::check_weights(const json_node& values, const cJSON* params) {
-    entry_report& entry = report.entries.back();
-    const stream_request& serves = entry.serves;
+    const stream_request& serves = entry().serves;
     const auto inputs = channel_names(serves.layout);
     const auto outputs = output_names(serves.outputs, inputs);
     std::vector<float> weights(std::size_t{serves.channels} * serves.outputs);
     const cJSON* wrong = zel_channel_mixing::fill_matrix(params, weights.data());
-    entry.usable = wrong == nullptr;
+    entry().usable = wrong == nullptr;
     if (wrong != nullptr) {
         std::size_t k = 0;
         for (const cJSON* before = params->child; before != wrong; before = before->next) {
             ++k;
         }
         const json_node& value = values.children[k];
-        add(severity::error, "weight_value", value.at,
-            "the weight of " + channel_text("input ", k % serves.channels, inputs) + " in " +
-                channel_text("output ", k / serves.channels, outputs) + " is " + value_text(value),
-            identity_text(serves.channels, serves.outputs),
+        add_error(
+            "weight_value", value.at,
+            fmt::format("the weight of {} in {} is {}",
+                        channel_text("input", k % serves.channels, inputs),
+                        channel_text("output", k / serves.channels, outputs), value_text(value)),
             value.kind == type::number
                 ? "write a gain that a 32-bit float can hold; 1 is unity"
                 : "write a number without quotes and brackets; 1 is unity gain, 0 is off");
@@ -484,54 +477,53 @@ void file_check::check_weights(const json_node& values, const cJSON* params) {
         const float* row = weights.data() + o * serves.channels;
         wraps = wraps || row_can_wrap(row, serves.channels);
         const double gain = row_gain(row, serves.channels);
-        loudest = gain > entry.peak ? o : loudest;
-        entry.peak = std::max(entry.peak, gain);
+        loudest = gain > entry().peak ? o : loudest;
+        entry().peak = std::max(entry().peak, gain);
     }
-    const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
+    const auto [least, most] = std::ranges::minmax(weights);
     if (wraps) {
-        char sum[40], factor[40];
-        std::snprintf(sum, sizeof(sum), "%.6g (+%s)", entry.peak, decibels(entry.peak).c_str());
-        std::snprintf(factor, sizeof(factor), "%.3g", 0.999 / entry.peak);
         add(severity::warning, "overflow", values.children[loudest * serves.channels].at,
-            "the weights of " + channel_text("output ", loudest, outputs) + " add up to " + sum,
-            "lets loud 16-bit samples wrap round, a crackle at full scale, and clips 32-bit ones",
-            *least >= 0 && *most >= 20   ? "these look like percent: write 0.7 for 70"
-            : *most <= 0 && *least <= -1 ? "these look like decibels: write 0.7079 for -3, 1 for 0"
-                                         : "multiply the whole matrix by " + std::string(factor) +
-                                               ", which keeps the balance");
+            fmt::format("the weights of {} add up to {:.6g} (+{} dB)",
+                        channel_text("output", loudest, outputs), entry().peak,
+                        gain_db(entry().peak)),
+            least >= 0 && most >= 20   ? "these look like percent: write 0.7 for 70"
+            : most <= 0 && least <= -1 ? "these look like decibels: write 0.7079 for -3, 1 for 0"
+                                       : fmt::format("multiply the whole matrix by {:.3g}, which "
+                                                     "keeps the balance",
+                                                     0.999 / entry().peak),
+            "lets loud 16-bit samples wrap round, a crackle at full scale, and clips 32-bit ones");
     }
 }
 
 void file_check::check_delays(const json_node& values, const cJSON* params) {
-    entry_report& entry = report.entries.back();
-    std::vector<unsigned int> delays(entry.serves.channels);
+    std::vector<unsigned int> delays(entry().serves.channels);
     const cJSON* wrong = zel_channel_delay::fill_table(params, delays.data());
-    entry.usable = wrong == nullptr;
-    entry.peak = wrong != nullptr ? 0 : *std::max_element(delays.begin(), delays.end());
+    entry().usable = wrong == nullptr;
+    entry().peak = wrong != nullptr ? 0 : std::ranges::max(delays);
     std::size_t channel = 0;
     for (const cJSON* value = params->child; value != wrong; value = value->next, ++channel) {
         const json_node& written = values.children[channel];
+        const double ms = value_of(written);
         if (has_fraction(written)) {
-            const double ms = value_of(written);
             add(severity::warning, "fraction", written.at,
-                "the delay of channel " + std::to_string(channel) + " is " + value_text(written) +
-                    " ms, not a whole number",
-                "drops the fraction: " + whole_text(std::fabs(ms)) + " ms",
+                fmt::format("the delay of channel {} is {} ms, not a whole number", channel,
+                            value_text(written)),
                 ms > 0 && ms < 1 ? "write milliseconds, if this is in seconds"
-                                 : "write whole milliseconds");
+                                 : "write whole milliseconds",
+                fmt::format("drops the fraction: {} ms", whole_text(std::fabs(ms))));
         }
     }
     if (wrong != nullptr) {
         const json_node& value = values.children[channel];
         const bool number = value.kind == type::number;
         add_error("delay_value", value.at,
-                  "the delay of channel " + std::to_string(channel) + " is " + value_text(value) +
-                      (number ? " ms" : ""),
-                  !number ? "write milliseconds as a number without quotes"
-                  : value_of(value) < 0
-                      ? "to bring a channel forward, delay the others"
-                      : "write 0 to " + std::to_string(zel_channel_delay::kMaxDelayMs) +
-                            " ms; if this is in frames, divide by the rate in kHz");
+                  fmt::format("the delay of channel {} is {}{}", channel, value_text(value),
+                              number ? " ms" : ""),
+                  !number               ? "write milliseconds as a number without quotes"
+                  : value_of(value) < 0 ? "to bring a channel forward, delay the others"
+                                        : fmt::format("write 0 to {} ms; if this is in frames, "
+                                                      "divide by the rate in kHz",
+                                                      zel_channel_delay::kMaxDelayMs));
     }
 }
 
@@ -539,10 +531,11 @@ void file_check::decide() {
     const stream_request& stream = *request.stream;
     decision& decided = report.decided.emplace();
     decided.request = stream;
-    const auto keep = [&](const taken_coefficients& taken) {
+    const auto keep = [&](const taken_coefficients& taken, const char* outcome) {
         decided.status = taken.status;
         decided.used = taken.used;
         decided.entry = taken.entry;
+        decided.outcome = taken.status == 0 ? outcome : "failure";
         for (const library_message& message : taken.log) {
             if (message.priority >= ANDROID_LOG_INFO) {
                 decided.log.push_back(printable(without_origin(message.text), 160));
@@ -552,21 +545,12 @@ void file_check::decide() {
     if (mixing()) {
         const taken_weights taken =
             take_weights(report.path, stream.layout, stream.channels, stream.outputs);
-        keep(taken);
         decided.weights = taken.weights;
-        decided.result = taken.status != 0 ? outcome::failure
-                         : taken.used      ? outcome::entry
-                         : taken.silent()  ? outcome::silence
-                                           : outcome::identity;
+        keep(taken, taken.used ? "entry" : taken.silent() ? "silence" : "identity");
     } else {
         const taken_delays taken = take_delays(report.path, stream.channels, stream.rate);
-        keep(taken);
         decided.delays_ms = taken.ms;
-        decided.result =
-            taken.status != 0 ? outcome::failure
-            : std::any_of(taken.ms.begin(), taken.ms.end(), [](unsigned int ms) { return ms > 0; })
-                ? outcome::delays
-                : outcome::bypass;
+        keep(taken, std::ranges::count(taken.ms, 0U) < std::ssize(taken.ms) ? "delays" : "bypass");
     }
 }
 
@@ -576,23 +560,23 @@ void file_check::explain_decision() {
     const auto ours = [&](const finding& found) {
         return found.level == severity::error && (found.entry < 0 || found.entry == decided.entry);
     };
-    if (decided.entry >= 0 && static_cast<std::size_t>(decided.entry) < report.entries.size()) {
-        const entry_report& entry = report.entries[static_cast<std::size_t>(decided.entry)];
+    const auto chosen = static_cast<std::size_t>(decided.entry);  // a large one for none
+    if (chosen < report.entries.size()) {
+        const entry_report& entry = report.entries[chosen];
         decided.place = entry.place;
         if (mixing() && decided.used && entry.serves.layout != stream.layout) {
             index = decided.entry;
-            const json_node& node = body->children[static_cast<std::size_t>(index)];
-            add(severity::warning, "prefix_match", node.find(kLayout)->at,
-                "layout " + in_quotes(entry.serves.layout) + " is chosen because it begins with " +
-                    in_quotes(stream.layout),
+            add(severity::warning, "prefix_match", body->children[chosen].find(kLayout)->at,
+                fmt::format("layout {} is chosen because it begins with {}",
+                            in_quotes(entry.serves.layout), in_quotes(stream.layout)),
+                fmt::format("put an entry for {} before this one, if another is meant",
+                            in_quotes(stream.layout)),
                 "compares no more characters than the card's layout name has; the first match "
-                "counts",
-                "put an entry for " + in_quotes(stream.layout) +
-                    " before this one, if another is meant");
+                "counts");
             index = -1;
         }
     }
-    if (decided.used || std::any_of(report.findings.begin(), report.findings.end(), ours)) {
+    if (decided.used || std::ranges::any_of(report.findings, ours)) {
         return;
     }
     if (body == nullptr ||
@@ -613,48 +597,28 @@ void file_check::explain_decision() {
     add(severity::error, "no_entry", body->at,
         "no entry for " +
             (mixing() ? mixing_stream_text(stream) : counted(stream.channels, "channel")),
-        mixing() ? identity_text(stream.channels, stream.outputs) : fallback(),
-        "add an entry for this stream" + others);
+        "add an entry for this stream" + others,
+        mixing() ? identity_text(stream.channels, stream.outputs) : fallback());
 }
 
 void file_check::keep_the_streams_findings() {
+    const auto of_others = [&](const finding& found) {
+        return found.entry >= 0 && found.entry != report.decided->entry;
+    };
     if (request.all) {
         return;
     }
-    int last = -1;
+    std::set<int> bad;
     for (const finding& found : report.findings) {
-        if (found.entry >= 0 && found.entry != report.decided->entry && found.entry != last &&
-            found.level != severity::note) {
-            last = found.entry;
-            ++report.other_bad_entries;
+        if (of_others(found) && found.level != severity::note) {
+            bad.insert(found.entry);
         }
     }
-    std::erase_if(report.findings, [&](const finding& found) {
-        return found.entry >= 0 && found.entry != report.decided->entry;
-    });
+    report.other_bad_entries = bad.size();
+    std::erase_if(report.findings, of_others);
 }
 
 }  // namespace
-
-double row_gain(const float* weights, std::size_t inputs) {
-    double sum = 0;
-    for (std::size_t i = 0; i < inputs; ++i) {
-        sum += std::fabs(static_cast<double>(weights[i]));
-    }
-    return sum;
-}
-
-/// A sample goes from -32768 to 32767, and the mix drops fractions.
-bool row_can_wrap(const float* weights, std::size_t inputs) {
-    double highest = 0;
-    double lowest = 0;
-    for (std::size_t i = 0; i < inputs; ++i) {
-        const double weight = weights[i];
-        highest += weight * (weight > 0 ? 32767 : -32768);
-        lowest += weight * (weight > 0 ? -32768 : 32767);
-    }
-    return highest >= 32768 || lowest <= -32769;
-}
 
 file_report check_file(const std::string& path, const check_request& request) {
     return file_check(path, request).run();

@@ -1,11 +1,11 @@
 #include "coefficient_text.h"
 
+#include <fmt/format.h>
 #include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 
 namespace {
@@ -123,21 +123,18 @@ std::string character_name(std::string_view text) {
         }
     }
     const auto first = static_cast<unsigned char>(text.front());
-    char name[32];
     if (first < 0x80) {
-        return "\"" + printable(text.substr(0, 1)) + "\"";
+        return in_quotes(text.substr(0, 1));
     }
     const std::size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
     unsigned int code = first & (0xFFU >> (size + 1));
     for (std::size_t k = 1; k < size; ++k) {
         if (k >= text.size() || !continues_character(text[k]) || first < 0xC0) {
-            std::snprintf(name, sizeof(name), "the byte 0x%02X, no UTF-8", first);
-            return name;
+            return fmt::format("the byte 0x{:02X}, no UTF-8", first);
         }
         code = code << 6 | (static_cast<unsigned char>(text[k]) & 0x3FU);
     }
-    std::snprintf(name, sizeof(name), "U+%04X", code);
-    return name;
+    return fmt::format("U+{:04X}", code);
 }
 
 }  // namespace
@@ -236,13 +233,12 @@ std::string coefficient_text::excerpt(std::size_t offset) const {
 std::string printable(std::string_view text, std::size_t longest) {
     std::string all;
     for (const char c : text.substr(0, longest)) {
-        if (c >= ' ' && c <= '~') {
-            all += c;
-        } else {
-            char code[8];
-            std::snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-            all += code;
-        }
+        all += c >= ' ' && c <= '~' ? std::string(1, c)
+                                    : fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
     }
     return text.size() > longest ? all + "..." : all;
+}
+
+std::string in_quotes(std::string_view text) {
+    return '"' + printable(text) + '"';
 }

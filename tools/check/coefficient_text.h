@@ -70,3 +70,5 @@ class coefficient_text {
 
 /// Text from a file, cut to `longest` bytes and without anything that a terminal would obey.
 std::string printable(std::string_view text, std::size_t longest = 40);
+/// The same in double quotes.
+std::string in_quotes(std::string_view text);

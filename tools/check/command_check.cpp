@@ -1,7 +1,5 @@
-#include <cstdio>
+#include <algorithm>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "coefficient_check.h"
 #include "command_end.h"
@@ -34,47 +32,32 @@ check_request request_of(const check_options& options) {
                                 options.outputs, static_cast<unsigned int>(card.rate)};
     if (stream.channels == 0 || stream.channels > 64) {
         throw CLI::ValidationError(
-            "--card-layout", "\"" + stream.layout + "\" has no channel count; add --card-channels");
+            "--card-layout",
+            in_quotes(stream.layout) + " has no channel count; add --card-channels");
     }
     request.stream = stream;
     request.all = options.all;
     return request;
 }
 
-std::size_t report_width() {
-    constexpr std::size_t kUsual = 80;
-    const std::size_t columns = terminal_columns();
-    return columns >= 40 ? columns : kUsual;
-}
-
-bool has_problem(const file_report& report) {
-    for (const finding& found : report.findings) {
-        if (found.level != severity::note) {
-            return true;
-        }
-    }
-    return false;
-}
-
 exit_code run_check(const check_options& options, const check_request& request) {
     std::vector<file_report> reports;
     exit_code code = EXIT_OK;
     for (const std::string& file : options.files) {
-        reports.push_back(check_file(file, request));
-        if (!reports.back().readable) {
-            code = EXIT_READ;
-        } else if (has_problem(reports.back()) && code == EXIT_OK) {
-            code = EXIT_PROBLEMS;
-        }
+        const file_report& report = reports.emplace_back(check_file(file, request));
+        const bool clean = std::ranges::all_of(
+            report.findings, [](const finding& one) { return one.level == severity::note; });
+        code = !report.readable ? EXIT_READ : !clean && code == EXIT_OK ? EXIT_PROBLEMS : code;
     }
     if (options.json) {
-        reports_json(reports).print();
+        print_json(reports_json(reports));
         return code;
     }
-    const std::size_t width = report_width();
+    constexpr std::size_t kUsual = 80;
+    const std::size_t columns = terminal_columns();
     for (const file_report& report : reports) {
-        std::fputs(&report == &reports.front() ? "" : "\n", stdout);
-        std::fputs(report_text(report, request.all, width).c_str(), stdout);
+        fmt::print("{}{}", &report == &reports.front() ? "" : "\n",
+                   report_text(report, request.all, columns >= 40 ? columns : kUsual));
     }
     return code;
 }

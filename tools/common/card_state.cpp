@@ -4,11 +4,8 @@
 #include <tinyalsa/mixer.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <memory>
-#include <vector>
-
 #include "card_controls.h"
+#include "command_end.h"
 #include "zel_card_names.h"
 #include "zel_virtual_card.h"
 
@@ -23,9 +20,14 @@ unsigned int number_of(mixer* handle, const char* name) {
     return value > 0 ? static_cast<unsigned int>(value) : 0;
 }
 
+/// An item's name, or bytes up to the first zero, whatever they are.
 std::string text_of(mixer* handle, const char* name) {
     mixer_ctl* control = mixer_get_ctl_by_name(handle, name);
-    return control != nullptr ? control_string(control) : "";
+    if (control == nullptr || mixer_ctl_get_type(control) != MIXER_CTL_TYPE_BYTE) {
+        return control != nullptr ? control_text(control) : "";
+    }
+    std::string bytes(mixer_ctl_get_num_values(control), '\0');
+    return mixer_ctl_get_array(control, bytes.data(), bytes.size()) == 0 ? bytes.c_str() : "";
 }
 
 /// A file without an entry, for which mixing takes the identity matrix and the delay none.
@@ -38,17 +40,18 @@ const std::string& file_of_nothing() {
     return path;
 }
 
-std::string use_file(mixer* handle, const char* name, const std::string& wanted) {
+void use_file(const char* name, const std::string& wanted) {
     const std::string& path = wanted == kNoFile ? file_of_nothing() : wanted;
     if (path.empty()) {
-        return "";
+        return;
     }
-    mixer_ctl* control = handle != nullptr ? mixer_get_ctl_by_name(handle, name) : nullptr;
-    if (control == nullptr) {
-        return "card 70 has no control \"" + std::string(name) + '"';
+    const mixer_owner handle = open_mixer(kZelVirtualCard);
+    mixer_ctl* control = handle ? mixer_get_ctl_by_name(handle.get(), name) : nullptr;
+    const std::string wrong =
+        control != nullptr ? set_control(control, path) : "card 70 has no such control";
+    if (!wrong.empty()) {
+        throw command_failure(EXIT_OPEN, fmt::format("\"{}\": {}", name, wrong));
     }
-    const std::string wrong = set_control_bytes(control, path);
-    return wrong.empty() ? "" : "card 70 and \"" + std::string(name) + "\": " + wrong;
 }
 
 }  // namespace
@@ -72,15 +75,9 @@ card_state read_card_state() {
     return card;
 }
 
-std::string use_coefficient_paths(const coefficient_paths& files) {
-    if (files.mixing.empty() && files.delay.empty()) {
-        return "";
-    }
-    const mixer_owner handle = open_mixer(kZelVirtualCard);
-    const std::string wrong =
-        use_file(handle.get(), zel_card_names::kMixingPathControl, files.mixing);
-    return wrong.empty() ? use_file(handle.get(), zel_card_names::kDelayPathControl, files.delay)
-                         : wrong;
+void use_coefficient_paths(const coefficient_paths& files) {
+    use_file(zel_card_names::kMixingPathControl, files.mixing);
+    use_file(zel_card_names::kDelayPathControl, files.delay);
 }
 
 bool is_no_file(const std::string& path) {

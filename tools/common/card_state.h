@@ -24,8 +24,7 @@ struct coefficient_paths {
 };
 inline constexpr const char* kNoFile = "none";
 
-/// Hands the files to the library by card 70's controls, for the next stream. What is wrong, or
-/// empty.
-std::string use_coefficient_paths(const coefficient_paths& files);
+/// Hands the files to the library by card 70's controls, for the next stream; throws.
+void use_coefficient_paths(const coefficient_paths& files);
 /// Whether a path in card 70's controls stands for kNoFile.
 bool is_no_file(const std::string& path);

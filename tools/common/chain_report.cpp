@@ -1,8 +1,6 @@
 #include "chain_report.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <utility>
 
 #include "channel_layout.h"
 #include "zel_channel_delay.h"
@@ -45,21 +43,17 @@ void add_buffer_warning(const chain_report& chain, std::vector<std::string>* all
     const unsigned int period = chain.client.period_frames();
     const unsigned int blocks =
         chain.client.period_count * (period % block == 0 ? period / block : 1);
-    const double buffer_ms = 32.0 * blocks;
+    const unsigned int buffer_ms = 32 * blocks;
     const double period_ms = 1e3 * period / std::max(chain.card.rate, 1U);
-    char text[160] = "";
     if (period_ms > buffer_ms) {
-        std::snprintf(text, sizeof(text),
-                      "the card delivers a period of %.1f ms at once, the client's buffer holds "
-                      "%.0f ms: audio is lost all the time; take shorter periods, or more",
-                      period_ms, buffer_ms);
+        all->push_back(fmt::format(
+            "the card delivers a period of {:.1f} ms at once, the client's buffer holds {} ms: "
+            "audio is lost all the time; take shorter periods, or more",
+            period_ms, buffer_ms));
     } else if (blocks == 1) {
-        std::snprintf(text, sizeof(text),
-                      "the client's buffer holds a single block, 32 ms: a read that comes late "
-                      "loses audio; take two periods at least");
-    }
-    if (*text != '\0') {
-        all->emplace_back(text);
+        all->emplace_back(
+            "the client's buffer holds a single block, 32 ms: a read that comes late loses audio; "
+            "take two periods at least");
     }
 }
 
@@ -70,15 +64,18 @@ std::vector<std::string> chain_report::warnings() const {
     if (!card.known) {
         return all;
     }
+    constexpr const char* kNotUsed =
+        "the {0} file is not in use ({1}): {2}; zel-fc check {3} tells more";
     if (!mixing.used && !is_no_file(card.mixing_path)) {
-        all.push_back("the mixing file is not in use (" + mixing.reason() + "): " +
-                      (mixing.silent() ? "the output is silent"
-                                       : "the channels pass unmixed, by the identity matrix") +
-                      "; zel-fc check " + card.mixing_path + " tells more");
+        all.push_back(fmt::format(kNotUsed, "mixing", mixing.reason(),
+                                  mixing.silent()
+                                      ? "the output is silent"
+                                      : "the channels pass unmixed, by the identity matrix",
+                                  card.mixing_path));
     }
     if (!delay.used && !is_no_file(card.delay_path)) {
-        all.push_back("the delay file is not in use (" + delay.reason() +
-                      "): no channel is delayed; zel-fc check " + card.delay_path + " tells more");
+        all.push_back(fmt::format(kNotUsed, "delay", delay.reason(), "no channel is delayed",
+                                  card.delay_path));
     }
     if (const std::string silence = silence_fault(*this); !silence.empty()) {
         all.push_back(silence + ": " + rate_advice(card.rate, client.rate));
@@ -102,13 +99,10 @@ std::string rate_advice(unsigned int card_rate, unsigned int client_rate) {
                : fault + ", or resample a file to 48 kHz first: sox IN.wav -r 48000 OUT.wav";
 }
 
-exit_code fail_to_open(const std::string& error, unsigned int client_rate) {
-    fail(EXIT_OPEN, error);
-    explain_failure();
+std::string open_failure(const std::string& error, unsigned int client_rate) {
     const card_state card = read_card_state();
     const std::string advice = card.known ? rate_advice(card.rate, client_rate) : "";
-    std::fputs(advice.empty() ? "" : ("    " + advice + "\n").c_str(), stderr);
-    return EXIT_OPEN;
+    return error + failure_reasons() + (advice.empty() ? "" : "\n    " + advice);
 }
 
 namespace {
@@ -117,11 +111,10 @@ std::string file_text(const char* use, const std::string& path, bool used) {
     return std::string(use) + (is_no_file(path) ? "" : (used ? " of " : " instead of ") + path);
 }
 
-json_value file_json(const char* use, const std::string& path, const taken_coefficients& taken) {
-    json_value file = json_value::object();
-    file.set("in_use", use).set("file", is_no_file(path) ? kNoFile : path);
+json file_json(const char* use, const std::string& path, const taken_coefficients& taken) {
+    json file{{"in_use", use}, {"file", is_no_file(path) ? kNoFile : path}};
     if (!taken.used && !is_no_file(path)) {
-        file.set("reason", taken.reason());
+        file["reason"] = taken.reason();
     }
     return file;
 }
@@ -130,42 +123,32 @@ json_value file_json(const char* use, const std::string& path, const taken_coeff
 
 void chain_report::print() const {
     if (!card.known) {
-        std::printf("card and chain: not known, as card 70's mixer cannot be opened\n");
+        fmt::print("card and chain: not known, as card 70's mixer cannot be opened\n");
         return;
     }
-    std::printf("card: %s, %u-bit words, %u Hz, layout %s\nchain: %s\n",
-                channels_text(card.channels).c_str(), card.word_bits, card.rate,
-                card.layout.c_str(), stages().c_str());
-    std::printf("mixing: %s\ndelay: %s\n",
-                file_text(mixing_use(), card.mixing_path, mixing.used).c_str(),
-                file_text(delay_use(), card.delay_path, delay.used).c_str());
+    fmt::print("card: {}, {}-bit words, {} Hz, layout {}\nchain: {}\nmixing: {}\ndelay: {}\n",
+               channels_text(card.channels), card.word_bits, card.rate, card.layout, stages(),
+               file_text(mixing_use(), card.mixing_path, mixing.used),
+               file_text(delay_use(), card.delay_path, delay.used));
 }
 
-json_value chain_report::json() const {
-    json_value json = json_value::object();
+json chain_report::parts() const {
     if (!card.known) {
-        return json;
+        return json::object();
     }
-    json_value of_card = json_value::object();
-    of_card.set("channels", card.channels)
-        .set("layout", card.layout)
-        .set("word_bits", card.word_bits)
-        .set("rate", card.rate);
-    json_value of_stages = json_value::object();
-    of_stages.set("truncation", truncates)
-        .set("delay", true)
-        .set("mixing", true)
-        .set("rate_conversion", converts_rate)
-        .set("padding", pads);
-    json_value of_warnings = json_value::array();
-    for (const std::string& text : warnings()) {
-        of_warnings.append(text);
-    }
-    json.set("card", std::move(of_card))
-        .set("stages", std::move(of_stages))
-        .set("mixing", file_json(mixing_use(), card.mixing_path, mixing))
-        .set("delay", file_json(delay_use(), card.delay_path, delay))
-        .set("audio_share", audio_share)
-        .set("warnings", std::move(of_warnings));
-    return json;
+    return {{"card",
+             {{"channels", card.channels},
+              {"layout", card.layout},
+              {"word_bits", card.word_bits},
+              {"rate", card.rate}}},
+            {"stages",
+             {{"truncation", truncates},
+              {"delay", true},
+              {"mixing", true},
+              {"rate_conversion", converts_rate},
+              {"padding", pads}}},
+            {"mixing", file_json(mixing_use(), card.mixing_path, mixing)},
+            {"delay", file_json(delay_use(), card.delay_path, delay)},
+            {"audio_share", audio_share},
+            {"warnings", warnings()}};
 }

@@ -4,8 +4,7 @@
 #include <vector>
 
 #include "card_state.h"
-#include "command_end.h"
-#include "json_value.h"
+#include "json_output.h"
 #include "stage_coefficients.h"
 #include "stream_faults.h"
 #include "virtual_stream.h"
@@ -30,11 +29,11 @@ struct chain_report : stream_plan {
     std::vector<std::string> warnings() const;
     /// The card's stream, the chain and the files in use, a line each.
     void print() const;
-    json_value json() const;
+    json parts() const;
 };
 chain_report chain_for(const stream_format& client);
 
 /// `rate_fault`, with what helps where a file is played.
 std::string rate_advice(unsigned int card_rate, unsigned int client_rate);
-/// EXIT_OPEN with what the stream, the library and, where it is the rate, this tool say of it.
-exit_code fail_to_open(const std::string& error, unsigned int client_rate);
+/// A failed open: what the stream, the library and, where it is the rate, this tool say of it.
+std::string open_failure(const std::string& error, unsigned int client_rate);

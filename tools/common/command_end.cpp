@@ -48,24 +48,24 @@ bool interrupted() {
     return g_interrupted != 0;
 }
 
-exit_code check_output(const std::string& out, const char* extension,
-                       std::vector<std::string> inputs) {
+void check_output(const std::string& out, const char* extension, std::vector<std::string> inputs) {
     const std::string named = fs::path(out).extension();
     if (!named.empty() && strcasecmp(named.c_str(), extension) != 0) {
-        return fail(EXIT_USAGE, out + ": what is written is no " + named + " file; name it " +
-                                    fs::path(out).stem().string() + extension);
+        throw command_failure(EXIT_USAGE, out + ": what is written is no " + named +
+                                              " file; name it " + fs::path(out).stem().string() +
+                                              extension);
     }
     std::error_code ignored;
     if (out == "-" || (fs::exists(out, ignored) && !fs::is_regular_file(out, ignored) &&
                        !fs::is_directory(out, ignored))) {
-        return fail(EXIT_USAGE, out + ": no pipe or device: the file's head is written last");
+        throw command_failure(EXIT_USAGE,
+                              out + ": no pipe or device: the file's head is written last");
     }
     const card_state card = read_card_state();
     inputs.insert(inputs.end(), {card.mixing_path, card.delay_path, card.wav_file});
     for (const std::string& input : inputs) {
         if (same_file(input, out)) {
-            return fail(EXIT_USAGE, "the output would overwrite " + input);
+            throw command_failure(EXIT_USAGE, "the output would overwrite " + input);
         }
     }
-    return EXIT_OK;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,12 @@ enum exit_code {
     EXIT_PROBLEMS = 5
 };
 
+/// Ends a command with a message.
+struct command_failure : std::runtime_error {
+    command_failure(exit_code end, const std::string& text) : std::runtime_error(text), code(end) {}
+    exit_code code;
+};
+
 /// Tells what is wrong on the standard error stream; `code` again.
 exit_code fail(exit_code code, const std::string& text);
 void warn(const std::string& text);
@@ -24,7 +31,6 @@ void warn(const std::string& text);
 void catch_interrupts();
 bool interrupted();
 
-/// EXIT_USAGE with a message when `out` is named like another kind of file than `extension`, or is
-/// one of the inputs or a file that card 70 uses.
-exit_code check_output(const std::string& out, const char* extension,
-                       std::vector<std::string> inputs);
+/// Throws when `out` is named like another kind of file than `extension`, or is one of the inputs
+/// or a file that card 70 uses.
+void check_output(const std::string& out, const char* extension, std::vector<std::string> inputs);

@@ -1,5 +1,7 @@
 #include "command_options.h"
 
+#include <fmt/format.h>
+
 #include "channel_layout.h"
 
 void add_client_options(CLI::App* command, stream_format* client, bool any_bits) {
@@ -52,37 +54,15 @@ void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rat
         ->add_option("--card-bits", card->bits,
                      "Simulated card's sample width (16, 24 or 32)" + otherwise)
         ->check(CLI::IsMember({16, 24, 32}));
-    std::string layouts;
-    for (const std::string& layout : card_layouts()) {
-        layouts += (layouts.empty() ? "" : ", ") + layout;
-    }
     command->add_option("--card-layout", card->layout,
-                        "Simulated card's layout: " + layouts + " (default: by the channels)");
-}
-
-void add_change_option(CLI::App* command, std::vector<card_change>* changes,
-                       const std::string& words) {
-    command
-        ->add_option_function<std::vector<std::string>>(
-            "--change",
-            [changes](const std::vector<std::string>& texts) {
-                for (const std::string& text : texts) {
-                    card_change change{};
-                    if (!parse_card_change(text, &change)) {
-                        throw CLI::ValidationError("--change",
-                                                   '"' + text + "\" is not SECONDS:CONTROL=VALUE");
-                    }
-                    changes->push_back(change);
-                }
-            },
-            words + ", as \"2.5:PCM Slave Channels=6\"")
-        ->type_name("CHANGE");
+                        fmt::format("Simulated card's layout: {} (default: by the channels)",
+                                    fmt::join(card_layouts(), ", ")));
 }
 
 void add_log_flag(CLI::App* command, bool* log) {
     command->add_flag("--log", *log, "Pass the library's messages on to the standard error stream");
 }
 
-void add_json_flag(CLI::App* command, bool* json) {
-    command->add_flag("--json", *json, "Print JSON, for programs");
+void add_json_flag(CLI::App* command, bool* wanted) {
+    command->add_flag("--json", *wanted, "Print JSON, for programs");
 }

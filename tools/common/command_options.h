@@ -2,9 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
-#include <vector>
 
-#include "card_controls.h"
 #include "card_state.h"
 #include "simulated_card.h"
 #include "virtual_stream.h"
@@ -19,8 +17,5 @@ void add_coefficient_options(CLI::App* command, coefficient_paths* files);
 /// Width and layout; `channels_and_rate`: those two as well.
 void add_card_options(CLI::App* command, card_setup* card, bool channels_and_rate,
                       const std::string& otherwise);
-/// "--change", once or more; the words are followed by an example.
-void add_change_option(CLI::App* command, std::vector<card_change>* changes,
-                       const std::string& words);
 void add_log_flag(CLI::App* command, bool* log);
-void add_json_flag(CLI::App* command, bool* json);
+void add_json_flag(CLI::App* command, bool* wanted);

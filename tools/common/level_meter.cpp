@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <limits>
-#include <utility>
 
 std::string decibels_text(double db) {
-    char text[32];
-    std::snprintf(text, sizeof(text), "%.1f", db);
-    return std::string(text) == "-0.0" ? "0.0" : text;
+    const std::string text = fmt::format("{:.1f}", db);
+    return text == "-0.0" ? "0.0" : text;
 }
 
 level_meter::level_meter(unsigned int channel_count, unsigned int bits)
@@ -44,19 +41,17 @@ double level_meter::peak_dbfs(unsigned int channel) const {
 }
 
 void level_meter::print() const {
-    std::printf("channel     level      peak\n");
+    fmt::print("channel     level      peak\n");
     for (unsigned int c = 0; c < channels(); ++c) {
-        std::printf("%7u %6s dBFS %5s dBFS\n", c, decibels_text(rms_dbfs(c)).c_str(),
-                    decibels_text(peak_dbfs(c)).c_str());
+        fmt::print("{:7} {:>6} dBFS {:>5} dBFS\n", c, decibels_text(rms_dbfs(c)),
+                   decibels_text(peak_dbfs(c)));
     }
 }
 
-json_value level_meter::json() const {
-    json_value levels = json_value::array();
+json level_meter::levels() const {
+    json all = json::array();
     for (unsigned int c = 0; c < channels(); ++c) {
-        json_value one = json_value::object();
-        one.set("channel", c).set("level_dbfs", rms_dbfs(c)).set("peak_dbfs", peak_dbfs(c));
-        levels.append(std::move(one));
+        all.push_back({{"channel", c}, {"level_dbfs", rms_dbfs(c)}, {"peak_dbfs", peak_dbfs(c)}});
     }
-    return levels;
+    return all;
 }

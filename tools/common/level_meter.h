@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "json_value.h"
+#include "json_output.h"
 
 /// "-6.0", with one digit and never as "-0.0".
 std::string decibels_text(double db);
@@ -24,7 +24,7 @@ class level_meter {
     std::uint64_t at_full_scale() const { return full; }
     /// A table: channel, level, peak.
     void print() const;
-    json_value json() const;
+    json levels() const;
     unsigned int channels() const { return static_cast<unsigned int>(squares.size()); }
 
   private:

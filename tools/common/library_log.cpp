@@ -71,11 +71,13 @@ void print_library_log(bool wanted) {
     log().errors.clear();
 }
 
-void explain_failure() {
+std::string failure_reasons() {
     const std::lock_guard guard(log().lock);
+    std::string all;
     for (const std::string& text : log().errors) {
-        std::fprintf(stderr, "    the library says: %s\n", text.c_str());
+        all += "\n    the library says: " + text;
     }
+    return all;
 }
 
 std::string without_origin(const std::string& text) {

@@ -29,8 +29,7 @@ class thread_library_log {
 /// Whether messages that no thread keeps are printed, those at the program's end among them. They
 /// go to the standard error stream, as the host's log writes them.
 void print_library_log(bool wanted);
-/// Tells the errors that no thread has kept since `print_library_log`, each once, as the reasons of
-/// a failure.
-void explain_failure();
+/// The errors that no thread has kept since `print_library_log`, each once, a line each.
+std::string failure_reasons();
 /// A message's text without its "function:line " and without an end of line.
 std::string without_origin(const std::string& text);

@@ -1,5 +1,7 @@
 #include "overload_watch.h"
 
+#include <fmt/format.h>
+
 #include "command_end.h"
 
 namespace {
@@ -67,15 +69,18 @@ void overload_watch::play(std::size_t frames) {
 
 void overload_watch::tell(std::uint64_t full_scale) const {
     if (file.clipped() > 0) {
-        warn(std::to_string(file.clipped()) +
-             " samples of the file are beyond full scale; a card clips them");
+        warn(fmt::format("{} samples of the file are beyond full scale; a card clips them",
+                         file.clipped()));
     }
     if (overloads > 0) {
-        warn(std::to_string(overloads) +
-             " mixed samples are beyond full scale: 16-bit ones wrap round, 32-bit ones clip; "
-             "zel-fc check tells which weights are too large");
+        warn(
+            fmt::format("{} mixed samples are beyond full scale: 16-bit ones wrap round, 32-bit "
+                        "ones clip; zel-fc check tells which weights are too large",
+                        overloads));
     } else if (converts_rate && full_scale > 0) {
-        warn(std::to_string(full_scale) +
-             " samples are at full scale behind the 48 to 16 kHz filter, which clips there");
+        warn(
+            fmt::format("{} samples are at full scale behind the 48 to 16 kHz filter, which clips "
+                        "there",
+                        full_scale));
     }
 }

@@ -1,16 +1,14 @@
 #include "simulated_card.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
-#include "card_controls.h"
 #include "channel_layout.h"
 #include "command_end.h"
 #include "zel_channel_mixing.h"
 
 namespace {
-
-constexpr unsigned int kSimulatedCard = 0;
 
 /// The names of a file's channels and of a layout's. Those at the back of one may be the sides of
 /// the other, and so may those above.
@@ -55,67 +53,37 @@ card_setup card_playing(card_setup card, const played_sound& sound) {
     }
     card = complete(card);
     if (info.channels > 2 && !info.places.empty() && !fits(card.layout)) {
-        std::string places;
-        for (const std::string& place : info.places) {
-            places += ' ' + place;
-        }
-        warn("the file's channels are" + places + ", and are played as those of " + card.layout);
+        warn(fmt::format("the file's channels are {}, and are played as those of {}",
+                         fmt::join(info.places, " "), card.layout));
     }
     return card;
 }
 
-simulated_card::simulated_card() : handle(mixer_open(kSimulatedCard)) {}
-
-bool simulated_card::fail(const std::string& text) {
-    message = text;
-    return false;
-}
-
-mixer_ctl* simulated_card::find(const std::string& control) {
-    mixer_ctl* found = mixer_get_ctl_by_name(handle, control.c_str());
-    if (found == nullptr) {
-        fail(handle == nullptr ? "there is no simulated card"
-                               : "card 0 has no control \"" + control + "\"");
+void simulated_card::set(const char* control, const std::string& value) {
+    mixer_ctl* found = handle ? mixer_get_ctl_by_name(handle.get(), control) : nullptr;
+    const std::string wrong = !handle            ? "there is no simulated card"
+                              : found == nullptr ? "card 0 has no such control"
+                                                 : set_control(found, value);
+    if (!wrong.empty()) {
+        throw command_failure(EXIT_OPEN, fmt::format("\"{}\": {}", control, wrong));
     }
-    return found;
 }
 
-bool simulated_card::set(const std::string& control, int value) {
-    mixer_ctl* found = find(control);
-    return found != nullptr &&
-           (mixer_ctl_set_value(found, 0, value) == 0 ||
-            fail("the card refuses " + std::to_string(value) + " for \"" + control + "\""));
-}
-
-bool simulated_card::choose(const std::string& control, const std::string& item) {
-    mixer_ctl* found = find(control);
-    return found != nullptr && (mixer_ctl_set_enum_by_string(found, item.c_str()) == 0 ||
-                                fail("the card has no \"" + item + "\" for \"" + control + "\""));
-}
-
-int simulated_card::value(const std::string& control) {
-    mixer_ctl* found = find(control);
-    return found != nullptr ? mixer_ctl_get_value(found, 0) : -1;
-}
-
-bool simulated_card::apply(const card_setup& setup) {
-    const int alsa_format = setup.bits == 16 ? 2 : setup.bits == 24 ? 6 : 10;
-    return (setup.channels == 0 || set("PCM Slave Channels", setup.channels)) &&
-           (setup.rate == 0 || set("PCM Slave Rate", setup.rate)) &&
-           (setup.bits == 0 || set("PCM Slave Format", alsa_format)) &&
-           (setup.layout.empty() || choose("PCM Channel Layout", setup.layout)) &&
-           (setup.signal.empty() || choose("Loopback Signal", setup.signal)) &&
-           (setup.wav_file.empty() || play_file(setup.wav_file, setup.once));
-}
-
-bool simulated_card::play_file(const std::string& path, bool once) {
-    mixer_ctl* found = find("Sim WAV File");
-    if (found == nullptr) {
-        return false;
+void simulated_card::apply(const card_setup& setup) {
+    const int alsa_format = setup.bits == 16 ? 2 : setup.bits == 24 ? 6 : setup.bits == 32 ? 10 : 0;
+    for (const auto& [control, number] : {std::pair{"PCM Slave Channels", setup.channels},
+                                          {"PCM Slave Rate", setup.rate},
+                                          {"PCM Slave Format", alsa_format}}) {
+        number != 0 ? set(control, std::to_string(number)) : void();
     }
-    const std::string wrong = set_control_bytes(found, path);
-    return wrong.empty() ? choose("Loopback Signal", once ? "WAV file once" : "WAV file")
-                         : fail("\"Sim WAV File\": " + wrong);
+    const char* playing = setup.once ? "WAV file once" : "WAV file";
+    for (const auto& [control, text] :
+         {std::pair{"PCM Channel Layout", setup.layout},
+          {"Loopback Signal", setup.signal},
+          {"Sim WAV File", setup.wav_file},
+          {"Loopback Signal", setup.wav_file.empty() ? "" : playing}}) {
+        !text.empty() ? set(control, text) : void();
+    }
 }
 
 card_feeder::card_feeder(simulated_card* fed, unsigned int client_rate, unsigned int card_rate,
@@ -125,13 +93,11 @@ card_feeder::card_feeder(simulated_card* fed, unsigned int client_rate, unsigned
       card_block(card_rate / 1000 * 32),
       ahead(blocks_ahead) {}
 
-bool card_feeder::feed(std::uint64_t done, std::uint64_t total) {
+void card_feeder::feed(std::uint64_t done, std::uint64_t total) {
     const std::uint64_t wanted =
         std::min(done / client_block + ahead, (total + client_block - 1) / client_block);
-    if (wanted <= granted_blocks) {
-        return true;
+    if (wanted > granted_blocks) {
+        card->grant(static_cast<std::uint32_t>(wanted - granted_blocks) * card_block);
+        granted_blocks = wanted;
     }
-    const auto blocks = static_cast<std::uint32_t>(wanted - granted_blocks);
-    granted_blocks = wanted;
-    return card->grant(static_cast<int>(blocks * card_block));
 }

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <tinyalsa/mixer.h>
-
 #include <cstdint>
 #include <string>
 
+#include "card_controls.h"
 #include "sound_file.h"
 
 /// What the simulated card is to be; what is 0 or empty stays as it is.
@@ -25,32 +24,21 @@ card_setup complete(card_setup card);
 card_setup card_playing(card_setup card, const played_sound& sound);
 
 /// The simulated sound card's settings, through its mixer. On a machine whose loopback capture is
-/// a real card there is none; every call then fails with a message.
+/// a real card there is none; every call then throws.
 class simulated_card {
   public:
-    simulated_card();
-    ~simulated_card() { mixer_close(handle); }
-    simulated_card(const simulated_card&) = delete;
-    simulated_card& operator=(const simulated_card&) = delete;
+    simulated_card() : handle(open_mixer(0)) {}
 
-    bool set(const std::string& control, int value);
-    bool choose(const std::string& control, const std::string& item);
-    bool apply(const card_setup& setup);
+    void set(const char* control, const std::string& value);
+    void apply(const card_setup& setup);
     /// From now on the card delivers only frames that are granted, or again by the clock. A stream
     /// that waits for a grant must be given the clock back before it is closed.
-    bool step() { return choose("Sim Pacing", "Step"); }
-    bool run_by_clock() { return choose("Sim Pacing", "Clock"); }
-    bool grant(int frames) { return set("Sim Granted Frames", frames); }
-    int value(const std::string& control);
-    const std::string& error() const { return message; }
+    void step() { set("Sim Pacing", "Step"); }
+    void run_by_clock() { set("Sim Pacing", "Clock"); }
+    void grant(std::uint32_t frames) { set("Sim Granted Frames", std::to_string(frames)); }
 
   private:
-    bool play_file(const std::string& path, bool once);
-    mixer_ctl* find(const std::string& control);
-    bool fail(const std::string& text);
-
-    mixer* handle;
-    std::string message;
+    mixer_owner handle;
 };
 
 /// Lets the simulated card deliver block by block, as fast as the stream is read and never more
@@ -65,9 +53,8 @@ class card_feeder {
     card_feeder(const card_feeder&) = delete;
     card_feeder& operator=(const card_feeder&) = delete;
 
-    /// Before a read, with the client's frames read so far and those wanted in all. False when the
-    /// card refuses.
-    bool feed(std::uint64_t done, std::uint64_t total);
+    /// Before a read, with the client's frames read so far and those wanted in all.
+    void feed(std::uint64_t done, std::uint64_t total);
 
   private:
     simulated_card* card;

@@ -1,5 +1,6 @@
 #include "sound_file.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,10 +10,9 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
-#include <numeric>
-#include <sstream>
 
 #include "channel_layout.h"
+#include "command_end.h"
 
 namespace {
 
@@ -46,146 +46,130 @@ void set_width(int format, sound_info* info) {
 }
 
 /// Where channels are, in the order of WAV files.
-constexpr struct {
+struct place {
     int map;
     const char* name;
-} kPlaces[] = {{SF_CHANNEL_MAP_LEFT, "FL"},
-               {SF_CHANNEL_MAP_RIGHT, "FR"},
-               {SF_CHANNEL_MAP_CENTER, "FC"},
-               {SF_CHANNEL_MAP_FRONT_LEFT, "FL"},
-               {SF_CHANNEL_MAP_FRONT_RIGHT, "FR"},
-               {SF_CHANNEL_MAP_FRONT_CENTER, "FC"},
-               {SF_CHANNEL_MAP_LFE, "LFE"},
-               {SF_CHANNEL_MAP_REAR_LEFT, "BL"},
-               {SF_CHANNEL_MAP_REAR_RIGHT, "BR"},
-               {SF_CHANNEL_MAP_REAR_CENTER, "BC"},
-               {SF_CHANNEL_MAP_SIDE_LEFT, "SL"},
-               {SF_CHANNEL_MAP_SIDE_RIGHT, "SR"},
-               {SF_CHANNEL_MAP_TOP_FRONT_LEFT, "TFL"},
-               {SF_CHANNEL_MAP_TOP_FRONT_RIGHT, "TFR"},
-               {SF_CHANNEL_MAP_TOP_REAR_LEFT, "TBL"},
-               {SF_CHANNEL_MAP_TOP_REAR_RIGHT, "TBR"}};
+};
+constexpr place kPlaces[] = {{SF_CHANNEL_MAP_LEFT, "FL"},
+                             {SF_CHANNEL_MAP_RIGHT, "FR"},
+                             {SF_CHANNEL_MAP_CENTER, "FC"},
+                             {SF_CHANNEL_MAP_FRONT_LEFT, "FL"},
+                             {SF_CHANNEL_MAP_FRONT_RIGHT, "FR"},
+                             {SF_CHANNEL_MAP_FRONT_CENTER, "FC"},
+                             {SF_CHANNEL_MAP_LFE, "LFE"},
+                             {SF_CHANNEL_MAP_REAR_LEFT, "BL"},
+                             {SF_CHANNEL_MAP_REAR_RIGHT, "BR"},
+                             {SF_CHANNEL_MAP_REAR_CENTER, "BC"},
+                             {SF_CHANNEL_MAP_SIDE_LEFT, "SL"},
+                             {SF_CHANNEL_MAP_SIDE_RIGHT, "SR"},
+                             {SF_CHANNEL_MAP_TOP_FRONT_LEFT, "TFL"},
+                             {SF_CHANNEL_MAP_TOP_FRONT_RIGHT, "TFR"},
+                             {SF_CHANNEL_MAP_TOP_REAR_LEFT, "TBL"},
+                             {SF_CHANNEL_MAP_TOP_REAR_RIGHT, "TBR"}};
 
-// By the count of channels, from three on.
-constexpr const char* kUsualPlaces[] = {
-    "FL FR FC",           "FL FR BL BR",           "FL FR FC BL BR",
-    "FL FR FC LFE BL BR", "FL FR FC LFE BC SL SR", "FL FR FC LFE BL BR SL SR"};
-constexpr const char* kOggPlaces[] = {
-    "FL FC FR",           "FL FR BL BR",           "FL FC FR BL BR",
-    "FL FC FR BL BR LFE", "FL FC FR SL SR BC LFE", "FL FC FR SL SR BL BR LFE"};
-
-std::vector<int> map_of(const char* const (&places)[6], int channels) {
+/// What a WAV file of so many channels usually says of them; nothing for one and two.
+std::vector<int> usual_map(std::size_t channels) {
     std::vector<int> map;
-    std::istringstream names(channels >= 3 && channels <= 8 ? places[channels - 3] : "");
-    for (std::string name; names >> name;) {
-        map.push_back(std::find_if(std::begin(kPlaces), std::end(kPlaces), [&](const auto& place) {
-                          return name == place.name;
-                      })->map);
+    for (const char* layout : {"3.0", "4.0", "5.0", "5.1", "7.0", "7.1"}) {
+        const std::vector<std::string> names = channel_names(layout);
+        for (std::size_t k = 0; names.size() == channels && k < channels; ++k) {
+            map.push_back(std::ranges::find(kPlaces, names[k], &place::name)->map);
+        }
     }
     return map;
 }
 
-constexpr const char* kCutShort = ": cut short, its last frames cannot be read";
-
-/// The file's channels in the order of WAV files, and their names; as they are where the file
-/// doesn't tell.
-std::vector<std::size_t> order_of(SndfileHandle& file, bool ogg, std::vector<std::string>* places) {
+/// The names of a file's channels; empty where it doesn't tell. Throws for another order than that
+/// of WAV files.
+std::vector<std::string> places_of(SndfileHandle& file, const std::string& path) {
     const auto count = static_cast<std::size_t>(file.channels());
-    std::vector<std::size_t> order(count);
-    std::iota(order.begin(), order.end(), 0);
-    std::vector<int> map = ogg ? map_of(kOggPlaces, file.channels()) : std::vector<int>(count);
-    if (!ogg && file.command(SFC_GET_CHANNEL_MAP_INFO, map.data(),
-                             static_cast<int>(count * sizeof(int))) == SF_FALSE) {
-        return order;
-    }
-    std::vector<std::size_t> known;
-    for (const auto& place : kPlaces) {
-        const auto found = std::find(map.begin(), map.end(), place.map);
-        if (found != map.end()) {
-            known.push_back(static_cast<std::size_t>(found - map.begin()));
-            places->emplace_back(place.name);
+    std::vector<int> map(count);
+    std::vector<std::string> names;
+    bool ordered = count <= 2 || (file.format() & SF_FORMAT_TYPEMASK) != SF_FORMAT_OGG;
+    if (ordered && file.command(SFC_GET_CHANNEL_MAP_INFO, map.data(),
+                                static_cast<int>(count * sizeof(int))) != SF_FALSE) {
+        const auto* last = std::begin(kPlaces);
+        for (const int one : map) {
+            const auto* found = std::ranges::find(kPlaces, one, &place::map);
+            if (found == std::end(kPlaces)) {
+                return {};
+            }
+            ordered = ordered && found >= last;
+            last = found;
+            names.emplace_back(found->name);
         }
     }
-    if (known.size() != count) {
-        places->clear();
-        return order;
+    if (!ordered) {
+        throw command_failure(EXIT_OPEN,
+                              fmt::format("{}: its channels have another order than those of a "
+                                          "WAV file; make one first: ffmpeg -i {} IN.wav",
+                                          path, path));
     }
-    return known;
+    return names;
 }
 
 }  // namespace
 
 std::string sound_info::text(const std::string& path) const {
-    char figures[96];
-    std::snprintf(figures, sizeof(figures), ": %llu frames, %.3f s, %u Hz, ",
-                  static_cast<unsigned long long>(frames), static_cast<double>(frames) / rate,
-                  rate);
-    return path + figures + channels_text(channels) + ", " + encoding;
+    return fmt::format("{}: {} frames, {:.3f} s, {} Hz, {}, {}", path, frames,
+                       static_cast<double>(frames) / rate, rate, channels_text(channels), encoding);
 }
 
-std::string played_sound::open(const std::string& path) {
+played_sound::played_sound(const std::string& path) {
     SndfileHandle file = path == "-" ? SndfileHandle(STDIN_FILENO, false) : SndfileHandle(path);
     if (file.error() != SF_ERR_NO_ERROR) {
-        return path + ": " + file.strError();
+        throw command_failure(EXIT_OPEN, path + ": " + file.strError());
     }
     if (file.frames() <= 0) {
-        return path + ": no audio in it";
+        throw command_failure(EXIT_OPEN, path + ": no audio in it");
     }
     found.channels = static_cast<unsigned int>(file.channels());
     found.rate = static_cast<unsigned int>(file.samplerate());
     found.frames = static_cast<std::uint64_t>(file.frames());
+    found.places = places_of(file, path);
     set_width(file.format(), &found);
     std::error_code ignored;
     const bool pipe = !std::filesystem::is_regular_file(path, ignored);
-    const bool ogg = (file.format() & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG;
-    const std::vector<std::size_t> order = order_of(file, ogg, &found.places);
-    if (pipe || ogg || !std::is_sorted(order.begin(), order.end()) || file.seek(1, SEEK_SET) != 1) {
-        file.seek(0, SEEK_SET);
-        const std::string wrong = copy(&file, order);
-        return !wrong.empty() || pipe || static_cast<sf_count_t>(found.frames) == file.frames()
-                   ? wrong
-                   : path + kCutShort;
-    }
-    playable = path;
     std::vector<double> last(found.channels);
-    return file.seek(file.frames() - 1, SEEK_SET) < 0 || file.readf(last.data(), 1) != 1 ||
-                   data_is_cut(file)
-               ? path + kCutShort
-               : "";
+    bool whole = true;
+    if (pipe || file.seek(1, SEEK_SET) != 1) {
+        file.seek(0, SEEK_SET);
+        copy(&file);
+        whole = pipe || static_cast<sf_count_t>(found.frames) == file.frames();
+    } else {
+        playable = path;
+        whole = file.seek(file.frames() - 1, SEEK_SET) >= 0 && file.readf(last.data(), 1) == 1 &&
+                !data_is_cut(file);
+    }
+    if (!whole) {
+        throw command_failure(EXIT_READ, path + ": cut short, its last frames cannot be read");
+    }
 }
 
-std::string played_sound::copy(SndfileHandle* from, const std::vector<std::size_t>& order) {
+void played_sound::copy(SndfileHandle* from) {
     copied.reset(std::tmpfile());
-    if (!copied) {
-        return std::string("a temporary file: ") + std::strerror(errno);
-    }
+    const int descriptor = copied ? fileno(copied.get()) : -1;
     const bool exact = !holds_floats(from->format());
-    SndfileHandle to(fileno(copied.get()), false, SFM_WRITE,
+    SndfileHandle to(descriptor, false, SFM_WRITE,
                      SF_FORMAT_RF64 | (exact ? SF_FORMAT_PCM_32 : SF_FORMAT_DOUBLE),
                      static_cast<int>(found.channels), static_cast<int>(found.rate));
     const auto move_all = [&](auto type) {
         constexpr sf_count_t kFrames = 4096;
-        std::vector<decltype(type)> in(kFrames * order.size());
-        std::vector<decltype(type)> out(in.size());
+        std::vector<decltype(type)> block(kFrames * found.channels);
         found.frames = 0;
-        for (sf_count_t got = 0; (got = from->readf(in.data(), kFrames)) > 0;) {
-            const auto samples = static_cast<std::size_t>(got) * order.size();
-            for (std::size_t k = 0; k < samples; ++k) {
-                out[k] = in[k - k % order.size() + order[k % order.size()]];
-            }
-            if (to.writef(out.data(), got) != got) {
-                return false;
-            }
-            found.frames += static_cast<std::uint64_t>(got);
+        for (sf_count_t got = 0; (got = from->readf(block.data(), kFrames)) > 0;) {
+            found.frames += static_cast<std::uint64_t>(to.writef(block.data(), got));
         }
         to.writeSync();
-        return to.error() == SF_ERR_NO_ERROR;
     };
-    if (exact ? !move_all(int{}) : !move_all(double{})) {
-        return std::string("a temporary file: ") + to.strError();
+    exact ? move_all(int{}) : move_all(double{});
+    if (to.error() != SF_ERR_NO_ERROR) {
+        throw command_failure(EXIT_READ, std::string("a temporary file: ") + to.strError());
     }
-    playable = "/proc/self/fd/" + std::to_string(fileno(copied.get()));
-    return found.frames > 0 ? "" : "no audio in it";
+    if (found.frames == 0) {
+        throw command_failure(EXIT_OPEN, "no audio in it");
+    }
+    playable = "/proc/self/fd/" + std::to_string(descriptor);
 }
 
 const std::vector<std::int32_t>& sound_reader::read(std::size_t frames) {
@@ -205,17 +189,17 @@ const std::vector<std::int32_t>& sound_reader::read(std::size_t frames) {
     return samples;
 }
 
-bool wav_writer::check(bool good) {
+void wav_writer::check(bool good) {
     if (!good) {
-        message = name + ": " + (errno != 0 ? std::strerror(errno) : sf_error_number(file.error()));
+        throw command_failure(
+            EXIT_WRITE,
+            name + ": " + (errno != 0 ? std::strerror(errno) : sf_error_number(file.error())));
     }
-    return good;
 }
 
-bool wav_writer::open(const std::string& path, unsigned int rate, unsigned int channels,
-                      unsigned int bits, std::uint64_t most_frames) {
-    name = path;
-    wide = bits == 32;
+wav_writer::wav_writer(const std::string& path, unsigned int rate, unsigned int channels,
+                       unsigned int bits, std::uint64_t most_frames)
+    : name(path), wide(bits == 32) {
     errno = 0;
     constexpr std::uint64_t kMostBytes = 0xFFFF0000;  // with room for the head
     const bool large = most_frames * channels * (bits / 8) > kMostBytes;
@@ -224,26 +208,25 @@ bool wav_writer::open(const std::string& path, unsigned int rate, unsigned int c
     file = SndfileHandle(path, SFM_WRITE, form | (wide ? SF_FORMAT_PCM_32 : SF_FORMAT_PCM_16),
                          static_cast<int>(channels), static_cast<int>(rate));
     file.command(SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
-    std::vector<int> map = map_of(kUsualPlaces, static_cast<int>(channels));
+    std::vector<int> map = usual_map(channels);
     if (!map.empty()) {
         file.command(SFC_SET_CHANNEL_MAP_INFO, map.data(),
                      static_cast<int>(map.size() * sizeof(int)));
     }
     file.command(SFC_SET_UPDATE_HEADER_AUTO, nullptr, SF_TRUE);
-    return check(file.error() == SF_ERR_NO_ERROR);
+    check(file.error() == SF_ERR_NO_ERROR);
 }
 
-bool wav_writer::add(const void* frames, std::size_t count) {
+void wav_writer::add(const void* frames, std::size_t count) {
     const auto wanted = static_cast<sf_count_t>(count);
     errno = 0;
-    return check((wide ? file.writef(static_cast<const int*>(frames), wanted)
-                       : file.writef(static_cast<const short*>(frames), wanted)) == wanted);
+    check((wide ? file.writef(static_cast<const int*>(frames), wanted)
+                : file.writef(static_cast<const short*>(frames), wanted)) == wanted);
 }
 
-bool wav_writer::close() {
+void wav_writer::close() {
     errno = 0;
     file.writeSync();
-    const bool kept = check(file.error() == SF_ERR_NO_ERROR);
+    check(file.error() == SF_ERR_NO_ERROR);
     file = SndfileHandle();
-    return kept;
 }

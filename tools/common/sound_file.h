@@ -21,18 +21,21 @@ struct sound_info {
     std::string text(const std::string& path) const;
 };
 
-/// A file that libsndfile knows, as the simulated card plays it: at any place and with the channels
-/// in the order of WAV files. What isn't so, such as a pipe, is copied to an unnamed file first.
+/// A file that libsndfile knows, as the simulated card plays it: at any place. What isn't so, such
+/// as a pipe, is copied to an unnamed file first.
 class played_sound {
   public:
-    /// What is wrong, or empty. "-" is the standard input. A file that ends early is wrong.
-    std::string open(const std::string& path);
+    /// None, with an empty path.
+    played_sound() = default;
+    /// "-" is the standard input. Throws for a file that ends early, too, or that doesn't have its
+    /// channels in the order of WAV files.
+    explicit played_sound(const std::string& path);
     const sound_info& info() const { return found; }
     /// What the card is to play.
     const std::string& path() const { return playable; }
 
   private:
-    std::string copy(SndfileHandle* from, const std::vector<std::size_t>& order);
+    void copy(SndfileHandle* from);
 
     sound_info found;
     std::string playable;
@@ -57,22 +60,20 @@ class sound_reader {
 };
 
 /// A WAV file being written, interleaved 16- or 32-bit samples; RF64 from 4 GiB on. Valid from
-/// every `add` on.
+/// every `add` on. All calls throw when the file cannot be written.
 class wav_writer {
   public:
-    /// `most_frames`: no more will come. False with `error()` set when the file cannot be made.
-    bool open(const std::string& path, unsigned int rate, unsigned int channels, unsigned int bits,
-              std::uint64_t most_frames);
-    bool add(const void* frames, std::size_t count);
-    /// False when what was written could not be kept.
-    bool close();
-    const std::string& error() const { return message; }
+    /// `most_frames`: no more will come.
+    wav_writer(const std::string& path, unsigned int rate, unsigned int channels, unsigned int bits,
+               std::uint64_t most_frames);
+    void add(const void* frames, std::size_t count);
+    /// Also tells when what was written could not be kept.
+    void close();
 
   private:
-    bool check(bool good);
+    void check(bool good);
 
-    SndfileHandle file;
     std::string name;
-    bool wide = false;
-    std::string message;
+    bool wide;
+    SndfileHandle file;
 };

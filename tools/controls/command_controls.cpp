@@ -1,9 +1,6 @@
 // zel-fc controls: a card's controls, a line or an object each.
 
-#include <cstdio>
 #include <memory>
-#include <string>
-#include <utility>
 
 #include "card_controls.h"
 #include "command_options.h"
@@ -21,57 +18,48 @@ const char* type_text(mixer_ctl* control) {
 }
 
 /// Number, name, type, count, value and what it can be set to.
-json_value control_json(unsigned int number, mixer_ctl* control) {
-    json_value json = json_value::object();
-    json.set("number", number)
-        .set("name", mixer_ctl_get_name(control))
-        .set("type", type_text(control))
-        .set("count", mixer_ctl_get_num_values(control))
-        .set("value", control_value_json(control));
+json control_json(unsigned int number, mixer_ctl* control) {
+    json all{{"number", number},
+             {"name", mixer_ctl_get_name(control)},
+             {"type", type_text(control)},
+             {"count", mixer_ctl_get_num_values(control)},
+             {"value", control_value(control)}};
     if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_INT) {
-        json.set("min", mixer_ctl_get_range_min(control))
-            .set("max", mixer_ctl_get_range_max(control));
-    } else if (mixer_ctl_get_type(control) == MIXER_CTL_TYPE_ENUM) {
-        json_value items = json_value::array();
-        for (unsigned int i = 0; i < mixer_ctl_get_num_enums(control); ++i) {
-            const char* item = mixer_ctl_get_enum_string(control, i);
-            items.append(item != nullptr ? item : "");
-        }
-        json.set("items", std::move(items));
+        all["min"] = mixer_ctl_get_range_min(control);
+        all["max"] = mixer_ctl_get_range_max(control);
     }
-    return json;
+    for (unsigned int i = 0; i < mixer_ctl_get_num_enums(control); ++i) {
+        const char* item = mixer_ctl_get_enum_string(control, i);
+        all["items"].push_back(item != nullptr ? item : "");
+    }
+    return all;
 }
 
 void print_line(unsigned int number, mixer_ctl* control) {
     constexpr std::size_t kLongest = 60;
-    const std::string range = control_range_text(control);
-    const std::string value = control_value_text(control);
-    std::printf(
-        "%3u  %-4s  %5u  %-22s  %s%s%s%s\n", number, type_text(control),
-        mixer_ctl_get_num_values(control), mixer_ctl_get_name(control),
-        value.size() <= kLongest ? value.c_str() : (value.substr(0, kLongest - 3) + "...").c_str(),
-        range.empty() ? "" : "  (", range.c_str(), range.empty() ? "" : ")");
+    const std::string range = control_range(control);
+    const std::string value = control_text(control);
+    fmt::print("{:3}  {:<4}  {:5}  {:<22}  {}{}\n", number, type_text(control),
+               mixer_ctl_get_num_values(control), mixer_ctl_get_name(control),
+               value.size() <= kLongest ? value : value.substr(0, kLongest - 3) + "...",
+               range.empty() ? "" : "  (" + range + ")");
 }
 
 exit_code run_controls(const controls_options& options) {
     const mixer_owner handle = open_mixer(options.card);
     if (!handle) {
-        return fail(EXIT_OPEN, "cannot open the mixer of card " + std::to_string(options.card));
+        return fail(EXIT_OPEN, fmt::format("cannot open the mixer of card {}", options.card));
     }
-    json_value all = json_value::array();
+    json all = json::array();
     if (!options.json) {
-        std::printf("%3s  %-4s  %5s  %-22s  %s\n", "ctl", "type", "count", "name", "value");
+        fmt::print("ctl  type  count  {:<22}  value\n", "name");
     }
     for (unsigned int i = 0; i < mixer_get_num_ctls(handle.get()); ++i) {
         mixer_ctl* control = mixer_get_ctl(handle.get(), i);
-        if (options.json) {
-            all.append(control_json(i, control));
-        } else {
-            print_line(i, control);
-        }
+        options.json ? all.push_back(control_json(i, control)) : print_line(i, control);
     }
     if (options.json) {
-        all.print();
+        print_json(all);
     }
     return EXIT_OK;
 }

@@ -1,5 +1,6 @@
 #include "doctor.h"
 
+#include <cjson/cJSON.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,11 +10,11 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <utility>
+#include <memory>
 #include <vector>
 
 #include "examination.h"
-#include "json_value.h"
+#include "valid_utf8.h"
 
 namespace {
 
@@ -102,18 +103,19 @@ std::vector<check_row> run_checks(const stream_format& client, bool prints) {
 }
 
 void print_json(const std::vector<check_row>& rows, bool works) {
-    json_value checks = json_value::array();
+    const std::unique_ptr<cJSON, void (*)(cJSON*)> all(cJSON_CreateObject(), cJSON_Delete);
+    cJSON_AddBoolToObject(all.get(), "works", works);
+    cJSON* checks = cJSON_AddArrayToObject(all.get(), "checks");
     for (const check_row& row : rows) {
-        json_value one = json_value::object();
-        one.set("check", row.check)
-            .set("result", word_of(row.result, true))
-            .set("seen", row.seen)
-            .set("remedy", row.remedy);
-        checks.append(std::move(one));
+        cJSON* one = cJSON_CreateObject();
+        cJSON_AddStringToObject(one, "check", row.check.c_str());
+        cJSON_AddStringToObject(one, "result", word_of(row.result, true));
+        cJSON_AddStringToObject(one, "seen", valid_utf8(row.seen).c_str());
+        cJSON_AddStringToObject(one, "remedy", valid_utf8(row.remedy).c_str());
+        cJSON_AddItemToArray(checks, one);
     }
-    json_value all = json_value::object();
-    all.set("works", works).set("checks", std::move(checks));
-    all.print();
+    const std::unique_ptr<char, void (*)(void*)> text(cJSON_Print(all.get()), cJSON_free);
+    std::puts(text ? text.get() : "{}");
 }
 
 }  // namespace

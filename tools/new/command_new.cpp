@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -39,12 +38,6 @@ struct new_options {
     throw CLI::ValidationError(text);
 }
 
-std::string text_of(double value) {
-    char text[32];
-    std::snprintf(text, sizeof(text), "%.6g", value + 0.0);
-    return text;
-}
-
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> all;
     std::istringstream in(text);
@@ -62,73 +55,36 @@ double gain_of(std::string text, std::string unit, const std::string& where) {
             unit = name;
         }
     }
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    const double gain = unit == "db"        ? std::pow(10, value / 20)
-                        : unit == "percent" ? value / 100
-                                            : value;
-    while (*end == ' ' || *end == '\r') {
-        ++end;
+    double value = 0;
+    std::istringstream in(text + ' ');
+    // A stream knows no infinity, which is silence in decibels.
+    const bool silent = unit == "db" && text.find("-inf") != std::string::npos;
+    if (!silent && (!(in >> value >> std::ws) || !in.eof())) {
+        refuse(fmt::format("{}: \"{}\" is no gain", where, printable(text)));
     }
-    if (end == text.c_str() || *end != '\0' || !std::isfinite(gain)) {
-        refuse(where + ": \"" + printable(text) + "\" is no gain");
-    }
-    return gain;
+    return silent              ? 0
+           : unit == "db"      ? std::pow(10, value / 20)
+           : unit == "percent" ? value / 100
+                               : value;
 }
 
 /// A matrix by channel names: rows of `outs`.
-class named_mix {
-  public:
-    named_mix(std::vector<std::string> inputs, std::vector<std::string> outputs)
-        : ins(std::move(inputs)), outs(std::move(outputs)), weights(ins.size() * outs.size()) {
-        for (std::size_t i = 0; i < ins.size(); ++i) {
-            route(ins[i], i, 1);
-        }
-    }
+struct named_mix {
+    std::vector<std::string> ins, outs;
+    std::vector<double> weights = std::vector<double>(ins.size() * outs.size());
 
-    void set_gain(const std::string& words) {
-        const std::size_t equals = words.find('=');
-        if (equals == std::string::npos) {
-            refuse("--gain " + words + ": write NAME=GAIN, such as FC=-3dB");
-        }
-        const double gain = gain_of(words.substr(equals + 1), "", "--gain " + words);
-        for (const std::string& name : split(words.substr(0, equals), ',')) {
-            const auto found = std::find(ins.begin(), ins.end(), name);
-            if (found == ins.end()) {
-                std::string names;
-                for (const std::string& one : ins) {
-                    names += " " + one;
-                }
-                refuse("--gain " + words + ": no channel " + name + "; there are" + names);
-            }
-            const auto i = static_cast<std::size_t>(found - ins.begin());
-            bool routed = false;
-            for (std::size_t o = 0; o < outs.size(); ++o) {
-                routed = routed || at(o, i) != 0;
-            }
-            if (!routed) {
-                route("FC", i, 1);  // LFE, to where the middle goes
-            }
-            for (std::size_t o = 0; o < outs.size(); ++o) {
-                at(o, i) = at(o, i) != 0 ? gain : 0;
-            }
-        }
-    }
-
-    std::vector<double> take() { return std::move(weights); }
-
-  private:
     double& at(std::size_t out, std::size_t in) { return weights[out * ins.size() + in]; }
-    bool has(const std::string& name) const {
-        return std::find(outs.begin(), outs.end(), name) != outs.end();
-    }
+    bool has(const std::string& name) const { return std::ranges::count(outs, name) > 0; }
+
     /// To the output of that name; without one to those beside it, as ITU-R BS.775 has it.
     void route(const std::string& name, std::size_t in, double gain) {
         static const struct {
             const char* from;
             std::vector<const char*> to;  ///< the first that there is, or the last
             double gain;
-        } kWays[] = {{"FL", {"FC"}, kMinus3},
+        } kWays[] = {{"FC", {"FL"}, kMinus3},
+                     {"FC", {"FR"}, kMinus3},
+                     {"FL", {"FC"}, kMinus3},
                      {"FR", {"FC"}, kMinus3},
                      {"BL", {"SL", "FL"}, kMinus3},
                      {"BR", {"SR", "FR"}, kMinus3},
@@ -140,94 +96,96 @@ class named_mix {
                      {"TBR", {"BR", "FR"}, 0.5},
                      {"TSL", {"SL", "BL", "FL"}, 0.5},
                      {"TSR", {"SR", "BR", "FR"}, 0.5}};
-        if (const auto found = std::find(outs.begin(), outs.end(), name); found != outs.end()) {
-            at(static_cast<std::size_t>(found - outs.begin()), in) += gain;
-        } else if (name == "FC" && has("FL")) {
-            route("FL", in, gain * kMinus3);
-            route("FR", in, gain * kMinus3);
-        } else {
-            for (const auto& way : kWays) {
-                if (name == way.from) {
-                    auto to = std::find_if(way.to.begin(), way.to.end() - 1,
-                                           [this](const char* one) { return has(one); });
-                    route(*to, in, gain * way.gain);
-                }
+        if (has(name)) {
+            at(static_cast<std::size_t>(std::ranges::find(outs, name) - outs.begin()), in) += gain;
+            return;
+        }
+        for (const auto& way : kWays) {
+            if (name == way.from) {
+                const auto to = std::find_if(way.to.begin(), way.to.end() - 1,
+                                             [this](const char* one) { return has(one); });
+                route(*to, in, gain * way.gain);
             }
         }
     }
 
-    std::vector<std::string> ins, outs;
-    std::vector<double> weights;
+    /// "NAMES=GAIN" of inputs, to where they go.
+    void set_gain(const std::string& words) {
+        const std::size_t equals = words.find('=');
+        if (equals == std::string::npos) {
+            refuse("--gain " + words + ": write NAME=GAIN, such as FC=-3dB");
+        }
+        const double gain = gain_of(words.substr(equals + 1), "", "--gain " + words);
+        for (const std::string& name : split(words.substr(0, equals), ',')) {
+            const auto found = std::ranges::find(ins, name);
+            if (found == ins.end()) {
+                refuse(fmt::format("--gain {}: no channel {}; there are {}", words, name,
+                                   fmt::join(ins, " ")));
+            }
+            const auto i = static_cast<std::size_t>(found - ins.begin());
+            if (name == "LFE" && !has(name)) {
+                route("FC", i, 1);  // nowhere, but for who asks for it
+            }
+            for (std::size_t o = 0; o < outs.size(); ++o) {
+                at(o, i) = at(o, i) != 0 ? gain : 0;
+            }
+        }
+    }
 };
 
 /// Rows of weights from a table: a row for each output.
 std::vector<double> read_table(const new_options& options, std::size_t ins) {
     std::ifstream file(options.table);
-    std::vector<std::vector<std::string>> rows;
+    std::vector<double> weights;
+    std::size_t rows = 0;
     for (std::string line; std::getline(file, line);) {
-        if (line.find_first_not_of(" \r\t") != std::string::npos) {
-            const char separator = line.find(';') != std::string::npos    ? ';'
-                                   : line.find('\t') != std::string::npos ? '\t'
-                                                                          : ',';
-            if (separator != ',') {
-                std::replace(line.begin(), line.end(), ',', '.');
-            }
-            rows.push_back(split(line, separator));
+        if (line.find_first_not_of(" \r\t") == std::string::npos) {
+            continue;
+        }
+        const char separator = line.find(';') != std::string::npos    ? ';'
+                               : line.find('\t') != std::string::npos ? '\t'
+                                                                      : ',';
+        if (separator != ',') {
+            std::ranges::replace(line, ',', '.');
+        }
+        ++rows;
+        for (const std::string& cell : split(line, separator)) {
+            weights.push_back(
+                gain_of(cell, options.unit, fmt::format("{}: row {}", options.table, rows)));
+        }
+        if (rows > options.outputs || weights.size() != rows * ins) {
+            break;
         }
     }
-    if (rows.size() != options.outputs ||
-        std::any_of(rows.begin(), rows.end(), [=](const auto& row) { return row.size() != ins; })) {
-        refuse(options.table + ": not " + std::to_string(options.outputs) + " rows of " +
-               std::to_string(ins) + " cells, a row for each output");
+    if (rows != options.outputs || weights.size() != rows * ins) {
+        refuse(fmt::format("{}: not {} rows of {} cells, a row for each output", options.table,
+                           options.outputs, ins));
     }
-    std::vector<double> weights(ins * options.outputs);
-    double least = 0, most = 0;
-    for (std::size_t r = 0; r < rows.size(); ++r) {
-        for (std::size_t c = 0; c < rows[r].size(); ++c) {
-            const std::string where = options.table + ": row " + std::to_string(r + 1) + ", cell " +
-                                      std::to_string(c + 1);
-            const double gain = gain_of(rows[r][c], options.unit, where);
-            weights[r * ins + c] = gain;
-            least = std::min(least, gain);
-            most = std::max(most, gain);
-        }
-    }
+    const auto [least, most] = std::ranges::minmax(weights);
     if (options.unit.empty() && (least < -1 || most > 2 || (least < 0 && most <= 0))) {
         refuse(options.table + ": in which unit? Name it with --unit factor, db or percent");
     }
     return weights;
 }
 
-/// The document with that entry, in the form of the samples; `body` in the file's own words.
-std::string whole_file(file_kind kind, const std::string& entry) {
-    return kind == file_kind::mixing
-               ? "{\n  \"MixingCoefficientEnable\": true,\n  \"MixingWeighting\": [\n    " + entry +
-                     "\n  ]\n}\n"
-               : "{\n  \"DelayCoefficientEnable\": true,\n  \"ChannelDelayMilliseconds\": [\n    " +
-                     entry + "\n  ]\n}\n";
-}
-
 file_report check_text(const std::string& text, file_kind kind) {
     const int fd = memfd_create("coefficients", MFD_CLOEXEC);
     const bool kept = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     const file_report report =
-        check_file(kept ? "/proc/self/fd/" + std::to_string(fd) : "", {.kind = kind, .stream = {}});
+        check_file(kept ? fmt::format("/proc/self/fd/{}", fd) : "", {.kind = kind, .stream = {}});
     close(fd);
     return report;
 }
 
 /// `file`'s text with the entry before one that would hide it, else at the end.
-std::string inserted(const std::string& file, file_kind kind, const stream_request& serves,
-                     const std::string& entry) {
+std::string inserted(const std::string& file, file_kind kind, const char* body_name,
+                     const stream_request& serves, const std::string& entry) {
     const file_report report = check_file(file, {.kind = kind, .stream = {}});
-    const auto is_error = [](const finding& found) { return found.level == severity::error; };
-    if (!report.readable || report.kind != kind ||
-        std::any_of(report.findings.begin(), report.findings.end(), is_error)) {
-        refuse(file + " is not in order; zel-fc check " + file + " tells more");
+    if (!report.readable || std::ranges::count(report.findings, severity::error, &finding::level)) {
+        refuse(fmt::format("{0} is not in order; zel-fc check {0} tells more", file));
     }
     const coefficient_text text(file);
-    const json_node* body = text.root().find(
-        kind == file_kind::mixing ? "MixingWeighting" : "ChannelDelayMilliseconds");
+    const json_node* body = text.root().find(body_name);
     std::string whole(text.text());
     for (std::size_t k = 0; k < report.entries.size(); ++k) {
         const stream_request& other = report.entries[k].serves;
@@ -236,101 +194,107 @@ std::string inserted(const std::string& file, file_kind kind, const stream_reque
             continue;
         }
         if (other.layout == serves.layout) {
-            refuse(file + ":" + std::to_string(report.entries[k].place.line) +
-                   ": there is an entry for this stream already");
+            refuse(fmt::format("{}:{}: there is an entry for this stream already", file,
+                               report.entries[k].place.line));
         }
         return whole.insert(body->children[k].at, entry + ",\n    ");
     }
     return whole.insert(body->children.back().end, ",\n    " + entry);
 }
 
+/// In one step: whoever reads the file meanwhile gets all of the old one or of the new.
+void replace_file(const std::string& path, const std::string& text) {
+    const std::string beside = path + ".new";
+    std::ofstream file(beside, std::ios::binary);
+    std::error_code error, ignored;
+    if (!(file << text).flush()) {
+        error.assign(errno, std::generic_category());
+    } else {
+        std::filesystem::rename(beside, path, error);
+    }
+    if (error) {
+        std::filesystem::remove(beside, ignored);
+        throw command_failure(EXIT_WRITE, path + ": " + error.message());
+    }
+}
+
 exit_code write_entry(const new_options& options, file_kind kind, const stream_request& serves,
-                      const std::string& entry) {
-    const std::string text = options.into_file.empty()
-                                 ? whole_file(kind, entry)
-                                 : inserted(options.into_file, kind, serves, entry);
-    const file_report report = check_text(text, kind);
-    for (const finding& found : report.findings) {
+                      const std::string& members) {
+    const bool mixing = kind == file_kind::mixing;
+    const char* body = mixing ? "MixingWeighting" : "ChannelDelayMilliseconds";
+    const std::string entry =
+        fmt::format("{{\n      \"InputChannel\": {}{}\n    }}", serves.channels, members);
+    const std::string text =
+        !options.into_file.empty()
+            ? inserted(options.into_file, kind, body, serves, entry)
+            : fmt::format("{{\n  \"{}CoefficientEnable\": true,\n  \"{}\": [\n    {}\n  ]\n}}\n",
+                          mixing ? "Mixing" : "Delay", body, entry);
+    for (const finding& found : check_text(text, kind).findings) {
         if (found.level != severity::note) {
-            warn("line " + std::to_string(found.place.line) + ": " + found.what + ": " +
-                 found.mend);
+            warn(fmt::format("line {}: {}: {}", found.place.line, found.what, found.mend));
         }
         if (found.level == severity::error) {
             return fail(EXIT_USAGE, "nothing is written");
         }
     }
     const std::string& path = options.into_file.empty() ? options.out_file : options.into_file;
-    if (path.empty()) {
-        std::fputs(text.c_str(), stdout);
-    } else {
-        const std::string beside = path + ".new";
-        std::ofstream file(beside, std::ios::binary);
-        std::error_code error;
-        if (!(file << text).flush()) {
-            std::filesystem::remove(beside, error);
-            return fail(EXIT_WRITE, path + ": " + std::strerror(errno));
-        }
-        std::filesystem::rename(beside, path, error);
-        if (error) {
-            return fail(EXIT_WRITE, path + ": " + error.message());
-        }
-    }
-    const bool mixing = kind == file_kind::mixing;
-    const std::string named = path.empty() ? "FILE" : path;
-    std::fprintf(stderr, "to hear it: zel-fc convert IN.wav OUT.wav -c %u --card-layout %s %s\n",
-                 mixing ? serves.outputs : serves.channels, options.layout.c_str(),
-                 mixing ? ("--delay none --mixing " + named).c_str()
-                        : ("--mixing none --delay " + named).c_str());
+    path.empty() ? fmt::print("{}", text) : replace_file(path, text);
+    fmt::print(stderr, "to hear it: zel-fc convert IN.wav OUT.wav -c {} --card-layout {} {} {}\n",
+               mixing ? serves.outputs : serves.channels, options.layout,
+               mixing ? "--delay none --mixing" : "--mixing none --delay",
+               path.empty() ? "FILE" : path);
     return EXIT_OK;
+}
+
+std::vector<double> usual_weights(const new_options& options,
+                                  const std::vector<std::string>& names) {
+    if (names.empty()) {
+        refuse("the channels of layout " + options.layout + " have no names; give a table");
+    }
+    const std::vector<std::string> outs =
+        options.outputs == names.size() ? names
+        : options.outputs == 1
+            ? std::vector<std::string>{"FC"}
+            : channel_names(options.outputs == 3 ? "3.0" : card_layout_of(options.outputs));
+    if (outs.size() != options.outputs) {
+        refuse("no usual layout has " + channels_text(options.outputs) + "; give a table");
+    }
+    named_mix mix{names, outs};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        mix.route(names[i], i, 1);
+    }
+    std::ranges::for_each(options.gains, [&](const std::string& gain) { mix.set_gain(gain); });
+    fmt::print(stderr,
+               "gains: ITU-R BS.775 (centre and surrounds -3 dB, no LFE), heights -6 dB{}\n",
+               options.gains.empty() ? "" : ", but for those named");
+    return mix.weights;
 }
 
 exit_code new_mixing(const new_options& options) {
     const unsigned int ins = zel_channel_mixing::channel_count(options.layout);
-    const std::vector<std::string> names = channel_names(options.layout);
-    std::vector<double> weights;
-    if (!options.table.empty()) {
-        weights = read_table(options, ins);
-    } else if (names.empty()) {
-        refuse("the channels of layout " + options.layout + " have no names; give a table");
-    } else {
-        const std::vector<std::string> outs =
-            options.outputs == names.size() ? names
-            : options.outputs == 1
-                ? std::vector<std::string>{"FC"}
-                : channel_names(options.outputs == 3 ? "3.0" : card_layout_of(options.outputs));
-        if (outs.size() != options.outputs) {
-            refuse("no usual layout has " + channels_text(options.outputs) + "; give a table");
-        }
-        named_mix mix(names, outs);
-        for (const std::string& gain : options.gains) {
-            mix.set_gain(gain);
-        }
-        weights = mix.take();
-        std::fprintf(stderr,
-                     "gains: ITU-R BS.775 (centre and surrounds -3 dB, no LFE), heights "
-                     "-6 dB%s\n",
-                     options.gains.empty() ? "" : ", but for those named");
-    }
-    double most = 0;
-    for (std::size_t at = 0; at < weights.size(); at += ins) {
-        double sum = 0;
-        for (std::size_t i = 0; i < ins; ++i) {
-            sum += std::fabs(weights[at + i]);
-        }
-        most = std::max(most, sum);
+    const std::vector<double> weights = options.table.empty()
+                                            ? usual_weights(options, channel_names(options.layout))
+                                            : read_table(options, ins);
+    double most = 1;
+    for (std::size_t at = 0; options.normalise && at < weights.size(); at += ins) {
+        const std::vector<float> row(&weights[at], &weights[at] + ins);
+        most = std::max(most, row_gain(row.data(), ins));
     }
     std::string rows;
     for (std::size_t k = 0; k < weights.size(); ++k) {
         // Six digits, downwards: rounded up, a row could pass 1.
-        const double weight =
-            options.normalise && most > 1 ? std::trunc(weights[k] / most * 1e6) / 1e6 : weights[k];
-        rows += (k == 0 ? "" : k % ins == 0 ? ",\n        " : ", ") + text_of(weight);
+        const double weight = most > 1 ? std::trunc(weights[k] / most * 1e6) / 1e6 : weights[k];
+        rows += fmt::format("{}{:.6g}",
+                            k == 0         ? ""
+                            : k % ins == 0 ? ",\n        "
+                                           : ", ",
+                            weight + 0.0);
     }
     return write_entry(options, file_kind::mixing, {ins, options.layout, options.outputs, 0},
-                       "{\n      \"InputChannel\": " + std::to_string(ins) +
-                           ",\n      \"InputChannelLayout\": \"" + options.layout +
-                           "\",\n      \"OutputChannel\": " + std::to_string(options.outputs) +
-                           ",\n      \"Parameters\": [\n        " + rows + "\n      ]\n    }");
+                       fmt::format(",\n      \"InputChannelLayout\": \"{}\",\n      "
+                                   "\"OutputChannel\": {},\n      \"Parameters\": [\n        {}"
+                                   "\n      ]",
+                                   options.layout, options.outputs, rows));
 }
 
 exit_code new_delay(const new_options& options) {
@@ -339,26 +303,24 @@ exit_code new_delay(const new_options& options) {
     const unsigned int count = zel_channel_mixing::channel_count(options.layout);
     const std::vector<std::string> names = channel_names(options.layout);
     if (given.size() != count) {
-        refuse(std::to_string(given.size()) + " values for " + channels_text(count));
+        refuse(fmt::format("{} values for {}", given.size(), channels_text(count)));
     }
-    const double farthest = *std::max_element(given.begin(), given.end());
-    std::string distances, delays;
+    const double farthest = std::ranges::max(given);
+    std::vector<double> delays;
     for (std::size_t c = 0; c < count; ++c) {
         const double exact = by_distance ? (farthest - given[c]) / kMetresPerMs : given[c];
-        const double whole = std::round(exact);
+        const double whole = delays.emplace_back(std::round(exact));
         if (whole != exact) {
-            std::fprintf(stderr, "channel %zu%s: %.2f ms becomes %.0f, off by %.0f cm\n", c,
-                         c < names.size() ? (" " + names[c]).c_str() : "", exact, whole,
-                         std::fabs(whole - exact) * kMetresPerMs * 100);
+            fmt::print(stderr, "channel {}{}: {:.2f} ms becomes {:.0f}, off by {:.0f} cm\n", c,
+                       c < names.size() ? " " + names[c] : "", exact, whole,
+                       std::fabs(whole - exact) * kMetresPerMs * 100);
         }
-        delays += (c == 0 ? "" : ", ") + text_of(whole);
-        distances += (c == 0 ? "" : ", ") + text_of(given[c]);
     }
     return write_entry(
         options, file_kind::delay, {count, "", 0, 0},
-        "{\n      \"InputChannel\": " + std::to_string(count) +
-            (by_distance ? ",\n      \"DistancesMetres\": [" + distances + "]" : "") +
-            ",\n      \"Parameters\": [" + delays + "]\n    }");
+        (by_distance ? fmt::format(",\n      \"DistancesMetres\": [{:.6g}]", fmt::join(given, ", "))
+                     : "") +
+            fmt::format(",\n      \"Parameters\": [{:.0f}]", fmt::join(delays, ", ")));
 }
 
 }  // namespace

@@ -15,13 +15,11 @@ class svg_picture {
     void polyline(const std::vector<std::pair<double, double>>& points, const std::string& stroke);
     /// `anchor`: "start", "middle" or "end" of the text stands at x.
     void text(double x, double y, const std::string& words, const char* anchor = "start");
-    /// False when the file cannot be written.
-    bool save(const std::string& path) const;
+    /// Names the file on the standard output. Throws when it cannot be written.
+    void save(const std::string& path) const;
 
   private:
     std::string body;
-    double width;
-    double height;
 };
 
 /// A rectangle of a picture with a linear scale on each axis.

@@ -1,9 +1,6 @@
-#include "json_value.h"
+#include "valid_utf8.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <memory>
-#include <string_view>
 
 namespace {
 
@@ -39,19 +36,4 @@ std::string valid_utf8(std::string_view text) {
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return valid;
-}
-
-json_value::json_value(const std::string& text)
-    : node(cJSON_CreateString(valid_utf8(text).c_str())) {}
-
-void json_value::print(bool one_line) const {
-    const std::unique_ptr<char, void (*)(void*)> text(
-        one_line ? cJSON_PrintUnformatted(node) : cJSON_Print(node), cJSON_free);
-    if (text) {
-        std::printf("%s\n", text.get());
-        // A line is read as it comes.
-        if (one_line) {
-            std::fflush(stdout);
-        }
-    }
 }
