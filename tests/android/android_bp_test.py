@@ -89,6 +89,16 @@ class AndroidBp(unittest.TestCase):
                  *re.search(r"foreach\(call (pipe2.*)\)", text)[1].split()}
         self.assertEqual(all_of("zel_fc_tests", "ldflags"), {f"-Wl,--wrap={c}" for c in calls})
 
+    def test_makes_the_fuzzer_of_the_sources_that_cmake_takes(self):
+        # With the device's own tinyalsa, its utility and no tool.
+        own = {source for source, _ in cmake_compilations("(tests/support/.*(log|folder)|fuzz/.*coef)")}
+        library = {source for source, _ in cmake_compilations("(converter|modules)/")}
+        self.assertEqual(sources_of("zel_fc_coefficient_file_fuzzer"),
+                         (own | library) - {"fuzz/replay.cpp"})
+        corpus = modules["zel_fc_coefficient_file_fuzzer"]["corpus"][0].lstrip(":")
+        for pattern in modules[corpus]["srcs"]:
+            self.assertTrue(list(root.glob(pattern)), pattern)
+
     def test_links_as_cmake_does(self):
         cmake = (root / "plugin/CMakeLists.txt").read_text()
         for flag in all_of(LIBRARY, "ldflags"):
