@@ -175,6 +175,32 @@ class Convert(Command):
                 self.run_tool(4, *words, stdout=full, text="standard output: No space left")
 
 
+class Check(Command):
+    def test_samples_are_clean_and_used(self):
+        samples = sorted([*config.glob("*.json"), *config.glob("samples/*.json")])
+        self.assertGreaterEqual(len(samples), 5)
+        for report in self.json(0, "check", *samples)["files"]:
+            self.assertTrue(report["kind"] != "unknown" and not report["findings"], report)
+            self.assertTrue(all(entry["reachable"] and entry["usable"] for entry in report["entries"]))
+
+    def test_reports_and_refuses(self):
+        delay, bad = config / "voice_channel_delay_coef.json", config / "known-bad"
+        for code, text, *words in (
+                (0, "16 entries, no problems", mixing_file, delay),
+                (0, " 5 BR           5       80", delay, "--card-channels", 6, "--card-rate", 16000),
+                (5, "syntax_comment.json:4:8: error: ", mixing_file, bad / "mixing/syntax_comment.json"),
+                (3, "client hears silence", "/nowhere/mixing.json", "--card-channels", 6),
+                (3, "no delay (bypass)", bad / "delay/disabled.json", "/nowhere/delay.json",
+                 "--card-channels", 6),
+                (5, "unknown_kind", config.parent / "CMakePresets.json"),
+                (5, "body_missing", "--as", "delay", mixing_file),
+                (1, "file"), (1, "--as", mixing_file, "--as", "matrix"),
+                (1, "no channel count", mixing_file, "--card-layout", "stereo")):
+            self.run_tool(code, "check", *words, text=text)
+        self.run_tool(5, "check", bad / "mixing/weight_count.json", "--card-layout", "5.1")
+        self.assertEqual((self.err, "search_coefficient" in self.out), ("", False), "the log is held back")
+
+
 class New(Command):
     def entries(self, *words, code=0, **more):
         text = self.run_tool(code, "new", *words, **more)
