@@ -1,23 +1,12 @@
 // The poller and the ring buffer.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdint>
-#include <future>
-#include <limits>
-#include <new>
-#include <random>
-#include <vector>
-
 #include "converter_access.h"
-#include "expect_log.h"
-#include "status.h"
 #include "system_faults.h"
+#include "test_basics.h"
 
 namespace {
 

@@ -1,18 +1,8 @@
 // The card's stream and what its change events lead to, step by step on the test's own thread.
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <chrono>
-#include <cstring>
-#include <limits>
-#include <string>
-
 #include "allocation_faults.h"
 #include "converter_access.h"
-#include "expect_log.h"
-#include "status.h"
-#include "test_folder.h"
+#include "test_basics.h"
 #include "zel_format_converter_mixing_wrapper.h"
 
 using namespace zel_test;

@@ -1,15 +1,7 @@
 // Blocks whose size is not the client's; every sample of the others is held by the system tests.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <utility>
-
 #include "converter_access.h"
-#include "expect_log.h"
-#include "status.h"
+#include "test_basics.h"
 
 using namespace zel_test;
 

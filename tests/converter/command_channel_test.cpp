@@ -1,27 +1,18 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <future>
-#include <new>
 #include <stdexcept>
-#include <utility>
-#include <vector>
 
 #include "allocation_faults.h"
 #include "converter_access.h"
-#include "expect_log.h"
 #include "footprint.h"
-#include "status.h"
 #include "system_faults.h"
+#include "test_basics.h"
 
 using namespace zel_test;
 

@@ -1,13 +1,7 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <thread>
-#include <vector>
-
 #include "scripted_tinyalsa.h"
-#include "stream_config.h"
+#include "test_basics.h"
 #include "zel_format_converter.h"
 #include "zel_src_48k_state.h"
 

@@ -2,20 +2,12 @@
 // layout, close, end), with each call that can fail failing at its first, second, ... use until the
 // life passes untouched. After each: a documented status, a stream that works, nothing left behind.
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <cstdint>
 #include <set>
-#include <vector>
 
 #include "converter_access.h"
-#include "expect_log.h"
 #include "footprint.h"
 #include "system_faults.h"
-#include "test_folder.h"
+#include "test_basics.h"
 
 using namespace zel_test;
 

@@ -1,10 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <cerrno>
-
 #include "converter_access.h"
-#include "expect_log.h"
-#include "status.h"
+#include "test_basics.h"
 
 using namespace zel_test;
 

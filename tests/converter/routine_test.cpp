@@ -1,20 +1,12 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <cfenv>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
 
 #include "allocation_faults.h"
 #include "converter_access.h"
-#include "expect_log.h"
 #include "footprint.h"
-#include "status.h"
 #include "system_faults.h"
+#include "test_basics.h"
 
 using zel_test::call;
 using zel_test::fc_access;

@@ -1,16 +1,11 @@
 // What a stream's whole life says when all is well: these messages and no others, at every level.
 
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
-#include <future>
 #include <map>
-#include <string>
 
 #include "converter_access.h"
-#include "expect_log.h"
-#include "status.h"
-#include "test_folder.h"
+#include "test_basics.h"
 
 using namespace zel_test;
 

@@ -1,18 +1,7 @@
 // The delay stage against a shift of the whole stream.
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <cstdint>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "allocation_faults.h"
-#include "expect_log.h"
-#include "status.h"
-#include "stream_config.h"
-#include "test_folder.h"
+#include "test_basics.h"
 #include "zel_channel_delay.h"
 #include "zel_format_converter_delay_wrapper.h"
 

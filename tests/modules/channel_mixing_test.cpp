@@ -1,24 +1,10 @@
 // The mixing stage: every kind of matrix and number of channels against the definition, its states
 // and what it refuses.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
-#include <limits>
-#include <random>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "allocation_faults.h"
-#include "expect_log.h"
-#include "status.h"
-#include "stream_config.h"
-#include "test_folder.h"
+#include "test_basics.h"
 #include "zel_channel_mixing.h"
 #include "zel_format_converter_mixing_wrapper.h"
 

@@ -1,21 +1,11 @@
 // The two coefficient files: what is read from them, what the broken ones of config/known-bad lead
 // to, and what the largest can cost.
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <ctime>
-#include <limits>
-#include <string>
-#include <vector>
-
-#include "expect_log.h"
 #include "known_bad.h"
-#include "status.h"
-#include "stream_config.h"
 #include "system_faults.h"
-#include "test_folder.h"
+#include "test_basics.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
 #include "zel_coefficient_file.h"

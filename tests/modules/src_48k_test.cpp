@@ -1,19 +1,8 @@
 // The 48 to 16 kHz converter: its plain loop against the filter's definition over the whole stream,
 // and each width of vectors against the plain loop: output, history ring and both positions.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstdint>
-#include <random>
-#include <utility>
-#include <vector>
-
 #include "allocation_faults.h"
-#include "expect_log.h"
-#include "status.h"
-#include "stream_config.h"
+#include "test_basics.h"
 #include "zel_format_converter_src_wrapper.h"
 #include "zel_src_48k_state.h"
 

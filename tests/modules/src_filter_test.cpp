@@ -1,12 +1,10 @@
 // The generated filter against the figures it was designed for.
 
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <cmath>
-#include <cstdint>
 #include <numbers>
 
+#include "test_basics.h"
 #include "zel_src_48k.h"
 
 namespace {

@@ -1,14 +1,7 @@
 // Values and TLV data of the mixer's controls: own ones and mirrored ones.
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <limits>
-#include <string>
-
 #include "mixer_record.h"
-#include "status.h"
-#include "test_folder.h"
+#include "test_basics.h"
 #include "zel_format_converter.h"
 
 using namespace zel_test;

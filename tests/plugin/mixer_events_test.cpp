@@ -1,18 +1,11 @@
 // The mixer's change events: who is told, and that nobody is told too late.
 
-#include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
-#include <cstring>
-#include <future>
-#include <thread>
-
 #include "converter_access.h"
 #include "mixer_record.h"
-#include "status.h"
+#include "test_basics.h"
 
 using namespace zel_test;
 

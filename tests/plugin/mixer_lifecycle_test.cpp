@@ -1,18 +1,11 @@
 // The mixer record's control array: what it shows, and what is left when it cannot be built.
 
-#include <gtest/gtest.h>
-
 #include <array>
-#include <cerrno>
-#include <iterator>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "allocation_faults.h"
 #include "footprint.h"
 #include "mixer_record.h"
-#include "status.h"
+#include "test_basics.h"
 
 using namespace zel_test;
 

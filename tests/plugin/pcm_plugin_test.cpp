@@ -2,24 +2,12 @@
 // after calls that fail, and after starts by handles and reads in any order.
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
-#include <cstdint>
-#include <cstring>
-#include <future>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "client_params.h"
 #include "converter_access.h"
-#include "expect_log.h"
 #include "skipped_time.h"
-#include "status.h"
+#include "test_basics.h"
 #include "zel_format_converter_pcm_plugin.h"
 
 using namespace zel_test;

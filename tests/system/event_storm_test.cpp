@@ -1,21 +1,11 @@
 // Many clients at once against a card that raises events in bursts. What each sees is checked where
 // it can be told; the rest is for the thread sanitizer. ZEL_STORM_SECONDS makes it longer.
 
-#include <gtest/gtest.h>
 #include <tinyalsa/mixer.h>
 #include <tinyalsa/pcm.h>
 
-#include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <cstdlib>
-#include <functional>
-#include <random>
-#include <thread>
-#include <vector>
-
-#include "status.h"
 #include "stream_fixture.h"
+#include "test_basics.h"
 
 namespace {
 

@@ -3,20 +3,14 @@
 // descriptors and threads stay as they were. ZEL_SOAK_SECONDS and ZEL_SOAK_SEED choose how much
 // stream time and which course.
 
-#include <gtest/gtest.h>
 #include <tinyalsa/mixer.h>
 #include <tinyalsa/pcm.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <deque>
-#include <random>
-#include <vector>
 
 #include "footprint.h"
-#include "status.h"
 #include "stream_fixture.h"
+#include "test_basics.h"
 
 namespace {
 

@@ -2,12 +2,6 @@
 
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-
-#include "status.h"
-
 namespace zel_test {
 
 void stream_fixture::SetUpTestSuite() {

@@ -1,15 +1,10 @@
 #pragma once
 
-#include <gtest/gtest.h>
 #include <tinyalsa/mixer.h>
 #include <tinyalsa/pcm.h>
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "chain_model.h"
-#include "expect_log.h"
+#include "test_basics.h"
 
 namespace zel_test {
 

@@ -1,22 +1,13 @@
 // Whole streams through the real path: tinyalsa layer, card definition, library, worker, simulated
 // card, chain, ring buffer. Every sample is held against the slow model.
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <tinyalsa/pcm.h>
 
-#include <atomic>
-#include <chrono>
 #include <csignal>
-#include <cstdint>
-#include <future>
-#include <memory>
-#include <thread>
-#include <utility>
-#include <vector>
 
-#include "expect_log.h"
 #include "stream_fixture.h"
+#include "test_basics.h"
 
 using namespace std::chrono_literals;
 using zel_test::stream_setup;

@@ -1,14 +1,7 @@
 // The virtual card's mixer beside the card's own: changes while a stream runs.
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <ctime>
-#include <string>
-
-#include "expect_log.h"
 #include "stream_fixture.h"
-#include "test_folder.h"
+#include "test_basics.h"
 
 using zel_test::chain_model;
 using zel_test::matrix_for;
