@@ -4,7 +4,6 @@
 #include <memory>
 #include <vector>
 
-#include "expect_log.h"
 #include "scripted_tinyalsa.h"
 #include "zel_format_converter_mixer_plugin.h"
 
