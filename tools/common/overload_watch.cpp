@@ -4,33 +4,20 @@
 
 #include "command_end.h"
 
-namespace {
-
-pcm_config stream(unsigned int channels, unsigned int rate, bool narrow) {
-    pcm_config config{};
-    config.channels = channels;
-    config.rate = rate;
-    config.format = narrow ? PCM_FORMAT_S16_LE : PCM_FORMAT_S32_LE;
-    return config;
-}
-
-template <typename type>
-unsigned int bytes_of(const std::vector<type>& block) {
-    return static_cast<unsigned int>(block.size() * sizeof(type));
-}
-
-}  // namespace
-
 overload_watch::overload_watch(const chain_report& chain, const std::string& path)
     : converts_rate(chain.converts_rate),
       narrow(chain.truncates || chain.card.word_bits == 16),
-      shift((chain.card.low_bytes ? 8U : 0U) + (narrow ? 0U : 1U)),
+      shift((chain.card.low_bytes ? 8U : 0U) + (narrow ? 16U : 1U)),
       ins(chain.card.channels),
       outs(chain.client.channels),
       file(path) {
     thread_library_log ignored;
-    const pcm_config in = stream(ins, chain.card.rate, narrow);
-    const pcm_config out = stream(outs, chain.card.rate, false);
+    pcm_config in{};
+    in.channels = ins;
+    in.rate = chain.card.rate;
+    in.format = PCM_FORMAT_S32_LE;
+    pcm_config out = in;
+    out.channels = outs;
     works = file.channels() > 0 && delay.init(chain.card.delay_path, &in) == 0 &&
             mixing.init(chain.card.mixing_path, chain.card.layout, &in, &out) == 0;
 }
@@ -41,25 +28,15 @@ void overload_watch::play(std::size_t frames) {
     }
     const std::vector<std::int32_t>& played = file.read(frames);
     const std::size_t channels = file.channels();
-    std::vector<std::int32_t> words(frames * ins);
+    std::vector<std::int32_t> words(frames * ins), delayed(words.size()), sums(frames * outs);
     for (std::size_t k = 0; k < words.size(); ++k) {
         words[k] = played[k / ins * channels + k % ins % channels] >> shift;
     }
-    std::vector<std::int32_t> sums(frames * outs);
-    const auto pass = [&](const auto& in) {
-        auto delayed = in;
-        delay.process(in.data(), delayed.data(), static_cast<int>(bytes_of(in)));
-        mixing.process(delayed.data(), bytes_of(delayed), sums.data(), bytes_of(sums));
+    const auto bytes_of = [](const auto& block) {
+        return static_cast<unsigned int>(block.size() * sizeof(block[0]));
     };
-    if (narrow) {
-        std::vector<std::int16_t> upper(words.size());
-        for (std::size_t k = 0; k < words.size(); ++k) {
-            upper[k] = static_cast<std::int16_t>(words[k] >> 16);
-        }
-        pass(upper);
-    } else {
-        pass(words);
-    }
+    delay.process(words.data(), delayed.data(), static_cast<int>(bytes_of(words)));
+    mixing.process(delayed.data(), bytes_of(delayed), sums.data(), bytes_of(sums));
     const std::int32_t high = narrow ? 32767 : 1 << 30;
     const std::int32_t low = narrow ? -32768 : -high;
     for (const std::int32_t sum : sums) {

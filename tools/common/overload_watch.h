@@ -25,8 +25,8 @@ class overload_watch {
   private:
     bool works = false;
     bool converts_rate;
-    bool narrow;         ///< the stages take 16 bits
-    unsigned int shift;  ///< of the played samples; one more leaves 32-bit sums room
+    bool narrow;         ///< the stream's stages take 16 bits
+    unsigned int shift;  ///< of the played samples: to 16 bits, or one that leaves 32-bit sums room
     unsigned int ins;
     unsigned int outs;
     sound_reader file;

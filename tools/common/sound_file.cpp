@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 
 #include "channel_layout.h"
@@ -115,8 +116,19 @@ std::string sound_info::text(const std::string& path) const {
                        static_cast<double>(frames) / rate, rate, channels_text(channels), encoding);
 }
 
-played_sound::played_sound(const std::string& path) {
-    SndfileHandle file = path == "-" ? SndfileHandle(STDIN_FILENO, false) : SndfileHandle(path);
+played_sound::played_sound(const std::string& path) : playable(path) {
+    std::error_code ignored;
+    const bool pipe = path == "-" || !std::filesystem::is_regular_file(path, ignored);
+    if (pipe) {
+        copied.reset(std::tmpfile());
+        const int descriptor = copied ? fileno(copied.get()) : -1;
+        playable = "/proc/self/fd/" + std::to_string(descriptor);
+        std::ifstream in(path == "-" ? "/dev/stdin" : path, std::ios::binary);
+        if (!(std::ofstream(playable, std::ios::binary) << in.rdbuf())) {
+            throw command_failure(EXIT_OPEN, path + ": " + std::strerror(errno));
+        }
+    }
+    SndfileHandle file(playable);
     if (file.error() != SF_ERR_NO_ERROR) {
         throw command_failure(EXIT_OPEN, path + ": " + file.strError());
     }
@@ -128,48 +140,16 @@ played_sound::played_sound(const std::string& path) {
     found.frames = static_cast<std::uint64_t>(file.frames());
     found.places = places_of(file, path);
     set_width(file.format(), &found);
-    std::error_code ignored;
-    const bool pipe = !std::filesystem::is_regular_file(path, ignored);
-    std::vector<double> last(found.channels);
-    bool whole = true;
-    if (pipe || file.seek(1, SEEK_SET) != 1) {
-        file.seek(0, SEEK_SET);
-        copy(&file);
-        whole = pipe || static_cast<sf_count_t>(found.frames) == file.frames();
-    } else {
-        playable = path;
-        whole = file.seek(file.frames() - 1, SEEK_SET) >= 0 && file.readf(last.data(), 1) == 1 &&
-                !data_is_cut(file);
+    if (file.seek(1, SEEK_SET) != 1) {
+        throw command_failure(
+            EXIT_OPEN,
+            path + ": its encoding has no places to seek to; sox makes a plain WAV file");
     }
-    if (!whole) {
+    std::vector<double> last(found.channels);
+    if (file.seek(file.frames() - 1, SEEK_SET) < 0 || file.readf(last.data(), 1) != 1 ||
+        data_is_cut(file)) {
         throw command_failure(EXIT_READ, path + ": cut short, its last frames cannot be read");
     }
-}
-
-void played_sound::copy(SndfileHandle* from) {
-    copied.reset(std::tmpfile());
-    const int descriptor = copied ? fileno(copied.get()) : -1;
-    const bool exact = !holds_floats(from->format());
-    SndfileHandle to(descriptor, false, SFM_WRITE,
-                     SF_FORMAT_RF64 | (exact ? SF_FORMAT_PCM_32 : SF_FORMAT_DOUBLE),
-                     static_cast<int>(found.channels), static_cast<int>(found.rate));
-    const auto move_all = [&](auto type) {
-        constexpr sf_count_t kFrames = 4096;
-        std::vector<decltype(type)> block(kFrames * found.channels);
-        found.frames = 0;
-        for (sf_count_t got = 0; (got = from->readf(block.data(), kFrames)) > 0;) {
-            found.frames += static_cast<std::uint64_t>(to.writef(block.data(), got));
-        }
-        to.writeSync();
-    };
-    exact ? move_all(int{}) : move_all(double{});
-    if (to.error() != SF_ERR_NO_ERROR) {
-        throw command_failure(EXIT_READ, std::string("a temporary file: ") + to.strError());
-    }
-    if (found.frames == 0) {
-        throw command_failure(EXIT_OPEN, "no audio in it");
-    }
-    playable = "/proc/self/fd/" + std::to_string(descriptor);
 }
 
 const std::vector<std::int32_t>& sound_reader::read(std::size_t frames) {

@@ -21,8 +21,8 @@ struct sound_info {
     std::string text(const std::string& path) const;
 };
 
-/// A file that libsndfile knows, as the simulated card plays it: at any place. What isn't so, such
-/// as a pipe, is copied to an unnamed file first.
+/// A file that libsndfile knows, as the simulated card plays it: at any place. A pipe is copied to
+/// an unnamed file first.
 class played_sound {
   public:
     /// None, with an empty path.
@@ -35,8 +35,6 @@ class played_sound {
     const std::string& path() const { return playable; }
 
   private:
-    void copy(SndfileHandle* from);
-
     sound_info found;
     std::string playable;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> copied{nullptr, std::fclose};
