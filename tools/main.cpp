@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -102,13 +102,14 @@ int main(int argc, char** argv) {
     try {
         const int code = run({argv + 1, argv + argc});
         errno = 0;
-        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0 || !std::cout.flush()) {
-            return fail(EXIT_WRITE, std::string("standard output: ") +
-                                        (errno != 0 ? std::strerror(errno) : "cannot be written"));
+        if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0 && std::cout.flush()) {
+            return code;
         }
-        return code;
+        throw std::system_error(errno, std::generic_category());
     } catch (const command_failure& failure) {
         return fail(failure.code, failure.what());
+    } catch (const std::system_error& error) {  // fmt's prints throw it, too
+        return fail(EXIT_WRITE, "standard output: " + error.code().message());
     } catch (const std::exception& error) {
         return fail(EXIT_OPEN, error.what());
     }

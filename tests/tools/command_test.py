@@ -169,7 +169,7 @@ class Convert(Command):
                 resource.setrlimit(resource.RLIMIT_FSIZE, (16384, 16384))
             self.run_tool(4, *words, preexec_fn=small_disk, text="again.wav: File too large")
         for words in (["capture", again, "--fast", "-s", 0.1], ["convert", out, again, "--json"],
-                      ["info"], ["controls"], ["check", mixing_file], ["--help"],
+                      ["info"], ["controls"], ["check", "--json", mixing_file], ["--help"],
                       ["plot", "filter", folder / "plot.svg"]):
             with open("/dev/full", "wb") as full:
                 self.run_tool(4, *words, stdout=full, text="standard output: No space left")
