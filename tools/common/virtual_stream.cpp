@@ -26,11 +26,7 @@ bool virtual_stream::open(const stream_format& format, bool blocking, bool start
     if (handle == nullptr || pcm_is_ready(handle) == 0) {
         return fail("cannot open card 70, device 70");
     }
-    return !starts || start();
-}
-
-bool virtual_stream::start() {
-    return (pcm_prepare(handle) == 0 && pcm_start(handle) == 0) ||
+    return !starts || (pcm_prepare(handle) == 0 && pcm_start(handle) == 0) ||
            fail("cannot start card 70, device 70");
 }
 

@@ -29,7 +29,6 @@ class virtual_stream {
     /// Opens the stream and, unless its first read is to do that, starts it; false with error()
     /// set. `blocking`: reads wait for their frames; else they return what is there, or 0.
     bool open(const stream_format& format, bool blocking, bool starts = true);
-    bool start();
     void close();
     /// Frames read, or -1 with error() set. Waits for the first frame at most so long; a blocking
     /// stream has the library's bound of 10 s.

@@ -164,11 +164,14 @@ bool read_first(const examination& found, virtual_stream* stream, unsigned char*
     const bool got = stream->read(block, frames, kPatienceMs) > 0;
     const double first = ms_since(begin);
     const std::string error = stream->error();
-    if (!got && first < kPatienceMs && stream->start() &&
-        stream->read(block, frames, kPatienceMs) > 0) {
-        found.judge(kCheck, false, "only after pcm_prepare and pcm_start: " + error,
-                    "Programs that call neither, as tinycap, read nothing: take a later tinyalsa.");
-        return true;
+    if (!got && first < kPatienceMs) {
+        stream->close();  // some refuse to prepare one of which a read has failed
+        if (stream->open(found.client, false) && stream->read(block, frames, kPatienceMs) > 0) {
+            found.judge(
+                kCheck, false, "only after pcm_prepare and pcm_start: " + error,
+                "Programs that call neither, as tinycap, read nothing: take a later tinyalsa.");
+            return true;
+        }
     }
     found.judge(kCheck, got, (got ? "after " : error + ", for ") + ms_text(first),
                 std::string("See what the card's driver waits for, and the library's log ") + kLog,

@@ -29,6 +29,8 @@ bool is_first() {
     return !std::exchange(asked, true);
 }
 
+const pcm* unread = nullptr;  ///< of which a read has failed
+
 bool named(const mixer_ctl* control, const char* name) {
     return std::strcmp(mixer_ctl_get_name(control), name) == 0;
 }
@@ -51,9 +53,19 @@ ZEL_EXPORT pcm_params* pcm_params_get(unsigned int card, unsigned int device, un
                                                   : ZEL_TRUE(pcm_params_get)(card, device, flags);
 }
 
+ZEL_EXPORT int pcm_close(pcm* stream) {
+    unread = stream == unread ? nullptr : unread;
+    return ZEL_TRUE(pcm_close)(stream);
+}
+
+ZEL_EXPORT int pcm_prepare(pcm* stream) {
+    return stream == unread ? -1 : ZEL_TRUE(pcm_prepare)(stream);
+}
+
 ZEL_EXPORT int pcm_readi(pcm* stream, void* data, unsigned int frames) {
     const bool by_client = frames == 512;
     if (faulty("unstarted") && by_client && is_first()) {
+        unread = stream;
         errno = EBADFD;
         return -1;
     }
