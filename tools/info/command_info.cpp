@@ -126,8 +126,8 @@ json as_json(const findings& found) {
         opened || !chain.card.known ? "" : rate_advice(chain.card.rate, client.rate);
     return {
         {"limits", limits},
-        {"mixing_file", chain.card.mixing_path},
-        {"delay_file", chain.card.delay_path},
+        {"mixing_file", is_no_file(chain.card.mixing_path) ? kNoFile : chain.card.mixing_path},
+        {"delay_file", is_no_file(chain.card.delay_path) ? kNoFile : chain.card.delay_path},
         {"client", {{"rate", client.rate}, {"channels", client.channels}, {"bits", client.bits}}},
         {"opens", opened},
         {"reason", found.open_error + (advice.empty() ? "" : "; ") + advice},
