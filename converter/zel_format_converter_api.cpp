@@ -298,7 +298,7 @@ int zel_format_converter::set(property_e property, const void* data) {
                 break;
             }
             case PROP_LOG_LEVEL: {
-                std::uint32_t level = 0;
+                std::uint32_t level{};
                 std::memcpy(&level, data, sizeof(level));
                 u32LOG_LEVEL = level;
                 break;

@@ -28,7 +28,7 @@ int truncate_sample_bit(void* block, unsigned int* bytes, unsigned int source_bi
     auto* to = static_cast<unsigned char*>(block);
     const std::size_t samples = *bytes / sizeof(std::int32_t);
     for (std::size_t i = 0; i < samples; ++i) {
-        std::int32_t wide = 0;
+        std::int32_t wide{};
         std::memcpy(&wide, to + i * sizeof(wide), sizeof(wide));
         const auto narrow = static_cast<std::int16_t>(wide >> 16);
         std::memcpy(to + i * sizeof(narrow), &narrow, sizeof(narrow));
@@ -47,7 +47,7 @@ int padding_sample_bit(const void* in, unsigned int* bytes, void* out, unsigned 
     auto* to = static_cast<unsigned char*>(out);
     const std::size_t samples = *bytes / sizeof(std::int16_t);
     for (std::size_t i = 0; i < samples; ++i) {
-        std::int16_t narrow = 0;
+        std::int16_t narrow{};
         std::memcpy(&narrow, from + i * sizeof(narrow), sizeof(narrow));
         const std::int32_t wide = std::int32_t{narrow} * 65536;
         std::memcpy(to + i * sizeof(wide), &wide, sizeof(wide));

@@ -137,17 +137,14 @@ int mirror_enumerated(snd_control* slot, mixer_ctl* control, const char* name) {
 
 int mirror_bytes(snd_control* slot, mixer_ctl* control, const char* name) {
     const unsigned int size = mixer_ctl_get_num_values(control);
-    bool filled = false;
     if (mixer_ctl_is_access_tlv_rw(control) != 0) {
         ZEL_FC_LOGT_OF(kAdd, "TLV access name=%s type=%d size=%d", name, MIXER_CTL_TYPE_BYTE,
                        static_cast<int>(size));
-        filled = zel_fill_tlv_slot(slot, name, {size, get_tlv, put_tlv});
-    } else {
-        ZEL_FC_LOGT_OF(kAdd, "ELEM access name=%s type=%d size=%d", name, MIXER_CTL_TYPE_BYTE,
-                       static_cast<int>(size));
-        filled = zel_fill_bytes_slot(slot, name, {size});
+        return zel_fill_tlv_slot(slot, name, {size, get_tlv, put_tlv}) ? 0 : no_memory(name);
     }
-    return filled ? 0 : no_memory(name);
+    ZEL_FC_LOGT_OF(kAdd, "ELEM access name=%s type=%d size=%d", name, MIXER_CTL_TYPE_BYTE,
+                   static_cast<int>(size));
+    return zel_fill_bytes_slot(slot, name, {size}) ? 0 : no_memory(name);
 }
 
 int mirror(snd_control* slot, mixer_ctl* control) {

@@ -47,7 +47,8 @@ std::uint32_t interval_min(const snd_pcm_hw_params& params, int interval) {
 }
 
 std::uint32_t format_mask(const snd_pcm_hw_params& params) {
-    return params.masks[SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK].bits[0];
+    constexpr auto kFormat = SNDRV_PCM_HW_PARAM_FORMAT - SNDRV_PCM_HW_PARAM_FIRST_MASK;
+    return params.masks[kFormat].bits[0];
 }
 
 /// A client that takes 8 bits a sample has no room for the 16 that it would be given. tinyalsa
