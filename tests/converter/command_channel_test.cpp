@@ -138,7 +138,9 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
     }
     close(0);
     close(taken.back());
+    clear_log();
     fc = fc_access::make();
+    EXPECT_TRUE(log_has("create command pipe error"));
     EXPECT_EQ(fcntl(0, F_GETFD), -1);
     EXPECT_EQ(fcntl(taken.back(), F_GETFD), -1);
     EXPECT_STATUS(fc->close(), -EIO);
