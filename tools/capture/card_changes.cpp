@@ -21,7 +21,9 @@ bool parse_card_change(const std::string& text, card_change* change) {
 
 card_changes::card_changes(std::vector<card_change> wanted, mixer* opened)
     : changes(std::move(wanted)), handle(opened) {
-    std::ranges::stable_sort(changes, {}, &card_change::seconds);
+    std::stable_sort(
+        changes.begin(), changes.end(),
+        [](const card_change& a, const card_change& b) { return a.seconds < b.seconds; });
     for (const card_change& change : changes) {
         make(change, true, EXIT_USAGE);
     }

@@ -243,7 +243,8 @@ void add_capture_command(CLI::App* app, tool_action* action) {
         ->add_option_function<std::vector<std::string>>(
             "--change",
             [options](const std::vector<std::string>& texts) {
-                std::ranges::transform(texts, std::back_inserter(options->changes), change_of);
+                std::transform(texts.begin(), texts.end(), std::back_inserter(options->changes),
+                               change_of);
             },
             "Set a control of card 70 while recording, as \"2.5:PCM Slave Channels=6\"")
         ->type_name("CHANGE");

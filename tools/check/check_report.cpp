@@ -232,7 +232,9 @@ json finding_json(const finding& found) {
 std::string report_text(const file_report& report, bool with_entries, std::size_t width) {
     std::string problems;
     for (const severity level : {severity::error, severity::warning, severity::note}) {
-        const auto count = std::ranges::count(report.findings, level, &finding::level);
+        const auto count =
+            std::count_if(report.findings.begin(), report.findings.end(),
+                          [=](const finding& found) { return found.level == level; });
         problems += count == 0 ? ""
                                : (problems.empty() ? "" : ", ") +
                                      counted(static_cast<std::size_t>(count), severity_name(level));

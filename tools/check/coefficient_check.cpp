@@ -56,7 +56,8 @@ const file_rules& rules_of(file_kind kind) {
 }
 
 std::string lower(std::string text) {
-    std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return text;
 }
 
@@ -203,9 +204,11 @@ file_report file_check::run() {
         explain_decision();
         keep_the_streams_findings();
     }
-    std::ranges::stable_sort(report.findings, {}, [](const finding& found) {
-        return std::pair(found.place.line, found.place.column);
-    });
+    std::stable_sort(report.findings.begin(), report.findings.end(),
+                     [](const finding& a, const finding& b) {
+                         return std::pair(a.place.line, a.place.column) <
+                                std::pair(b.place.line, b.place.column);
+                     });
     return std::move(report);
 }
 
@@ -438,7 +441,7 @@ bool file_check::layout_fits(const json_node& node) {
         return false;
     }
     const auto begins = [&](const std::string& usual) { return layout.starts_with(usual); };
-    if (std::ranges::none_of(card_layouts(), begins) ||
+    if (std::none_of(card_layouts().begin(), card_layouts().end(), begins) ||
         layout.find_first_not_of("0123456789.") != std::string::npos) {
         add(severity::note, "unknown_layout", node.at,
             "layout " + in_quotes(layout) + " is none of the usual ones",
@@ -480,17 +483,17 @@ void file_check::check_weights(const json_node& values, const cJSON* params) {
         loudest = gain > entry().peak ? o : loudest;
         entry().peak = std::max(entry().peak, gain);
     }
-    const auto [least, most] = std::ranges::minmax(weights);
+    const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
     if (wraps) {
         add(severity::warning, "overflow", values.children[loudest * serves.channels].at,
             fmt::format("the weights of {} add up to {:.6g} (+{} dB)",
                         channel_text("output", loudest, outputs), entry().peak,
                         gain_db(entry().peak)),
-            least >= 0 && most >= 20   ? "these look like percent: write 0.7 for 70"
-            : most <= 0 && least <= -1 ? "these look like decibels: write 0.7079 for -3, 1 for 0"
-                                       : fmt::format("multiply the whole matrix by {:.3g}, which "
-                                                     "keeps the balance",
-                                                     0.999 / entry().peak),
+            *least >= 0 && *most >= 20   ? "these look like percent: write 0.7 for 70"
+            : *most <= 0 && *least <= -1 ? "these look like decibels: write 0.7079 for -3, 1 for 0"
+                                         : fmt::format("multiply the whole matrix by {:.3g}, which "
+                                                       "keeps the balance",
+                                                       0.999 / entry().peak),
             "lets loud 16-bit samples wrap round, a crackle at full scale, and clips 32-bit ones");
     }
 }
@@ -499,7 +502,7 @@ void file_check::check_delays(const json_node& values, const cJSON* params) {
     std::vector<unsigned int> delays(entry().serves.channels);
     const cJSON* wrong = zel_channel_delay::fill_table(params, delays.data());
     entry().usable = wrong == nullptr;
-    entry().peak = wrong != nullptr ? 0 : std::ranges::max(delays);
+    entry().peak = wrong != nullptr ? 0 : *std::max_element(delays.begin(), delays.end());
     std::size_t channel = 0;
     for (const cJSON* value = params->child; value != wrong; value = value->next, ++channel) {
         const json_node& written = values.children[channel];
@@ -550,7 +553,9 @@ void file_check::decide() {
     } else {
         const taken_delays taken = take_delays(report.path, stream.channels, stream.rate);
         decided.delays_ms = taken.ms;
-        keep(taken, std::ranges::count(taken.ms, 0U) < std::ssize(taken.ms) ? "delays" : "bypass");
+        keep(taken, std::count(taken.ms.begin(), taken.ms.end(), 0U) < std::ssize(taken.ms)
+                        ? "delays"
+                        : "bypass");
     }
 }
 
@@ -576,7 +581,7 @@ void file_check::explain_decision() {
             index = -1;
         }
     }
-    if (decided.used || std::ranges::any_of(report.findings, ours)) {
+    if (decided.used || std::any_of(report.findings.begin(), report.findings.end(), ours)) {
         return;
     }
     if (body == nullptr ||

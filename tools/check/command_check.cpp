@@ -45,8 +45,9 @@ exit_code run_check(const check_options& options, const check_request& request) 
     exit_code code = EXIT_OK;
     for (const std::string& file : options.files) {
         const file_report& report = reports.emplace_back(check_file(file, request));
-        const bool clean = std::ranges::all_of(
-            report.findings, [](const finding& one) { return one.level == severity::note; });
+        const bool clean =
+            std::all_of(report.findings.begin(), report.findings.end(),
+                        [](const finding& one) { return one.level == severity::note; });
         code = !report.readable ? EXIT_READ : !clean && code == EXIT_OK ? EXIT_PROBLEMS : code;
     }
     if (options.json) {

@@ -68,13 +68,17 @@ constexpr place kPlaces[] = {{SF_CHANNEL_MAP_LEFT, "FL"},
                              {SF_CHANNEL_MAP_TOP_REAR_LEFT, "TBL"},
                              {SF_CHANNEL_MAP_TOP_REAR_RIGHT, "TBR"}};
 
+const place* find_place(const auto& wanted) {
+    return std::find_if(std::begin(kPlaces), std::end(kPlaces), wanted);
+}
+
 /// What a WAV file of so many channels usually says of them; nothing for one and two.
 std::vector<int> usual_map(std::size_t channels) {
     std::vector<int> map;
     for (const char* layout : {"3.0", "4.0", "5.0", "5.1", "7.0", "7.1"}) {
         const std::vector<std::string> names = channel_names(layout);
         for (std::size_t k = 0; names.size() == channels && k < channels; ++k) {
-            map.push_back(std::ranges::find(kPlaces, names[k], &place::name)->map);
+            map.push_back(find_place([&](const place& one) { return names[k] == one.name; })->map);
         }
     }
     return map;
@@ -91,7 +95,7 @@ std::vector<std::string> places_of(SndfileHandle& file, const std::string& path)
                                 static_cast<int>(count * sizeof(int))) != SF_FALSE) {
         const auto* last = std::begin(kPlaces);
         for (const int one : map) {
-            const auto* found = std::ranges::find(kPlaces, one, &place::map);
+            const auto* found = find_place([=](const place& here) { return here.map == one; });
             if (found == std::end(kPlaces)) {
                 return {};
             }

@@ -51,7 +51,7 @@ struct block_plan {
 /// As long as something of the file can still be on its way: in the delays, in the filter.
 std::uint64_t ringing_frames(const chain_report& chain) {
     const std::vector<unsigned int> delays = chain.delay_frames();
-    const auto longest = std::ranges::max_element(delays);
+    const auto longest = std::max_element(delays.begin(), delays.end());
     return (longest == delays.end() ? 0 : *longest) +
            (chain.converts_rate ? static_cast<unsigned int>(res_order) : 0);
 }

@@ -74,7 +74,9 @@ struct named_mix {
     std::vector<double> weights = std::vector<double>(ins.size() * outs.size());
 
     double& at(std::size_t out, std::size_t in) { return weights[out * ins.size() + in]; }
-    bool has(const std::string& name) const { return std::ranges::count(outs, name) > 0; }
+    bool has(const std::string& name) const {
+        return std::count(outs.begin(), outs.end(), name) > 0;
+    }
 
     /// To the output of that name; without one to those beside it, as ITU-R BS.775 has it.
     void route(const std::string& name, std::size_t in, double gain) {
@@ -97,7 +99,8 @@ struct named_mix {
                      {"TSL", {"SL", "BL", "FL"}, 0.5},
                      {"TSR", {"SR", "BR", "FR"}, 0.5}};
         if (has(name)) {
-            at(static_cast<std::size_t>(std::ranges::find(outs, name) - outs.begin()), in) += gain;
+            at(static_cast<std::size_t>(std::find(outs.begin(), outs.end(), name) - outs.begin()),
+               in) += gain;
             return;
         }
         for (const auto& way : kWays) {
@@ -117,7 +120,7 @@ struct named_mix {
         }
         const double gain = gain_of(words.substr(equals + 1), "", "--gain " + words);
         for (const std::string& name : split(words.substr(0, equals), ',')) {
-            const auto found = std::ranges::find(ins, name);
+            const auto found = std::find(ins.begin(), ins.end(), name);
             if (found == ins.end()) {
                 refuse(fmt::format("--gain {}: no channel {}; there are {}", words, name,
                                    fmt::join(ins, " ")));
@@ -146,7 +149,7 @@ std::vector<double> read_table(const new_options& options, std::size_t ins) {
                                : line.find('\t') != std::string::npos ? '\t'
                                                                       : ',';
         if (separator != ',') {
-            std::ranges::replace(line, ',', '.');
+            std::replace(line.begin(), line.end(), ',', '.');
         }
         ++rows;
         for (const std::string& cell : split(line, separator)) {
@@ -161,8 +164,8 @@ std::vector<double> read_table(const new_options& options, std::size_t ins) {
         refuse(fmt::format("{}: not {} rows of {} cells, a row for each output", options.table,
                            options.outputs, ins));
     }
-    const auto [least, most] = std::ranges::minmax(weights);
-    if (options.unit.empty() && (least < -1 || most > 2 || (least < 0 && most <= 0))) {
+    const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
+    if (options.unit.empty() && (*least < -1 || *most > 2 || (*least < 0 && *most <= 0))) {
         refuse(options.table + ": in which unit? Name it with --unit factor, db or percent");
     }
     return weights;
@@ -181,7 +184,8 @@ file_report check_text(const std::string& text, file_kind kind) {
 std::string inserted(const std::string& file, file_kind kind, const char* body_name,
                      const stream_request& serves, const std::string& entry) {
     const file_report report = check_file(file, {.kind = kind, .stream = {}});
-    if (!report.readable || std::ranges::count(report.findings, severity::error, &finding::level)) {
+    const auto is_error = [](const finding& found) { return found.level == severity::error; };
+    if (!report.readable || std::any_of(report.findings.begin(), report.findings.end(), is_error)) {
         refuse(fmt::format("{0} is not in order; zel-fc check {0} tells more", file));
     }
     const coefficient_text text(file);
@@ -263,7 +267,9 @@ std::vector<double> usual_weights(const new_options& options,
     for (std::size_t i = 0; i < names.size(); ++i) {
         mix.route(names[i], i, 1);
     }
-    std::ranges::for_each(options.gains, [&](const std::string& gain) { mix.set_gain(gain); });
+    for (const std::string& gain : options.gains) {
+        mix.set_gain(gain);
+    }
     fmt::print(stderr,
                "gains: ITU-R BS.775 (centre and surrounds -3 dB, no LFE), heights -6 dB{}\n",
                options.gains.empty() ? "" : ", but for those named");
@@ -305,7 +311,7 @@ exit_code new_delay(const new_options& options) {
     if (given.size() != count) {
         refuse(fmt::format("{} values for {}", given.size(), channels_text(count)));
     }
-    const double farthest = std::ranges::max(given);
+    const double farthest = *std::max_element(given.begin(), given.end());
     std::vector<double> delays;
     for (std::size_t c = 0; c < count; ++c) {
         const double exact = by_distance ? (farthest - given[c]) / kMetresPerMs : given[c];
