@@ -83,7 +83,7 @@ void zel_format_converter::handle_commands(const zel_epoll& poller, int ready) {
         }
         // The poller reports an arrival once. Commands that piled up behind a long read must all be
         // taken now, or each would be answered one command too late for ever after.
-        int bytes = 0;
+        int bytes{};
         do {
             process_command();
         } while (eFCStatus != FC_EXIT && ioctl(s32CmdPipe[0], FIONREAD, &bytes) == 0 && bytes > 0);

@@ -171,6 +171,9 @@ TEST_F(command_channel, a_forked_child_leaves_its_parents_stream_alone) {
 
 TEST_F(command_channel, skips_exactly_the_results_that_came_too_late) {
     start_held();
+    fail_system_call(system_call::epoll_wait, 1, EBADF);
+    EXPECT_STATUS(fc->start(), -EIO);  // its result comes too late, too
+    EXPECT_TRUE(log_has("send_command", "epoll wait fail -9"));
     fc_access::timeout_ms(*fc) = 20;
     EXPECT_STATUS(fc->start(), -ETIME);              // its late result is -22
     EXPECT_STATUS(fc_access::send(*fc, 7), -ETIME);  // and so is this one's
