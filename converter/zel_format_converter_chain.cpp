@@ -60,8 +60,6 @@ int padding_sample_bit(const void* in, unsigned int* bytes, void* out, unsigned 
 
 int zel_format_converter::init_fc_submodule() {
     fnTruncate = nullptr;
-    fnDelay = nullptr;
-    fnMixing = nullptr;
     fnSrc = nullptr;
     fnPadding = nullptr;
 

@@ -1,6 +1,7 @@
 // The two coefficient files: what is read from them, what the broken ones of config/known-bad lead
 // to, and what the largest can cost.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "known_bad.h"
@@ -106,6 +107,17 @@ TEST(coefficient_file, that_cannot_be_read_leaves_silence_or_no_delay) {
         }
         EXPECT_EQ(zel_test::log_count("input file size is empty"), path.empty() ? 2U : 0U);
     }
+}
+
+TEST(coefficient_file, takes_descriptor_0_and_gives_each_back) {
+    const int kept = dup(0);
+    const std::string file = zel_test::file_with("{}");
+    close(0);
+    EXPECT_EQ(zel_read_text_file(file.c_str()).status, zel_text_status::ok);
+    EXPECT_EQ(zel_read_text_file(zel_test::test_folder().c_str()).status,
+              zel_text_status::not_opened);
+    EXPECT_EQ(dup2(kept, open(file.c_str(), O_RDONLY)), 0) << "the lowest number is free again";
+    close(kept);
 }
 
 TEST(coefficient_file, whose_reading_fails_tells_how_and_leaves_silence) {

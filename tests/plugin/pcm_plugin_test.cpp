@@ -6,6 +6,7 @@
 
 #include "client_params.h"
 #include "converter_access.h"
+#include "footprint.h"
 #include "skipped_time.h"
 #include "test_basics.h"
 #include "zel_format_converter_pcm_plugin.h"
@@ -81,6 +82,16 @@ TEST_F(pcm_plugin_test, open_refuses_what_is_not_its_stream) {
         EXPECT_EQ(plugin, nullptr);
         EXPECT_TRUE(log_has(c.message)) << c.message;
     }
+}
+
+TEST_F(pcm_plugin_test, a_closed_handle_takes_its_record_along) {
+    EXPECT_STATUS(close(open()), 0);
+    const std::size_t before = footprint::now().heap_bytes;
+    for (int i = 0; i < 500; ++i) {
+        EXPECT_STATUS(close(open()), 0);
+        clear_log();
+    }
+    EXPECT_LT(footprint::now().heap_bytes, before + 16'384) << "a record has some 200 bytes";
 }
 
 TEST_F(pcm_plugin_test, open_states_the_limits) {
