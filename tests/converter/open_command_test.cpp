@@ -88,22 +88,27 @@ TEST(open_command, refuses_blocks_without_a_sample) {
 }
 
 TEST(open_command, what_the_platform_does_not_tell_has_a_default) {
-    reset_script();
-    clear_log();
-    fail_call(call::get_json_path, 2, -1);
-    fail_call(call::search_snd_device, 1, -ENODEV);
-    const fc_access::owner fc = fc_access::make();
-    EXPECT_EQ(fc->card(), 0xFFFFFFFF);
-    const pcm_config config = client_config();
-    EXPECT_STATUS(fc->open(&config, PCM_IN), 0);
-    EXPECT_EQ(opened_streams().back().device, 0xFFFFFFFF);
-    EXPECT_STATUS(fc->close(), 0);
-    EXPECT_TRUE(log_has("search snd device fail"));
-    EXPECT_TRUE(log_has("can't get mixing json path use default path"));
-    EXPECT_EQ(log_count("can't get delay"), 0U);
-    char path[512] = {};
-    EXPECT_STATUS(fc->get(PROP_MIXING_JSON_PATH, path), 0);
-    EXPECT_STREQ(path, "/vendor/tvconfig/config/voc/voice_channel_mixing_coef.json");
+    const std::pair<std::string, property_e> files[] = {{"delay", PROP_DELAY_JSON_PATH},
+                                                        {"mixing", PROP_MIXING_JSON_PATH}};
+    for (int nth = 1; nth <= 2; ++nth) {
+        const auto& [kind, property] = files[nth - 1];
+        reset_script();
+        clear_log();
+        fail_call(call::get_json_path, nth, -1);
+        fail_call(call::search_snd_device, 1, -ENODEV);
+        const fc_access::owner fc = fc_access::make();
+        EXPECT_EQ(fc->card(), 0xFFFFFFFF);
+        const pcm_config config = client_config();
+        EXPECT_STATUS(fc->open(&config, PCM_IN), 0);
+        EXPECT_EQ(opened_streams().back().device, 0xFFFFFFFF);
+        EXPECT_STATUS(fc->close(), 0);
+        EXPECT_TRUE(log_has("search snd device fail"));
+        EXPECT_TRUE(log_has("can't get " + kind + " json path use default path"));
+        EXPECT_EQ(log_count("json path use default path"), 1U);
+        char path[512] = {};
+        EXPECT_STATUS(fc->get(property, path), 0);
+        EXPECT_EQ(path, "/vendor/tvconfig/config/voc/voice_channel_" + kind + "_coef.json");
+    }
 }
 
 TEST(open_command, opens_with_the_cards_format_and_the_clients_buffer) {

@@ -38,6 +38,10 @@ constexpr std::pair<const char*, weight_of> kWeights[] = {
          return in == (out * 5 + 2) % inputs ? 1.0F : out == 3 ? 0.25F : 0.0F;
      }},
     {"identity", [](auto, auto out, auto in, auto, auto&) { return in == out ? 1.0F : 0.0F; }},
+    {"first as identity's",
+     [](auto, auto out, auto in, auto, auto&) { return in != out ? 0.0F
+                                                       : in == 0 ? 1.0F
+                                                                 : 0.5F; }},
     {"silent", [](auto, auto, auto, auto, auto&) { return 0.0F; }}};
 
 /// Noise, full scale and small numbers.

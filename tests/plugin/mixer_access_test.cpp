@@ -61,6 +61,7 @@ TEST_F(mixer_access, paths_are_the_converters) {
         EXPECT_STATUS(put_path(numid, std::string(128, 'q')), -EINVAL);
         EXPECT_EQ(errno, EINVAL);
         EXPECT_EQ(path(numid), std::string(127, 'p')) << "a refused path changes nothing";
+        EXPECT_TRUE(log_has("set", "path is longer than 127 characters"));
     }
     EXPECT_STATUS(put_path(0, "/nonexistent/delay.json"), 0);
     EXPECT_STATUS(put_path(1, zel_test::identity_mixing()), 0);
