@@ -102,8 +102,11 @@ exit_code run_convert(const convert_options& options) {
             }
         });
     bar.clear();
-    if (recorded == EXIT_WRITE || record.done == 0) {
-        return recorded;
+    const exit_code code = record.done == total || recorded != EXIT_OK
+                               ? recorded
+                               : fail(EXIT_READ, "interrupted before the file's end");
+    if (code == EXIT_WRITE || record.done == 0) {
+        return code;
     }
     for (const std::string& text : chain.warnings()) {
         warn(text);
@@ -131,9 +134,7 @@ exit_code run_convert(const convert_options& options) {
         fmt::print("{}{:.2f} s taken, {:.0f} x real time\n", interrupted() ? "interrupted, " : "",
                    taken, record.seconds() / taken);
     }
-    return record.done == total || recorded != EXIT_OK
-               ? recorded
-               : fail(EXIT_READ, "interrupted before the file's end");
+    return code;
 }
 
 }  // namespace
