@@ -110,6 +110,8 @@ shows FAILED version "table has 12 operations" "$cards" "$other"
 marked 10 3 8
 shows FAILED "control numbers" "\"PCM Slave Active\" is number 1, the library watches 3" "$cards" "$other"
 shows ok "control numbers" "\"PCM Slave Active\" is number 3; " ZEL_FAULT=numbers "$cards" "$other"
+run env "$cards" ZEL_ODD_CARDS=open=0 "$zel_fc" capture "$folder/none.wav" -q
+[ "$got" -eq 2 ] # no simulated card is no crash
 shows FAILED "voice utility" "no capture device \"Loopback Capture_I2S\"" "$cards" ZEL_ODD_CARDS=open=0
 
 shows FAILED "card controls" "Permission denied > See the log of the card" ZEL_FAULT=card_mixer

@@ -93,6 +93,14 @@ card_feeder::card_feeder(simulated_card* fed, unsigned int client_rate, unsigned
       card_block(card_rate / 1000 * 32),
       ahead(blocks_ahead) {}
 
+card_feeder::~card_feeder() {
+    try {
+        card->run_by_clock();
+    } catch (const command_failure&) {
+        // A real card keeps its own.
+    }
+}
+
 void card_feeder::feed(std::uint64_t done, std::uint64_t total) {
     const std::uint64_t wanted =
         std::min(done / client_block + ahead, (total + client_block - 1) / client_block);

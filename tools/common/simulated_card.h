@@ -49,7 +49,7 @@ class card_feeder {
     /// Up to `blocks_ahead` blocks of 32 ms are granted before they are read.
     card_feeder(simulated_card* card, unsigned int client_rate, unsigned int card_rate,
                 unsigned int blocks_ahead);
-    ~card_feeder() { card->run_by_clock(); }
+    ~card_feeder();
     card_feeder(const card_feeder&) = delete;
     card_feeder& operator=(const card_feeder&) = delete;
 
