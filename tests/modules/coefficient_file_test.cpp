@@ -234,6 +234,10 @@ TEST(known_bad, files_end_as_listed) {
                      ") => " + std::to_string(out.channels);
             EXPECT_EQ(zel_test::log_has("use " + stream), used || file.log.ends_with("value fail"));
             expect_log(file, stream, used, stage);
+            EXPECT_STATUS(
+                stage.load_coefficient("/nowhere", in.channels, file.layout, out.channels),
+                -EINVAL);
+            EXPECT_EQ(stage.entry(), -1);
             stage.channel_change("?");
             EXPECT_FALSE(stage.used());
         } else {
