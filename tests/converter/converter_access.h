@@ -42,6 +42,7 @@ struct zel_format_converter_access {
         return send(fc, ctl_cmd{code, {}, 0});
     }
     static void end(zel_format_converter& fc) { fc.shut_down(); }
+    static void join(zel_format_converter& fc) { fc.mRoutine.join(); }
     static std::mutex& client_lock(zel_format_converter& fc) { return fc.mLock; }
     static std::atomic<bool>& has_ended(zel_format_converter& fc) { return fc.bRoutineEnded; }
     static int& status(zel_format_converter& fc) { return fc.eFCStatus; }
