@@ -140,6 +140,8 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
     close(taken.back());
     clear_log();
     fc = fc_access::make();
+    ASSERT_TRUE(eventually([this] { return fc_access::has_ended(*fc).load(); }))
+        << "its poller too";
     EXPECT_TRUE(log_has("create command pipe error"));
     EXPECT_EQ(fcntl(0, F_GETFD), -1);
     EXPECT_EQ(fcntl(taken.back(), F_GETFD), -1);
