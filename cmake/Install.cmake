@@ -34,6 +34,11 @@ foreach(component library tools development docs)
   install(FILES LICENSE RENAME copyright COMPONENT ${component}
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${ZEL_PACKAGE_${component}})
 endforeach()
+# zel-fc has these compiled in, whose licences want to go along; where Debian puts them.
+foreach(package libcli11-dev libfmt-dev nlohmann-json3-dev rapidjson-dev)
+  install(FILES ${CMAKE_SYSROOT}/usr/share/doc/${package}/copyright RENAME copyright.${package}
+    OPTIONAL COMPONENT tools DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${ZEL_PACKAGE_tools})
+endforeach()
 set(docdir ${CMAKE_INSTALL_DATADIR}/doc/zel-format-converter)
 install(FILES README.md SECURITY.md LICENSE DESTINATION ${docdir} COMPONENT docs)
 install(DIRECTORY docs android config DESTINATION ${docdir} COMPONENT docs)

@@ -47,6 +47,7 @@ fi
 for package in zel-format-converter{,-tools,-dev,-doc}; do
     [ -s "$prefix/share/doc/$package/copyright" ] || fail "$package has no licence"
 done
+[ "$(find "$prefix/share/doc" -name 'copyright.*' | wc -l)" -eq 4 ] || fail "a licence lacks in zel-fc's package"
 "$source/../docs/links_test.sh" "$prefix/share/doc/zel-format-converter"
 
 expect "use mixing coefficient 8(7.1) => 2" \
