@@ -58,6 +58,34 @@ std::string wrong_in(const snd_node_ops& definitions, void* node, bool captures,
                : what + " names " + text + ", not " + kLibrary;
 }
 
+std::string library_name(const examination& found) {
+    return found.so_name.empty() ? kLibrary : found.so_name;
+}
+
+/// What the card parser says of card 70; its row has its turn later.
+void look_up_definition(examination* found) {
+    void* parser = dlopen(kParser, RTLD_NOW);
+    const snd_node_ops* cards = definitions_of(parser);
+    std::string& wrong = found->definition_fault;
+    wrong = cards == nullptr ? loader_error() : "card 70 is not defined";
+    void* card = cards != nullptr ? cards->open_card(kZelVirtualCard) : nullptr;
+    if (card != nullptr) {
+        wrong = wrong_in(*cards, cards->get_pcm(card, kZelVirtualDevice), true, &found->so_name);
+        if (wrong.empty()) {
+            wrong = wrong_in(*cards, cards->get_mixer(card), false, &found->mixer_so_name);
+        }
+        cards->close_card(card);
+    }
+    found->definition_remedy =
+        parser == nullptr  ? "Put it where the loader looks, by LD_LIBRARY_PATH say."
+        : cards == nullptr ? "That file is no card parser: take another."
+                           : "Give the card parser the definition of card 70; a sample is "
+                             "android/card-defs.xml.";
+    if (parser != nullptr) {
+        dlclose(parser);
+    }
+}
+
 }  // namespace
 
 std::string content_of(const std::string& path) {
@@ -88,31 +116,15 @@ void check_tinyalsa(examination* found) {
 }
 
 void check_definition(examination* found) {
-    void* parser = dlopen(kParser, RTLD_NOW);
-    const snd_node_ops* cards = definitions_of(parser);
-    std::string wrong = cards == nullptr ? loader_error() : "card 70 is not defined";
-    void* card = cards != nullptr ? cards->open_card(kZelVirtualCard) : nullptr;
-    if (card != nullptr) {
-        wrong = wrong_in(*cards, cards->get_pcm(card, kZelVirtualDevice), true, &found->so_name);
-        if (wrong.empty()) {
-            wrong = wrong_in(*cards, cards->get_mixer(card), false, &found->mixer_so_name);
-        }
-        cards->close_card(card);
-    }
+    const std::string& wrong = found->definition_fault;
     found->may_open = found->may_open && wrong.empty();
     found->judge("card definition", wrong.empty(),
                  wrong.empty() ? "card 70, device 70: " + found->so_name : wrong,
-                 parser == nullptr  ? "Put it where the loader looks, by LD_LIBRARY_PATH say."
-                 : cards == nullptr ? "That file is no card parser: take another."
-                                    : "Give the card parser the definition of card 70; a "
-                                      "sample is android/card-defs.xml.");
-    if (parser != nullptr) {
-        dlclose(parser);
-    }
+                 found->definition_remedy);
 }
 
 void check_library(examination* found) {
-    const std::string name = found->so_name.empty() ? kLibrary : found->so_name;
+    const std::string name = library_name(*found);
     found->library = dlopen(name.c_str(), RTLD_NOW);
     const std::string& mixer = found->mixer_so_name;
     const bool loads =
@@ -132,8 +144,9 @@ void check_library(examination* found) {
 
 void check_version(examination* found) {
     constexpr const char* kCheck = "version";
-    const void* table =
-        found->library != nullptr ? dlsym(found->library, "pcm_plugin_ops") : nullptr;
+    look_up_definition(found);
+    void* library = dlopen(library_name(*found).c_str(), RTLD_NOW);
+    const void* table = library != nullptr ? dlsym(library, "pcm_plugin_ops") : nullptr;
     if (table == nullptr) {
         found->skip({kCheck}, "the library");
         return;

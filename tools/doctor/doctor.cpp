@@ -21,7 +21,7 @@ namespace {
 constexpr int kPatienceMs = 10'000;  ///< between two rows
 
 constexpr void (*kChecks[])(examination*) = {
-    check_tinyalsa,       check_definition,    check_library,       check_version,
+    check_version,        check_tinyalsa,      check_definition,    check_library,
     check_other_programs, check_voice_utility, check_card_controls, check_coefficient_files,
     check_virtual_mixer,  check_stream,        check_rights};
 

@@ -38,7 +38,8 @@ struct examination {
 
     std::string so_name{};        ///< of the library, as the card definition has it; empty: unknown
     std::string mixer_so_name{};  ///< the same of card 70's mixer
-    void* library = nullptr;      ///< loaded
+    std::string definition_fault{}, definition_remedy{};  ///< empty: none
+    void* library = nullptr;                              ///< loaded
     const snd_node_ops* definitions = nullptr;  ///< the card parser's, from "other programs" on
     /// Of the controls whose events it follows, as its file tells; 0: not known.
     unsigned int active_number = 0;
@@ -61,11 +62,11 @@ inline constexpr const char* kLog =
 
 // The checks, in the order in which they run; each adds its rows.
 
+/// The library's build against tinyalsa's, by the mark in its file; looks up the definition.
+void check_version(examination* found);
 void check_tinyalsa(examination* found);
 void check_definition(examination* found);
 void check_library(examination* found);
-/// The library's build against tinyalsa's, by the mark in its file.
-void check_version(examination* found);
 /// Whether tinyalsa finds the card definitions by itself. They stay loaded from then on.
 void check_other_programs(examination* found);
 void check_voice_utility(examination* found);
