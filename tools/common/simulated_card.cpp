@@ -6,6 +6,7 @@
 
 #include "channel_layout.h"
 #include "command_end.h"
+#include "zel_card_names.h"
 #include "zel_channel_mixing.h"
 
 namespace {
@@ -71,14 +72,15 @@ void simulated_card::set(const char* control, const std::string& value) {
 
 void simulated_card::apply(const card_setup& setup) {
     const int alsa_format = setup.bits == 16 ? 2 : setup.bits == 24 ? 6 : setup.bits == 32 ? 10 : 0;
-    for (const auto& [control, number] : {std::pair{"PCM Slave Channels", setup.channels},
-                                          {"PCM Slave Rate", setup.rate},
-                                          {"PCM Slave Format", alsa_format}}) {
+    for (const auto& [control, number] :
+         {std::pair{zel_card_names::kChannelsControl, setup.channels},
+          {zel_card_names::kRateControl, setup.rate},
+          {zel_card_names::kFormatControl, alsa_format}}) {
         number != 0 ? set(control, std::to_string(number)) : void();
     }
     const char* playing = setup.once ? "WAV file once" : "WAV file";
     for (const auto& [control, text] :
-         {std::pair{"PCM Channel Layout", setup.layout},
+         {std::pair{zel_card_names::kLayoutControl, setup.layout},
           {"Loopback Signal", setup.signal},
           {"Sim WAV File", setup.wav_file},
           {"Loopback Signal", setup.wav_file.empty() ? "" : playing}}) {
