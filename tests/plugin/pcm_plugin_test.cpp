@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "allocation_faults.h"
 #include "client_params.h"
 #include "converter_access.h"
 #include "footprint.h"
@@ -82,6 +83,16 @@ TEST_F(pcm_plugin_test, open_refuses_what_is_not_its_stream) {
         EXPECT_EQ(plugin, nullptr);
         EXPECT_TRUE(log_has(c.message)) << c.message;
     }
+}
+
+TEST_F(pcm_plugin_test, open_without_memory_leaves_nothing) {
+    pcm_plugin* plugin = nullptr;
+    fail_allocation(1);
+    const int status = ops.open(&plugin, 70, 70, PCM_IN);
+    EXPECT_TRUE(stop_failing_allocations());
+    EXPECT_STATUS(status, -ENOMEM);
+    EXPECT_EQ(plugin, nullptr);
+    EXPECT_TRUE(log_has("no memory for the plugin record"));
 }
 
 TEST_F(pcm_plugin_test, a_closed_handle_takes_its_record_along) {
