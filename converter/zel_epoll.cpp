@@ -14,7 +14,6 @@ int zel_epoll::init() {
     if (s32EpollFd < 0) {
         const int error = errno;
         ZEL_LOG_PRINT(ANDROID_LOG_ERROR, nullptr, "epoll_create1 error, errno=(%d)", error);
-        s32EpollFd = -1;
         return -error;
     }
     return 0;

@@ -47,8 +47,8 @@ struct ctl_cmd {
         std::uint32_t silence_threshold;
     };
     std::uint32_t u32Cmd;
-    config stConfig;
-    std::uint32_t u32Flags;
+    config stConfig{};
+    std::uint32_t u32Flags = 0;
 };
 static_assert(sizeof(ctl_cmd) == 40, "the command record has no padding");
 

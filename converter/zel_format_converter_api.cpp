@@ -143,7 +143,7 @@ int zel_format_converter::close() {
     ZEL_FC_LOGT("+");
     const auto lock = lock_client(__func__);
     ZEL_FC_LOGI("close");
-    const ctl_cmd cmd{FC_CLOSE, {}, 0};
+    const ctl_cmd cmd{FC_CLOSE};
     const int result = lock ? send_command(&cmd) : in_forked_child() ? -EIO : 0;
     if (result != 0) {
         ZEL_FC_LOGE("close fc thread fail");
@@ -155,7 +155,7 @@ int zel_format_converter::close() {
 int zel_format_converter::start() {
     ZEL_FC_LOGT("+");
     const auto lock = lock_client(__func__);
-    const ctl_cmd cmd{FC_START, {}, 0};
+    const ctl_cmd cmd{FC_START};
     const int result = lock ? send_command(&cmd) : -EIO;
     if (result != 0) {
         ZEL_FC_LOGE("start fc thread fail");

@@ -89,7 +89,7 @@ int zel_format_converter::create_fc_task() {
 }
 
 int zel_format_converter::destroy_fc_task() {
-    const ctl_cmd cmd{FC_EXIT, {}, 0};
+    const ctl_cmd cmd{FC_EXIT};
     // Without its pipe the worker has ended at its start; without its poller it ends, too.
     if (s32CmdPipe[1] > 0 && send_command(&cmd) != 0 && !bRoutineEnded) {
         ZEL_FC_LOGE("fc routine does not end");
@@ -152,7 +152,7 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
                 return result;
             }
         }
-        if (size >= 0 || errno != EAGAIN) {
+        if (size != -1 || errno != EAGAIN) {
             ZEL_FC_LOGE("read command %d result size %d incorrect %d errno %d", code,
                         static_cast<int>(size), static_cast<int>(kSize), errno);
             return -EIO;

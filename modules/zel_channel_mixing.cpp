@@ -306,7 +306,6 @@ std::span<const float> zel_channel_mixing::matrix() const {
 
 int zel_channel_mixing::deinit() {
     pf32Matrix.reset();
-    stInConfig = {};
-    stOutConfig = {};
+    stOutConfig = {};  // no output, so no weight to reload
     return 0;
 }

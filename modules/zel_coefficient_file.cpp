@@ -53,7 +53,6 @@ void read_content(std::FILE* file, zel_text_file* result) {
         result->status = zel_text_status::no_memory;
         return;
     }
-    errno = 0;
     result->short_read = std::fread(result->text.get(), 1, bytes, file) < bytes;
     result->error = errno;
     result->status = too_large ? zel_text_status::too_large : zel_text_status::ok;

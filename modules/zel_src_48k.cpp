@@ -109,10 +109,11 @@ zel_src_state& g_zel_src = *new zel_src_state;
 
 void ch2_scale48k(std::int16_t* out, unsigned int pos) {
     float acc[2] = {};
-    for (std::uint32_t t = 0; t < static_cast<std::uint32_t>(res_order); ++t) {
-        const std::int16_t* frame = g_zel_src.as16History + position(t, 2);
+    std::uint32_t t = 0;
+    for (const float coefficient : res_coeff) {
+        const std::int16_t* frame = g_zel_src.as16History + position(t++, 2);
         for (std::uint32_t ch = 0; ch < 2; ++ch) {
-            const float product = res_coeff[t] * static_cast<float>(frame[ch]);
+            const float product = coefficient * static_cast<float>(frame[ch]);
             acc[ch] += product;
         }
     }

@@ -77,5 +77,4 @@ void zel_release_slots(mixer_plugin* plugin) {
         std::free(plugin->controls[i].value);
     }
     delete[] plugin->controls;
-    plugin->controls = nullptr;
 }

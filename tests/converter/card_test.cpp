@@ -328,6 +328,7 @@ TEST_F(card_test, memory_that_runs_out_costs_an_open_or_one_attempt_of_a_restart
             if (events == 2 && failures == 1) {
                 EXPECT_EQ(open_handles(), 1) << "the mixer; the stream is closed";
                 EXPECT_EQ(fc_access::in(*fc), nullptr);
+                EXPECT_TRUE(fc_access::has_no_chain(*fc));
                 continue;
             }
             ASSERT_STATUS(status, 0);

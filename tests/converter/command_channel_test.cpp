@@ -292,6 +292,12 @@ TEST_F(command_channel, nothing_is_asked_after_the_end) {
     EXPECT_EQ(log_count("command channel is not open"), 0U);
 }
 
+TEST_F(command_channel, a_worker_can_be_ended_and_made_anew) {
+    EXPECT_STATUS(fc_access::destroy_task(*fc), 0);
+    EXPECT_STATUS(fc_access::create_task(*fc), 0);
+    EXPECT_STATUS(fc_access::send(*fc, FC_CLOSE), 0);
+}
+
 TEST_F(command_channel, a_worker_that_has_ended_is_not_waited_for) {
     fc.reset();
     fail_system_call(system_call::epoll_create1, 1, EMFILE);

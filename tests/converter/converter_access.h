@@ -41,6 +41,11 @@ struct zel_format_converter_access {
     static int send(zel_format_converter& fc, std::uint32_t code) {
         return send(fc, ctl_cmd{code, {}, 0});
     }
+    static int create_task(zel_format_converter& fc) {
+        fc.bRoutineEnded = false;
+        return fc.create_fc_task();
+    }
+    static int destroy_task(zel_format_converter& fc) { return fc.destroy_fc_task(); }
     static void end(zel_format_converter& fc) { fc.shut_down(); }
     static void join(zel_format_converter& fc) { fc.mRoutine.join(); }
     static std::mutex& client_lock(zel_format_converter& fc) { return fc.mLock; }
@@ -67,10 +72,13 @@ struct zel_format_converter_access {
     static block* out(zel_format_converter& fc) { return fc.pstOutInfo.get(); }
     static timespec previous(zel_format_converter& fc) { return fc.stPrevTimestamp; }
     static std::uint32_t delay_bytes(zel_format_converter& fc) { return fc.u32DelayBufSize; }
+    static bool has_no_chain(zel_format_converter& fc) {
+        return !fc.pu8DelayBuf && !fc.pu8MixingBuf && fc.u32DelayBufSize == 0 &&
+               fc.u32MixingBufSize == 0 && !g_zel_src.bInited;
+    }
     static bool holds_nothing(zel_format_converter& fc) {
         return !fc.pstPcm && !fc.pstMixer && !fc.pmInPcmInfo && !fc.pstOutInfo && !fc.pstRingBuf &&
-               !fc.pu8DelayBuf && !fc.pu8MixingBuf && fc.u32DelayBufSize == 0 &&
-               fc.u32MixingBufSize == 0 && !g_zel_src.bInited;
+               has_no_chain(fc);
     }
     static bool& pending(zel_format_converter& fc) { return fc.bEventPending; }
     static int check_event(zel_format_converter& fc) { return fc.check_mixer_event(); }

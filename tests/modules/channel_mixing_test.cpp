@@ -200,7 +200,9 @@ TEST(channel_mixing, unusable_streams_and_blocks_are_refused) {
     EXPECT_EQ(out[2], -1) << "only the mixed frames are written";
     stage.deinit();
     EXPECT_STATUS(stage.process(in, 4, out, 4), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("mixing coefficient is invalid"));
     EXPECT_TRUE(stage.matrix().empty());
+    EXPECT_STATUS(stage.channel_change("2.0"), -EINVAL) << "there is no matrix to write to";
     EXPECT_STATUS(zel_fc_lib_mixing_deinit(), 0);
     EXPECT_NE(zel_fc_lib_mixing_channel_change("5.1"), 0);
 }

@@ -368,6 +368,15 @@ TEST_F(pcm_owner, a_start_that_is_answered_too_late_is_a_start) {
     ::close(elsewhere[1]);
 }
 
+TEST_F(pcm_owner, a_start_that_is_not_sent_is_none) {
+    ASSERT_STATUS(set_params(first), 0);
+    int& commands = fc_access::command_pipe(fc)[1];
+    const int kept = std::exchange(commands, 1 << 20);
+    EXPECT_STATUS(ops.start(first), -EIO);
+    commands = kept;
+    EXPECT_STATUS(read(first), 0);
+}
+
 TEST_F(pcm_owner, a_status_without_an_error_number_is_told_as_eio) {
     fail_call(call::mixer_open, 1, 0);
     errno = 0;
