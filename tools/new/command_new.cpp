@@ -6,10 +6,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
-#include <sstream>
 
 #include "channel_layout.h"
 #include "coefficient_check.h"
@@ -29,22 +28,12 @@ struct new_options {
     std::string table;               ///< CSV file of weights instead
     std::string unit;                ///< factor, db or percent: of the table
     std::vector<double> ms, metres;  ///< of a delay file: delays, or distances of the speakers
-    std::string out_file;            ///< empty: standard output
-    std::string into_file;           ///< a file that gets one entry more
+    std::string file;                ///< that gets the entry; empty: the standard output
 };
 
 /// What is wrong with what was asked for, as the command line is told it.
 [[noreturn]] void refuse(const std::string& text) {
     throw CLI::ValidationError(text);
-}
-
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> all;
-    std::istringstream in(text);
-    for (std::string one; std::getline(in, one, separator);) {
-        all.push_back(one);
-    }
-    return all;
 }
 
 /// A whole text as a gain: "0.5", "-3dB", "70%"; without a unit of its own in `unit`.
@@ -55,17 +44,12 @@ double gain_of(std::string text, std::string unit, const std::string& where) {
             unit = name;
         }
     }
-    double value = 0;
-    std::istringstream in(text + ' ');
-    // A stream knows no infinity, which is silence in decibels.
-    const bool silent = unit == "db" && text.find("-inf") != std::string::npos;
-    if (!silent && (!(in >> value >> std::ws) || !in.eof())) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);  // -inf, too: silence in decibels
+    if (end == text.c_str() || end[std::strspn(end, " \r")] != '\0') {
         refuse(fmt::format("{}: \"{}\" is no gain", where, printable(text)));
     }
-    return silent              ? 0
-           : unit == "db"      ? std::pow(10, value / 20)
-           : unit == "percent" ? value / 100
-                               : value;
+    return unit == "db" ? std::pow(10, value / 20) : unit == "percent" ? value / 100 : value;
 }
 
 /// A matrix by channel names: rows of `outs`.
@@ -73,42 +57,30 @@ struct named_mix {
     std::vector<std::string> ins, outs;
     std::vector<double> weights = std::vector<double>(ins.size() * outs.size());
 
-    double& at(std::size_t out, std::size_t in) { return weights[out * ins.size() + in]; }
-    bool has(const std::string& name) const {
-        return std::count(outs.begin(), outs.end(), name) > 0;
+    static std::size_t index(const std::vector<std::string>& names, const std::string& name) {
+        return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) -
+                                        names.begin());
     }
+    bool has(const std::string& name) const { return index(outs, name) < outs.size(); }
+    double& at(std::size_t out, std::size_t in) { return weights[out * ins.size() + in]; }
 
     /// To the output of that name; without one to those beside it, as ITU-R BS.775 has it.
     void route(const std::string& name, std::size_t in, double gain) {
-        static const struct {
-            const char* from;
-            std::vector<const char*> to;  ///< the first that there is, or the last
-            double gain;
-        } kWays[] = {{"FC", {"FL"}, kMinus3},
-                     {"FC", {"FR"}, kMinus3},
-                     {"FL", {"FC"}, kMinus3},
-                     {"FR", {"FC"}, kMinus3},
-                     {"BL", {"SL", "FL"}, kMinus3},
-                     {"BR", {"SR", "FR"}, kMinus3},
-                     {"SL", {"BL", "FL"}, kMinus3},
-                     {"SR", {"BR", "FR"}, kMinus3},
-                     {"TFL", {"FL"}, 0.5},
-                     {"TFR", {"FR"}, 0.5},
-                     {"TBL", {"BL", "FL"}, 0.5},
-                     {"TBR", {"BR", "FR"}, 0.5},
-                     {"TSL", {"SL", "BL", "FL"}, 0.5},
-                     {"TSR", {"SR", "BR", "FR"}, 0.5}};
+        static const std::map<std::string, std::pair<std::vector<std::string>, double>> kWays{
+            {"F", {{"FC"}, kMinus3}},     {"B", {{"S", "F"}, kMinus3}},
+            {"S", {{"B", "F"}, kMinus3}}, {"TF", {{"F"}, 0.5}},
+            {"TB", {{"B", "F"}, 0.5}},    {"TS", {{"S", "B", "F"}, 0.5}}};  // the last, if none
         if (has(name)) {
-            at(static_cast<std::size_t>(std::find(outs.begin(), outs.end(), name) - outs.begin()),
-               in) += gain;
-            return;
-        }
-        for (const auto& way : kWays) {
-            if (name == way.from) {
-                const auto to = std::find_if(way.to.begin(), way.to.end() - 1,
-                                             [this](const char* one) { return has(one); });
-                route(*to, in, gain * way.gain);
-            }
+            at(index(outs, name), in) += gain;
+        } else if (name == "FC") {
+            route("FL", in, gain * kMinus3);
+            route("FR", in, gain * kMinus3);
+        } else if (const auto way = kWays.find(name.substr(0, name.size() - 1));
+                   way != kWays.end()) {
+            const auto& [stems, loss] = way->second;
+            const auto to = std::find_if(stems.begin(), stems.end() - 1,
+                                         [&](auto& stem) { return has(stem + name.back()); });
+            route(*to == "FC" ? *to : *to + name.back(), in, gain * loss);
         }
     }
 
@@ -119,13 +91,12 @@ struct named_mix {
             refuse("--gain " + words + ": write NAME=GAIN, such as FC=-3dB");
         }
         const double gain = gain_of(words.substr(equals + 1), "", "--gain " + words);
-        for (const std::string& name : split(words.substr(0, equals), ',')) {
-            const auto found = std::find(ins.begin(), ins.end(), name);
-            if (found == ins.end()) {
+        for (const std::string& name : CLI::detail::split(words.substr(0, equals), ',')) {
+            const std::size_t i = index(ins, name);
+            if (i == ins.size()) {
                 refuse(fmt::format("--gain {}: no channel {}; there are {}", words, name,
                                    fmt::join(ins, " ")));
             }
-            const auto i = static_cast<std::size_t>(found - ins.begin());
             if (name == "LFE" && !has(name)) {
                 route("FC", i, 1);  // nowhere, but for who asks for it
             }
@@ -141,26 +112,24 @@ std::vector<double> read_table(const new_options& options, std::size_t ins) {
     std::ifstream file(options.table);
     std::vector<double> weights;
     std::size_t rows = 0;
-    for (std::string line; std::getline(file, line);) {
+    bool fits = true;
+    for (std::string line; fits && std::getline(file, line);) {
         if (line.find_first_not_of(" \r\t") == std::string::npos) {
             continue;
         }
-        const char separator = line.find(';') != std::string::npos    ? ';'
-                               : line.find('\t') != std::string::npos ? '\t'
-                                                                      : ',';
+        const std::size_t other = line.find_first_of(";\t");
+        const char separator = other == std::string::npos ? ',' : line[other];
         if (separator != ',') {
             std::replace(line.begin(), line.end(), ',', '.');
         }
         ++rows;
-        for (const std::string& cell : split(line, separator)) {
+        for (const std::string& cell : CLI::detail::split(line, separator)) {
             weights.push_back(
                 gain_of(cell, options.unit, fmt::format("{}: row {}", options.table, rows)));
         }
-        if (rows > options.outputs || weights.size() != rows * ins) {
-            break;
-        }
+        fits = rows <= options.outputs && weights.size() == rows * ins;
     }
-    if (rows != options.outputs || weights.size() != rows * ins) {
+    if (!fits || rows != options.outputs) {
         refuse(fmt::format("{}: not {} rows of {} cells, a row for each output", options.table,
                            options.outputs, ins));
     }
@@ -171,17 +140,8 @@ std::vector<double> read_table(const new_options& options, std::size_t ins) {
     return weights;
 }
 
-file_report check_text(const std::string& text, file_kind kind) {
-    const int fd = memfd_create("coefficients", MFD_CLOEXEC);
-    const bool kept = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    const file_report report =
-        check_file(kept ? fmt::format("/proc/self/fd/{}", fd) : "", {.kind = kind, .stream = {}});
-    close(fd);
-    return report;
-}
-
 /// `file`'s text with the entry before one that would hide it, else at the end.
-std::string inserted(const std::string& file, file_kind kind, const char* body_name,
+std::string inserted(const std::string& file, file_kind kind, const std::string& body_name,
                      const stream_request& serves, const std::string& entry) {
     const file_report report = check_file(file, {.kind = kind, .stream = {}});
     const auto is_error = [](const finding& found) { return found.level == severity::error; };
@@ -206,31 +166,36 @@ std::string inserted(const std::string& file, file_kind kind, const char* body_n
     return whole.insert(body->children.back().end, ",\n    " + entry);
 }
 
+file_report check_text(const std::string& text, file_kind kind) {
+    const int fd = memfd_create("coefficients", MFD_CLOEXEC);
+    const bool kept = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    const file_report report =
+        check_file(kept ? fmt::format("/proc/self/fd/{}", fd) : "", {.kind = kind, .stream = {}});
+    close(fd);
+    return report;
+}
+
 /// In one step: whoever reads the file meanwhile gets all of the old one or of the new.
 void replace_file(const std::string& path, const std::string& text) {
     const std::string beside = path + ".new";
-    std::ofstream file(beside, std::ios::binary);
-    std::error_code error, ignored;
-    if (!(file << text).flush()) {
-        error.assign(errno, std::generic_category());
-    } else {
-        std::filesystem::rename(beside, path, error);
-    }
-    if (error) {
-        std::filesystem::remove(beside, ignored);
-        throw command_failure(EXIT_WRITE, path + ": " + error.message());
+    if (!(std::ofstream(beside, std::ios::binary) << text << std::flush) ||
+        std::rename(beside.c_str(), path.c_str()) != 0) {
+        const int error = errno;
+        std::remove(beside.c_str());
+        throw command_failure(EXIT_WRITE, path + ": " + std::strerror(error));
     }
 }
 
 exit_code write_entry(const new_options& options, file_kind kind, const stream_request& serves,
                       const std::string& members) {
     const bool mixing = kind == file_kind::mixing;
-    const char* body = mixing ? "MixingWeighting" : "ChannelDelayMilliseconds";
+    const std::string body = mixing ? "MixingWeighting" : "ChannelDelayMilliseconds";
     const std::string entry =
         fmt::format("{{\n      \"InputChannel\": {}{}\n    }}", serves.channels, members);
+    const std::string& path = options.file;
     const std::string text =
-        !options.into_file.empty()
-            ? inserted(options.into_file, kind, body, serves, entry)
+        access(path.c_str(), F_OK) == 0
+            ? inserted(path, kind, body, serves, entry)
             : fmt::format("{{\n  \"{}CoefficientEnable\": true,\n  \"{}\": [\n    {}\n  ]\n}}\n",
                           mixing ? "Mixing" : "Delay", body, entry);
     for (const finding& found : check_text(text, kind).findings) {
@@ -241,7 +206,6 @@ exit_code write_entry(const new_options& options, file_kind kind, const stream_r
             return fail(EXIT_USAGE, "nothing is written");
         }
     }
-    const std::string& path = options.into_file.empty() ? options.out_file : options.into_file;
     path.empty() ? fmt::print("{}", text) : replace_file(path, text);
     fmt::print(stderr, "to hear it: zel-fc convert IN.wav OUT.wav -c {} --card-layout {} {} {}\n",
                mixing ? serves.outputs : serves.channels, options.layout,
@@ -250,22 +214,21 @@ exit_code write_entry(const new_options& options, file_kind kind, const stream_r
     return EXIT_OK;
 }
 
-std::vector<double> usual_weights(const new_options& options,
-                                  const std::vector<std::string>& names) {
-    if (names.empty()) {
-        refuse("the channels of layout " + options.layout + " have no names; give a table");
-    }
+std::vector<double> usual_weights(const new_options& options) {
+    const std::vector<std::string> ins = channel_names(options.layout);
     const std::vector<std::string> outs =
-        options.outputs == names.size() ? names
+        options.outputs == ins.size() ? ins
         : options.outputs == 1
             ? std::vector<std::string>{"FC"}
             : channel_names(options.outputs == 3 ? "3.0" : card_layout_of(options.outputs));
-    if (outs.size() != options.outputs) {
-        refuse("no usual layout has " + channels_text(options.outputs) + "; give a table");
+    if (ins.empty() || outs.size() != options.outputs) {
+        refuse(
+            fmt::format("no names are known for the channels of layout {}, or for {}; give a table",
+                        options.layout, channels_text(options.outputs)));
     }
-    named_mix mix{names, outs};
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        mix.route(names[i], i, 1);
+    named_mix mix{ins, outs};
+    for (std::size_t i = 0; i < ins.size(); ++i) {
+        mix.route(ins[i], i, 1);
     }
     for (const std::string& gain : options.gains) {
         mix.set_gain(gain);
@@ -278,9 +241,8 @@ std::vector<double> usual_weights(const new_options& options,
 
 exit_code new_mixing(const new_options& options) {
     const unsigned int ins = zel_channel_mixing::channel_count(options.layout);
-    const std::vector<double> weights = options.table.empty()
-                                            ? usual_weights(options, channel_names(options.layout))
-                                            : read_table(options, ins);
+    const std::vector<double> weights =
+        options.table.empty() ? usual_weights(options) : read_table(options, ins);
     double most = 1;
     for (std::size_t at = 0; options.normalise && at < weights.size(); at += ins) {
         const std::vector<float> row(&weights[at], &weights[at] + ins);
@@ -290,43 +252,42 @@ exit_code new_mixing(const new_options& options) {
     for (std::size_t k = 0; k < weights.size(); ++k) {
         // Six digits, downwards: rounded up, a row could pass 1.
         const double weight = most > 1 ? std::trunc(weights[k] / most * 1e6) / 1e6 : weights[k];
-        rows += fmt::format("{}{:.6g}",
-                            k == 0         ? ""
-                            : k % ins == 0 ? ",\n        "
-                                           : ", ",
-                            weight + 0.0);
+        const char* before = k == 0 ? "" : k % ins == 0 ? ",\n        " : ", ";
+        rows += fmt::format("{}{:.6g}", before, weight + 0.0);
     }
     return write_entry(options, file_kind::mixing, {ins, options.layout, options.outputs, 0},
-                       fmt::format(",\n      \"InputChannelLayout\": \"{}\",\n      "
-                                   "\"OutputChannel\": {},\n      \"Parameters\": [\n        {}"
-                                   "\n      ]",
+                       fmt::format(R"(,
+      "InputChannelLayout": "{}",
+      "OutputChannel": {},
+      "Parameters": [
+        {}
+      ])",
                                    options.layout, options.outputs, rows));
 }
 
 exit_code new_delay(const new_options& options) {
-    const bool by_distance = !options.metres.empty();
-    const std::vector<double>& given = by_distance ? options.metres : options.ms;
+    const std::vector<double>& given = options.ms.empty() ? options.metres : options.ms;
     const unsigned int count = zel_channel_mixing::channel_count(options.layout);
-    const std::vector<std::string> names = channel_names(options.layout);
     if (given.size() != count) {
         refuse(fmt::format("{} values for {}", given.size(), channels_text(count)));
     }
+    std::vector<std::string> names = channel_names(options.layout);
+    names.resize(count);
     const double farthest = *std::max_element(given.begin(), given.end());
     std::vector<double> delays;
     for (std::size_t c = 0; c < count; ++c) {
-        const double exact = by_distance ? (farthest - given[c]) / kMetresPerMs : given[c];
+        const double exact = options.ms.empty() ? (farthest - given[c]) / kMetresPerMs : given[c];
         const double whole = delays.emplace_back(std::round(exact));
         if (whole != exact) {
-            fmt::print(stderr, "channel {}{}: {:.2f} ms becomes {:.0f}, off by {:.0f} cm\n", c,
-                       c < names.size() ? " " + names[c] : "", exact, whole,
-                       std::fabs(whole - exact) * kMetresPerMs * 100);
+            fmt::print(stderr, "channel {} {}: {:.2f} ms becomes {:.0f}, off by {:.0f} cm\n", c,
+                       names[c], exact, whole, std::fabs(whole - exact) * kMetresPerMs * 100);
         }
     }
-    return write_entry(
-        options, file_kind::delay, {count, "", 0, 0},
-        (by_distance ? fmt::format(",\n      \"DistancesMetres\": [{:.6g}]", fmt::join(given, ", "))
-                     : "") +
-            fmt::format(",\n      \"Parameters\": [{:.0f}]", fmt::join(delays, ", ")));
+    const std::string distances =
+        fmt::format(",\n      \"DistancesMetres\": [{:.6g}]", fmt::join(given, ", "));
+    return write_entry(options, file_kind::delay, {count, "", 0, 0},
+                       fmt::format("{},\n      \"Parameters\": [{:.0f}]",
+                                   options.ms.empty() ? distances : "", fmt::join(delays, ", ")));
 }
 
 }  // namespace
@@ -351,13 +312,9 @@ void add_new_command(CLI::App* app, tool_action* action) {
                                   layout.find_first_of("123456789") != std::string::npos;
                 return good && layout.size() < 12 ? "" : "no layout such as 5.1";
             });
-        CLI::Option* out = one->add_option("-o,--out", options->out_file,
-                                           "New file to write (default: the standard output)")
-                               ->check(CLI::NonexistentPath);
-        one->add_option("--into", options->into_file,
-                        "File that gets the entry, in its right place")
-            ->check(CLI::ExistingFile)
-            ->excludes(out);
+        one->add_option("-o,--into", options->file,
+                        "File that gets the entry, in its right place; made when there is none\n"
+                        "(default: a new file to the standard output)");
     }
     mixing->add_option("--to", options->outputs, "The client's channels (1 to 8)")
         ->check(CLI::Range(1, 8))
