@@ -52,39 +52,6 @@ std::string cell(double weight) {
                                      weight, gain_db(weight));
 }
 
-/// Turned by a quarter against the file, so that many inputs still fit: a row for each input.
-std::string matrix_text(const decision& decided, std::size_t width) {
-    const stream_request& stream = decided.request;
-    const auto inputs = channel_names(stream.layout);
-    const auto outputs = output_names(stream.outputs, inputs);
-    const std::size_t in_a_row = std::max<std::size_t>(1, (width - kTitleWidth) / kCellWidth);
-    std::string out;
-    for (std::size_t from = 0; from < stream.outputs; from += in_a_row) {
-        const std::size_t to = std::min<std::size_t>(from + in_a_row, stream.outputs);
-        const auto row = [&](const std::string& title, const auto& cell_of) {
-            out += fmt::format("\n{:<{}}", title, kTitleWidth);
-            for (std::size_t o = from; o < to; ++o) {
-                out += fmt::format("{:>{}}", cell_of(o), kCellWidth);
-            }
-        };
-        row("", [&](std::size_t o) {
-            const std::string name = name_of(outputs, o);
-            return fmt::format("output {}{}{}", o, name.empty() ? "" : " ", name);
-        });
-        row("  input", [](std::size_t) { return "     gain     dB"; });
-        for (std::size_t i = 0; i < stream.channels; ++i) {
-            row(fmt::format("  {:2} {}", i, name_of(inputs, i)), [&](std::size_t o) {
-                return cell(static_cast<double>(decided.weights[o * stream.channels + i]));
-            });
-        }
-        row("  sum", [&](std::size_t o) {
-            return cell(row_gain(&decided.weights[o * stream.channels], stream.channels));
-        });
-        out += "\n";
-    }
-    return out;
-}
-
 std::string delays_text(const decision& decided) {
     const stream_request& stream = decided.request;
     const auto names = channel_names(stream.layout);
@@ -118,7 +85,7 @@ std::string decision_text(const file_report& report, std::size_t width) {
     const decision& decided = *report.decided;
     std::string out = "\n" + wrapped("", decision_head(decided, report.kind), width);
     if (decided.outcome == "entry" || decided.outcome == "identity") {
-        out += matrix_text(decided, width);
+        out += matrix_text(decided.request, decided.weights, width);
     } else if (decided.outcome == "delays") {
         out += delays_text(decided);
     }
@@ -189,10 +156,7 @@ json decision_json(const decision& decided, file_kind kind) {
         const auto inputs = channel_names(stream.layout);
         all.update(
             {{"input_names", inputs}, {"output_names", output_names(stream.outputs, inputs)}});
-        const auto columns = static_cast<std::ptrdiff_t>(stream.channels);
-        for (auto row = decided.weights.begin(); row != decided.weights.end(); row += columns) {
-            all["matrix"].push_back(std::vector<double>(row, row + columns));
-        }
+        all["matrix"] = matrix_json(decided.weights, stream.channels);
     }
     for (const unsigned int delay : decided.delays_ms) {
         all["delays_ms"].push_back(delay);
@@ -278,6 +242,46 @@ json reports_json(const std::vector<file_report>& reports) {
         }
     }
     return {{"files", files}};
+}
+
+std::string matrix_text(const stream_request& stream, const std::vector<float>& weights,
+                        std::size_t width) {
+    const auto inputs = channel_names(stream.layout);
+    const auto outputs = output_names(stream.outputs, inputs);
+    const std::size_t in_a_row = std::max<std::size_t>(1, (width - kTitleWidth) / kCellWidth);
+    std::string out;
+    for (std::size_t from = 0; from < stream.outputs; from += in_a_row) {
+        const std::size_t to = std::min<std::size_t>(from + in_a_row, stream.outputs);
+        const auto row = [&](const std::string& title, const auto& cell_of) {
+            out += fmt::format("\n{:<{}}", title, kTitleWidth);
+            for (std::size_t o = from; o < to; ++o) {
+                out += fmt::format("{:>{}}", cell_of(o), kCellWidth);
+            }
+        };
+        row("", [&](std::size_t o) {
+            const std::string name = name_of(outputs, o);
+            return fmt::format("output {}{}{}", o, name.empty() ? "" : " ", name);
+        });
+        row("  input", [](std::size_t) { return "     gain     dB"; });
+        for (std::size_t i = 0; i < stream.channels; ++i) {
+            row(fmt::format("  {:2} {}", i, name_of(inputs, i)), [&](std::size_t o) {
+                return cell(static_cast<double>(weights[o * stream.channels + i]));
+            });
+        }
+        row("  sum", [&](std::size_t o) {
+            return cell(row_gain(&weights[o * stream.channels], stream.channels));
+        });
+        out += "\n";
+    }
+    return out;
+}
+
+json matrix_json(const std::vector<float>& weights, std::ptrdiff_t inputs) {
+    json rows = json::array();
+    for (auto row = weights.begin(); row != weights.end(); row += inputs) {
+        rows.push_back(std::vector<double>(row, row + inputs));
+    }
+    return rows;
 }
 
 std::string counted(std::size_t count, const std::string& noun) {

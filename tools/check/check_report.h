@@ -78,6 +78,11 @@ std::string report_text(const file_report& report, bool with_entries, std::size_
 /// For machines.
 json reports_json(const std::vector<file_report>& reports);
 
+/// A matrix by gain and dB, turned by a quarter against the file, so that many inputs still fit: a
+/// row for each input. `weights` has a row by output.
+std::string matrix_text(const stream_request& stream, const std::vector<float>& weights,
+                        std::size_t width);
+json matrix_json(const std::vector<float>& weights, std::ptrdiff_t inputs);
 /// "1 weight", "2 weights".
 std::string counted(std::size_t count, const std::string& noun);
 /// "6 channels ("5.1") to 2".

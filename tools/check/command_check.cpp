@@ -54,11 +54,9 @@ exit_code run_check(const check_options& options, const check_request& request) 
         print_json(reports_json(reports));
         return code;
     }
-    constexpr std::size_t kUsual = 80;
-    const std::size_t columns = terminal_columns();
     for (const file_report& report : reports) {
         fmt::print("{}{}", &report == &reports.front() ? "" : "\n",
-                   report_text(report, request.all, columns >= 40 ? columns : kUsual));
+                   report_text(report, request.all, text_columns()));
     }
     return code;
 }
