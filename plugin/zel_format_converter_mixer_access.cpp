@@ -172,11 +172,10 @@ ssize_t read_event(mixer_plugin* plugin, snd_ctl_event* event, size_t size) {
     } else if (size < sizeof(*event)) {
         ZEL_FC_LOGE("%d bytes have no room for an event", static_cast<int>(size));
     } else {
-        *event = {};
+        *event = {};  // of type SNDRV_CTL_EVENT_ELEM
         result = 0;
         // tinyalsa counts up on the worker thread.
         if (__atomic_load_n(&plugin->event_cnt, __ATOMIC_ACQUIRE) != 0) {
-            event->type = SNDRV_CTL_EVENT_ELEM;
             event->data.elem.mask = SNDRV_CTL_EVENT_MASK_VALUE;
             event->data.elem.id.iface = SNDRV_CTL_ELEM_IFACE_MIXER;
             event->data.elem.id.device = kZelVirtualDevice;
@@ -184,7 +183,7 @@ ssize_t read_event(mixer_plugin* plugin, snd_ctl_event* event, size_t size) {
         }
     }
     ZEL_FC_LOGT("-");
-    zel_with_errno(result < 0 ? static_cast<int>(result) : 0);
+    zel_with_errno(static_cast<int>(result));
     return result;
 }
 

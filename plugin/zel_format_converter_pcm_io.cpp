@@ -139,7 +139,7 @@ int sync_ptr(pcm_plugin* plugin, snd_pcm_sync_ptr* sync) {
     ZEL_FC_LOGT("+");
     int status = -EINVAL;
     timespec timestamp{};
-    std::uint32_t avail_frames = 0;
+    std::uint32_t avail_frames{};
     const auto get = [](property_e property, void* data) {
         return zel_guarded([=] { return zel_format_converter::getInstance().get(property, data); });
     };

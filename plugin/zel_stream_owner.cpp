@@ -17,13 +17,11 @@ std::atomic<zel_started> g_started{zel_started::no};
 /// A handle's turn to give a command, unless the stream is another handle's.
 class command_turn {
   public:
-    command_turn(const zel_format_converter& converter, const pcm_plugin* plugin) {
-        // Who may hold it for ever then, the converter refuses.
-        if (!converter.refuses_all() && may_command(plugin)) {
-            lock = std::unique_lock(g_owner_lock);
-        }
-        granted = may_command(plugin);
-    }
+    // Who may hold the lock for ever when it refuses all, the converter refuses.
+    command_turn(const zel_format_converter& converter, const pcm_plugin* plugin)
+        : lock(!converter.refuses_all() && may_command(plugin) ? std::unique_lock(g_owner_lock)
+                                                               : std::unique_lock<std::mutex>()),
+          granted(may_command(plugin)) {}
     explicit operator bool() const { return granted; }
 
   private:
@@ -33,7 +31,7 @@ class command_turn {
     }
 
     std::unique_lock<std::mutex> lock;
-    bool granted = false;
+    bool granted;  ///< once the lock is held
 };
 
 int refuse(const char* operation) {

@@ -272,7 +272,12 @@ TEST_F(command_channel, the_end_gives_up_its_turn_when_a_client_keeps_its_own) {
     }
     EXPECT_TRUE(log_has("shut_down", "a client's operation does not end"));
     EXPECT_FALSE(fc_access::has_ended(*fc)) << "the worker is left alone";
-    fc_access::end(*fc);
+    fc_access::timeout_ms(*fc) = 1000;
+    std::unique_lock client(fc_access::client_lock(*fc));
+    auto ended = std::async(std::launch::async, [this] { fc_access::end(*fc); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    client.unlock();
+    ended.get();
     EXPECT_TRUE(fc_access::has_ended(*fc));
 }
 

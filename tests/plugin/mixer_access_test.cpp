@@ -253,6 +253,7 @@ TEST_P(failing_mixer_access, is_told) {
     }
     SCOPED_TRACE(message);
     row.script(*opened);
+    clear_log();
     errno = 0;
     if (row.tlv_length == 0) {
         EXPECT_STATUS(writes ? put(row.numid) : get(row.numid), row.result);
@@ -265,6 +266,7 @@ TEST_P(failing_mixer_access, is_told) {
         EXPECT_TRUE(log_has(writes ? "put_tlv" : "get_tlv", message));
     }
     EXPECT_EQ(errno, -row.result);
+    EXPECT_EQ(log_count(""), row.tlv_length == 0 ? 2U : 1U) << "the access ends with the fault";
     EXPECT_EQ(calls_of(call::mixer_ctl_get_array) + calls_of(call::mixer_ctl_set_array) != 0,
               row.result == -EBUSY || row.result == -EIO);
 }

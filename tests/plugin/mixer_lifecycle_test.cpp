@@ -75,7 +75,7 @@ TEST(mixer_lifecycle, a_closed_record_takes_all_along) {
     use_card_of_all_kinds();
     EXPECT_STATUS(mixer_record().status, 0) << "the converter is there";
     const std::size_t before = footprint::now().heap_bytes;
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 400; ++i) {
         EXPECT_STATUS(mixer_record().status, 0);
         fail_call(call::mixer_ctl_get_enum_string, 2, 0);
         EXPECT_STATUS(mixer_record().status, -EINVAL);

@@ -206,9 +206,10 @@ TEST_F(pcm_plugin_test, calls_out_of_order_fail_and_the_right_order_works_afterw
         return static_cast<int>(frames);
     });
     EXPECT_STATUS(set_params(plugin, {}), 0);
+    EXPECT_FALSE(log_has("format converter open fail."));
     EXPECT_STATUS(set_params(plugin, {.channels = 1}), -EINVAL);
     EXPECT_TRUE(log_has("unexpected behavior eFCStatuS 1 received 1"));
-    EXPECT_EQ(log_count("format converter open fail."), 1U) << "of the two opens";
+    EXPECT_TRUE(log_has("format converter open fail."));
     EXPECT_STATUS(read(plugin, 1000, &got), 0);
     EXPECT_EQ(got, 1000);
     EXPECT_FALSE(log_has("read error"));
@@ -415,6 +416,8 @@ TEST_F(pcm_owner, a_handle_is_refused_at_once_while_another_is_being_opened) {
     auto opened = std::async(std::launch::async, [this] { return set_params(second); });
     ASSERT_TRUE(eventually([] { return log_has("open FC with"); }));
     EXPECT_STATUS(set_params(third), -EINVAL);
+    EXPECT_STATUS(ops.start(third), -EINVAL);
+    EXPECT_STATUS(close(open()), 0);
     EXPECT_EQ(opened.wait_for(0s), std::future_status::timeout);
     allow_reads(-1);
     EXPECT_EQ(opened.get(), 0);
