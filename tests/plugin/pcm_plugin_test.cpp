@@ -11,6 +11,7 @@
 #include "skipped_time.h"
 #include "test_basics.h"
 #include "zel_format_converter_pcm_plugin.h"
+#include "zel_stream_owner.h"
 
 using namespace zel_test;
 using namespace std::chrono_literals;
@@ -175,7 +176,9 @@ TEST_F(pcm_plugin_test, null_pointers_are_refused_by_name) {
         EXPECT_TRUE(log_has(call.message)) << call.message;
     }
     EXPECT_EQ(log_count("pstPcmPlugin is nullptr!!"), 13U);
+    errno = 0;
     EXPECT_EQ(ops.mmap(nullptr, nullptr, 1, 0, 0, 0), reinterpret_cast<void*>(-1));
+    EXPECT_EQ(errno, EOPNOTSUPP);
 
     void* priv = plugin->priv;
     plugin->priv = nullptr;
@@ -268,6 +271,8 @@ TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
     long got = -1;
     EXPECT_STATUS(read(plugin, 0, &got), -EINVAL) << "not even nothing, without a stream";
     ASSERT_STATUS(set_params(plugin), 0);
+    ASSERT_STATUS(read(plugin, 0, &got), 0);
+    EXPECT_EQ(zel_stream_started(), zel_started::no);
     ASSERT_STATUS(read(plugin, 1, &got), 0);
     EXPECT_EQ(got, 0);
     EXPECT_TRUE(eventually(card_is_idle)) << "the first frame asked for starts the stream";
@@ -334,6 +339,7 @@ TEST_F(pcm_owner, a_stream_whose_close_failed_is_closed_with_the_next_handle) {
 }
 
 TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
+    set_timestamps(std::vector<timespec>(1000, {5, 7}), 0);
     ASSERT_STATUS(set_params(first), 0);
     EXPECT_STATUS(ops.start(second), -EINVAL);
     EXPECT_TRUE(log_has("the stream belongs to another handle"));
@@ -350,6 +356,11 @@ TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
     std::uint32_t left = 0;
     EXPECT_EQ(fc.get(PROP_AVAIL_FRAMES, &left), 0);
     EXPECT_EQ(sync.s.status.hw_ptr, 1000 + left);
+    timespec time{};
+    EXPECT_EQ(fc.get(PROP_TIMESTAMP, &time), 0);
+    EXPECT_NE(time.tv_nsec, 0);
+    EXPECT_EQ(sync.s.status.tstamp.tv_sec, time.tv_sec);
+    EXPECT_EQ(sync.s.status.tstamp.tv_nsec, time.tv_nsec);
     EXPECT_EQ(sync.c.control.appl_ptr, 1000U);
 }
 

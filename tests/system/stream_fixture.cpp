@@ -36,20 +36,13 @@ void stream_fixture::choose_on(mixer* handle, const char* control, const char* i
         << control;
 }
 
-void stream_fixture::set_path_on(mixer* handle, const char* control, const std::string& path) {
-    mixer_ctl* found = mixer_get_ctl_by_name(handle, control);
-    std::vector<char> bytes(mixer_ctl_get_num_values(found));
-    path.copy(bytes.data(), bytes.size() - 1);
-    ASSERT_EQ(mixer_ctl_set_array(found, bytes.data(), bytes.size()), 0) << control;
-}
-
 void stream_fixture::set_card(const stream_setup& setup) {
     set("PCM Slave Format", setup.card_bits == 16 ? 2 : setup.card_bits == 24 ? 6 : 10);
     set("PCM Slave Channels", static_cast<int>(setup.card_channels));
 }
 
 bool stream_fixture::open(const stream_setup& setup, unsigned int period_size,
-                          unsigned int period_count, unsigned int flags) {
+                          unsigned int period_count) {
     current = setup;
     pcm_config config{};
     config.channels = setup.client_channels;
@@ -57,20 +50,18 @@ bool stream_fixture::open(const stream_setup& setup, unsigned int period_size,
     config.period_size = period_size;
     config.period_count = period_count;
     config.format = setup.client_bits == 32 ? PCM_FORMAT_S32_LE : PCM_FORMAT_S16_LE;
-    stream = pcm_open(70, 70, PCM_IN | PCM_MONOTONIC | flags, &config);
+    stream = pcm_open(70, 70, PCM_IN | PCM_MONOTONIC, &config);
     return pcm_is_ready(stream) != 0;
 }
 
-void stream_fixture::open_and_start(const stream_setup& setup, unsigned int period_size,
-                                    unsigned int period_count, unsigned int flags) {
+void stream_fixture::open_and_start(const stream_setup& setup, unsigned int period_count) {
     set_card(setup);
     bool started = false;
     int reads = 0;
     // On a machine that is overloaded a command may take longer than its second.
     for (int attempt = 0; attempt < 5 && !started; ++attempt) {
         choose("Sim Pacing", "Step");
-        if (open(setup, period_size != 0 ? period_size : setup.client_rate / 1000 * 32,
-                 period_count, flags)) {
+        if (open(setup, setup.client_rate / 1000 * 32, period_count)) {
             reads = value("Sim Reads");
             started = pcm_prepare(stream) == 0 && pcm_start(stream) == 0;
         }
@@ -139,20 +130,6 @@ stream_fixture::position stream_fixture::newest() const {
     unsigned int left = 0;
     EXPECT_STATUS(pcm_get_htimestamp(stream, &left, &time), 0);
     return {time.tv_sec * 1'000'000'000LL + time.tv_nsec, left};
-}
-
-std::vector<std::int32_t> stream_fixture::expected(chain_model& model, unsigned int blocks) {
-    std::vector<std::int32_t> samples;
-    for (unsigned int b = 0; b < blocks; ++b) {
-        const std::vector<std::int32_t> block = model.next_block();
-        samples.insert(samples.end(), block.begin(), block.end());
-    }
-    return samples;
-}
-
-std::vector<std::int32_t> stream_fixture::expected(const stream_setup& setup, unsigned int blocks) {
-    chain_model model(setup, matrix_for("1.0", setup.card_channels, setup.client_channels));
-    return expected(model, blocks);
 }
 
 void virtual_card_fixture::SetUp() {

@@ -22,16 +22,13 @@ class stream_fixture : public testing::Test {
     int value(const char* control) const;
     static void set_on(mixer* handle, const char* control, int value);
     static void choose_on(mixer* handle, const char* control, const char* item);
-    static void set_path_on(mixer* handle, const char* control, const std::string& path);
 
     /// Width and channel count of the card.
     void set_card(const stream_setup& setup);
-    bool open(const stream_setup& setup, unsigned int period_size, unsigned int period_count,
-              unsigned int flags = 0);
-    /// Sets the card, opens, starts, and waits until the worker waits at the card. A period of 0
-    /// frames stands for one block.
-    void open_and_start(const stream_setup& setup, unsigned int period_size = 0,
-                        unsigned int period_count = 4, unsigned int flags = 0);
+    bool open(const stream_setup& setup, unsigned int period_size, unsigned int period_count);
+    /// Sets the card, opens with periods of one block, starts, and waits until the worker waits at
+    /// the card.
+    void open_and_start(const stream_setup& setup, unsigned int period_count = 4);
     void close();
 
     /// Lets the card deliver one block and waits until the worker has stored it and is back.
@@ -48,8 +45,6 @@ class stream_fixture : public testing::Test {
         unsigned int left;
     };
     position newest() const;
-    static std::vector<std::int32_t> expected(chain_model& model, unsigned int blocks);
-    static std::vector<std::int32_t> expected(const stream_setup& setup, unsigned int blocks);
 
     unsigned int block_frames() const { return current.client_rate / 1000 * 32; }
 
