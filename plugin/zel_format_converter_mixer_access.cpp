@@ -29,7 +29,7 @@ own_control own_control_of(const snd_control* control) {
 }
 
 int get_log_level(zel_format_converter& converter, snd_ctl_elem_value* value) {
-    std::uint32_t level = 0;
+    std::uint32_t level{};
     const int status = converter.get(PROP_LOG_LEVEL, &level);
     if (status != 0) {
         ZEL_FC_LOGE_OF(kGet, "get fail");

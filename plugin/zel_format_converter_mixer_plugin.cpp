@@ -62,7 +62,6 @@ int build_controls(mixer_plugin* plugin, mixer* card) {
 }  // namespace
 
 int add_snd_ctl(mixer_plugin* plugin) {
-    plugin->num_controls = kOwnControls;
     const unsigned int card_number = zel_format_converter::getInstance().card();
     mixer* card = mixer_open(card_number);
     int status = -ENODEV;
