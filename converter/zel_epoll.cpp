@@ -50,7 +50,7 @@ int zel_epoll::del(int fd) {
 int zel_epoll::wait() {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(s32TimeoutMs);
     int timeout_ms = s32TimeoutMs;
-    int ready = 0;
+    int ready{};
     while ((ready = epoll_wait(s32EpollFd, astEvents.data(), kEventSlots, timeout_ms)) < 0 &&
            errno == EINTR) {
         timeout_ms = s32TimeoutMs < 0 ? -1 : remaining_ms(end);

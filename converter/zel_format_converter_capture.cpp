@@ -164,7 +164,7 @@ int zel_format_converter::read_pcm_device(timespec* ts) {
                     static_cast<int>(pmInPcmInfo->u32Frames));
         return -EIO;
     }
-    unsigned int avail = 0;
+    unsigned int avail{};
     if (pcm_get_htimestamp(pstPcm, &avail, ts) >= 0) {
         adjust_timestamp(avail, pmInPcmInfo->stPcmConfig.rate, ts);
         check_timestamp(ts);

@@ -31,7 +31,7 @@ int zel_format_converter::subscribe_mixer_device() {
 int zel_format_converter::check_mixer_event() {
     constexpr int kRetryWaitMs = 32;
     for (std::uint32_t failures = 0;;) {
-        std::uint32_t numid = 0;
+        std::uint32_t numid{};
         const int taken = take_mixer_event(failures == 0 ? 0 : kRetryWaitMs, &numid);
         if (taken < 0 || (taken == 0 && failures == 0)) {
             return taken;

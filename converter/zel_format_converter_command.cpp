@@ -143,9 +143,9 @@ int zel_format_converter::send_command(const ctl_cmd* cmd) {
             ZEL_FC_LOGE("wait command %d result timeout", code);
             return -ETIME;
         }
-        std::int32_t result = 0;
+        std::int32_t result{};
         constexpr auto kSize = static_cast<ssize_t>(sizeof(result));
-        ssize_t size = 0;
+        ssize_t size{};
         // The poller tells of an arrival once, so all that has arrived is taken.
         while ((size = ::read(s32ResultPipe[0], &result, sizeof(result))) == kSize) {
             if (--u32OwedResults == 0) {
