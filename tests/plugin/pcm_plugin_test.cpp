@@ -362,6 +362,12 @@ TEST_F(pcm_owner, only_the_owner_starts_and_only_once) {
     EXPECT_EQ(sync.s.status.tstamp.tv_sec, time.tv_sec);
     EXPECT_EQ(sync.s.status.tstamp.tv_nsec, time.tv_nsec);
     EXPECT_EQ(sync.c.control.appl_ptr, 1000U);
+    const pid_t own = std::exchange(fc_access::owner_pid(fc), 1);
+    errno = 0;
+    EXPECT_EQ(ops.sync_ptr(first, &sync), -1) << "in a forked child";
+    EXPECT_EQ(errno, EIO);
+    EXPECT_TRUE(log_has("sync_ptr", "format converter get timestamp fail."));
+    fc_access::owner_pid(fc) = own;
 }
 
 TEST_F(pcm_owner, a_start_that_is_answered_too_late_is_a_start) {
