@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "zel_log.h"
@@ -179,7 +180,7 @@ bool is_identity(const mixing_job& job) {
 /// For samples of the same width on both sides, as the chain has them.
 template <typename Sample>
 void mix_alike(const mixing_job& job) {
-    if (sizeof(Sample) == 2 && is_identity(job)) {
+    if (std::is_same_v<Sample, std::int16_t> && is_identity(job)) {
         std::memcpy(job.out, job.in, job.frames * job.ins * sizeof(Sample));
     } else if (!suits_vectors(job)) {
         mix_plain<Sample, Sample>(job);

@@ -93,6 +93,7 @@ TEST(channel_delay, states_and_bad_calls) {
     EXPECT_STATUS(stage.process(in.data(), out.data(), 6), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("input buffer size is not the multiple of frame size"));
     EXPECT_STATUS(stage.process(in.data(), out.data(), -4), -EINVAL);
+    EXPECT_STATUS(stage.process(in.data(), out.data(), 0), 0);
     EXPECT_STATUS(stage.process(nullptr, out.data(), 4), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("buffer is invalid in = (nil), out = 0x"));
     EXPECT_EQ(out, std::vector<std::int16_t>(960, -1)) << "a refused block writes nothing";
@@ -123,6 +124,10 @@ TEST(channel_delay, states_and_bad_calls) {
     ASSERT_STATUS(stage.init(delay_file({0, 0}), &config), 0);
     EXPECT_TRUE(zel_test::log_has("delay module bypass mode enable"));
     stage.deinit();
+    for (const int nothing : {0, -1}) {
+        EXPECT_STATUS(stage.process(in.data(), out.data(), nothing), 0);
+        EXPECT_EQ(out[0], -1);
+    }
     EXPECT_STATUS(stage.process(in.data(), out.data(), 1920), 0) << "bypass survives deinit";
     EXPECT_EQ(out, in);
     ASSERT_STATUS(stage.init(delay_file({1, 0}), &config), 0);
