@@ -81,9 +81,9 @@ struct sums {
     ZEL_INLINE void finish(std::int16_t* out) const {
         float all[kSums * Lanes];
         std::memcpy(all, v, sizeof(all));
-        for (std::size_t i = 0; i < kSums * Lanes; ++i) {
-            const float limited = all[i] < -32768.0F ? -32768.0F : all[i];
-            out[i] = static_cast<std::int16_t>(limited > 32767.0F ? 32767.0F : limited);
+        for (const float sum : all) {
+            const float limited = sum < -32768.0F ? -32768.0F : sum;
+            *out++ = static_cast<std::int16_t>(limited > 32767.0F ? 32767.0F : limited);
         }
     }
 };

@@ -42,7 +42,7 @@ int read_all(std::uint8_t* to, std::uint64_t bytes) {
         if (got < 0) {
             return got;
         }
-        if (got > 0) {
+        if (got != 0) {
             to += got;
             bytes -= static_cast<std::uint64_t>(got);
             last_data = std::chrono::steady_clock::now();
@@ -147,12 +147,10 @@ int sync_ptr(pcm_plugin* plugin, snd_pcm_sync_ptr* sync) {
         ZEL_FC_LOGE("pstPcmPlugin is nullptr!!");
     } else if (sync == nullptr) {
         ZEL_FC_LOGE("invalid SyncPtr!!");
-    } else if (get(PROP_TIMESTAMP, &timestamp) != 0) {
+    } else if (status = -1; get(PROP_TIMESTAMP, &timestamp) != 0) {
         ZEL_FC_LOGE("format converter get timestamp fail.");
-        status = -1;
     } else if (get(PROP_AVAIL_FRAMES, &avail_frames) != 0) {
         ZEL_FC_LOGE("format converter get available frame fail.");
-        status = -1;
     } else {
         auto& reported = sync->s.status;
         reported.tstamp.tv_sec = timestamp.tv_sec;

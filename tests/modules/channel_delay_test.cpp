@@ -7,6 +7,7 @@
 
 struct zel_channel_delay_access {
     static bool holds_lines(zel_channel_delay& stage) { return stage.pstDelayBuf != nullptr; }
+    static std::uint32_t& frame_bytes(zel_channel_delay& stage) { return stage.u32FrameBytes; }
 };
 
 namespace {
@@ -96,6 +97,9 @@ TEST(channel_delay, states_and_bad_calls) {
     EXPECT_STATUS(stage.process(in.data(), out.data(), 0), 0);
     EXPECT_STATUS(stage.process(nullptr, out.data(), 4), -EINVAL);
     EXPECT_TRUE(zel_test::log_has("buffer is invalid in = (nil), out = 0x"));
+    zel_channel_delay_access::frame_bytes(stage) = 0;
+    EXPECT_STATUS(stage.process(in.data(), out.data(), 4), -EINVAL);
+    EXPECT_TRUE(zel_test::log_has("frame size is 0"));
     EXPECT_EQ(out, std::vector<std::int16_t>(960, -1)) << "a refused block writes nothing";
 
     EXPECT_STATUS(stage.init(path, &config), -EINVAL);

@@ -201,6 +201,8 @@ TEST_F(src_48k_test, refused_blocks_stay_as_they_are) {
         count = size;
         EXPECT_STATUS(Ovra_VOC_SrcProcess48k(block.data(), &count), 0);
     }
+    EXPECT_STATUS(Ovra_VOC_SrcDeInit48k(), 0);
+    EXPECT_FALSE(g_zel_src.bPadding);
 }
 
 TEST_F(src_48k_test, entry_points_check_the_streams) {

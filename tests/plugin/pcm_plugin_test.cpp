@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <numeric>
+
 #include "allocation_faults.h"
 #include "client_params.h"
 #include "converter_access.h"
@@ -284,8 +286,14 @@ TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
 
 TEST_F(pcm_plugin_test, a_blocking_read_gives_up_after_ten_seconds_without_a_byte) {
     allow_reads(0);
+    set_source([next = 0](void* data, unsigned int frames, const pcm_config&) mutable {
+        auto* const words = static_cast<int*>(data);  // a frame each
+        std::iota(words, words + frames, next);
+        next += static_cast<int>(frames);
+        return static_cast<int>(frames);
+    });
     pcm_plugin* plugin = open();
-    ASSERT_STATUS(set_params(plugin), 0);
+    ASSERT_STATUS(set_params(plugin, {.rate = 48000}), 0);
     ASSERT_STATUS(ops.start(plugin), 0);
     int sleeps = 0;
     skip_sleeps([&] {  // a block every 9.6 s, three of them
@@ -297,9 +305,13 @@ TEST_F(pcm_plugin_test, a_blocking_read_gives_up_after_ten_seconds_without_a_byt
         }
     });
     long got = -1;
-    EXPECT_STATUS(read(plugin, 3 * 512, &got), 0);
-    EXPECT_EQ(got, 3 * 512);
+    EXPECT_STATUS(read(plugin, 3 * 1536, &got), 0);
+    EXPECT_EQ(got, 3 * 1536);
     EXPECT_EQ(sleeps, 900);
+    std::vector<int> frames(3 * 1536), wanted(frames.size());
+    std::memcpy(frames.data(), buffer.data(), frames.size() * sizeof(int));
+    std::iota(wanted.begin(), wanted.end(), 0);
+    EXPECT_EQ(frames, wanted) << "each block behind the one before";
     errno = 0;
     EXPECT_STATUS(read(plugin, 1, &got), -EIO);
     EXPECT_EQ(errno, EIO);
