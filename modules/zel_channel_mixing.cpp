@@ -170,11 +170,12 @@ bool suits_vectors(const mixing_job& job) {
 }
 
 bool is_identity(const mixing_job& job) {
-    bool identity = job.ins == job.outs;
-    for (std::size_t k = 0; identity && k < job.ins * job.outs; ++k) {
-        identity = job.matrix[k] == (k / job.ins == k % job.ins ? 1.0F : 0.0F);
-    }
-    return identity;
+    std::size_t k = 0;
+    return job.ins == job.outs &&
+           std::all_of(job.matrix, job.matrix + job.ins * job.outs, [&](float weight) {
+               const std::size_t at = k++;
+               return weight == (at / job.ins == at % job.ins ? 1.0F : 0.0F);
+           });
 }
 
 /// For samples of the same width on both sides, as the chain has them.

@@ -31,7 +31,8 @@ constexpr std::size_t kMostStep = kSums * 8;  // output samples made at once
 /// With tap 3 q + p, consecutive output samples, all channels of one frame after the other's, take
 /// consecutive floats of x[p] from q frames on. What is made behind the last one is dropped.
 struct thirds {
-    alignas(64) float x[3][(kWindowGroups + kMostGroups) * kZelSrcMaxChannels + kMostStep] = {};
+    alignas(64) float x[kGroupFrames]
+                       [(kWindowGroups + kMostGroups) * kZelSrcMaxChannels + kMostStep] = {};
 };
 
 /// Puts groups of three frames of W channels behind the `at` groups that are there.

@@ -37,7 +37,7 @@ int read_converter(std::uint8_t* to, std::uint64_t bytes) {
 int read_all(std::uint8_t* to, std::uint64_t bytes) {
     constexpr const char* kRead = "readi_frames";
     auto last_data = std::chrono::steady_clock::now();
-    while (bytes > 0) {
+    while (bytes != 0) {
         const int got = read_converter(to, bytes);
         if (got < 0) {
             return got;

@@ -84,9 +84,9 @@ TEST(mixing_file, layouts_match_by_prefix_and_add_up) {
             "Parameters":[2,2,2,2,2,2,2,2]})");
     EXPECT_EQ(load_mixing(zel_test::file_with(two), 8, "5.1", 1), std::vector<float>(8, 1));
     EXPECT_EQ(load_mixing(zel_test::file_with(two), 8, "", 1), std::vector<float>(8, 1));
-    const std::pair<const char*, unsigned int> layouts[] = {{"5.1", 6}, {"7.1.4", 12}, {"2.0", 2},
-                                                            {"2", 2},   {"5.1.", 6},   {"", 0},
-                                                            {"x", 0},   {" 3x.2", 5}};
+    const std::pair<const char*, unsigned int> layouts[] = {{"5.1", 6}, {"22.2", 24}, {"7.1.4", 12},
+                                                            {"2.0", 2}, {"2", 2},     {"5.1.", 6},
+                                                            {"", 0},    {"x", 0},     {" 3x.2", 5}};
     for (const auto& [layout, count] : layouts) {
         EXPECT_EQ(zel_channel_mixing::channel_count(layout), count) << layout;
     }
