@@ -74,6 +74,7 @@ std::vector<result> convert(std::size_t channels, const std::vector<std::size_t>
     }
     const samples in = awkward_stream(channels, frames);
     EXPECT_STATUS(Ovra_VOC_SrcInit48k(static_cast<int>(channels)), 0);
+    EXPECT_EQ(g_zel_src.u32Lanes, zel_src_widest_lanes());
     g_zel_src.u32Lanes = lanes;
     std::vector<result> results;
     auto at = in.begin();

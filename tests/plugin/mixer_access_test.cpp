@@ -165,6 +165,7 @@ TEST_F(mixer_access, as_many_elements_as_a_record_holds_go_through) {
     EXPECT_STATUS(get(kBlob), 0);
     EXPECT_EQ(bytes[511], 9);
     EXPECT_STATUS(put(kBlob), 0);
+    EXPECT_FALSE(log_has("more than"));
 }
 
 TEST_F(mixer_access, the_last_element_decides_a_writes_result) {
