@@ -220,6 +220,9 @@ void expect_log(const zel_test::known_bad_file& file, const std::string& stream,
 }
 
 TEST(known_bad, files_end_as_listed) {
+    const char* error = nullptr;
+    const zel_json_document nothing = zel_parse_json("{}", &error);
+    cJSON* params = nullptr;
     for (const zel_test::known_bad_file& file : zel_test::known_bad_files()) {
         SCOPED_TRACE(file.name);
         const pcm_config in = zel_test::stream_config(file.channels);
@@ -236,6 +239,8 @@ TEST(known_bad, files_end_as_listed) {
                      ") => " + std::to_string(out.channels);
             EXPECT_EQ(zel_test::log_has("use " + stream), used || file.log.ends_with("value fail"));
             expect_log(file, stream, used, stage);
+            EXPECT_STATUS(stage.search_coefficient(nothing.get(), 1, "", 1, &params), -EINVAL);
+            EXPECT_EQ(stage.entry(), -1);
             EXPECT_STATUS(
                 stage.load_coefficient("/nowhere", in.channels, file.layout, out.channels),
                 -EINVAL);
@@ -247,6 +252,8 @@ TEST(known_bad, files_end_as_listed) {
             ASSERT_STATUS(stage.init(file.path, &in), 0);
             EXPECT_EQ(zel_test::log_has("delay module bypass mode enable"), !used);
             expect_log(file, stream, used, stage);
+            EXPECT_STATUS(stage.search_coefficient(nothing.get(), 1, &params), -EINVAL);
+            EXPECT_EQ(stage.entry(), -1);
             unsigned int delays[2];
             unsigned int* table = delays;
             EXPECT_STATUS(stage.load_coefficient("/nowhere", &table, 2), -EINVAL);
