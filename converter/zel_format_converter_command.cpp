@@ -37,16 +37,10 @@ void close_pipe(std::int32_t (&ends)[2]) {
 
 bool create_pipe(std::int32_t (&ends)[2]) {
     if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) {
-        ends[0] = ends[1] = 0;
         return false;
     }
     const bool first = make_usable(&ends[0]);
-    const bool second = make_usable(&ends[1]);
-    if (!first || !second) {
-        close_pipe(ends);
-        return false;
-    }
-    return true;
+    return make_usable(&ends[1]) && first;
 }
 
 /// The signals that the worker leaves to other threads: the host process's handlers have no
@@ -64,12 +58,17 @@ sigset_t foreign_signals() {
 }  // namespace
 
 int zel_format_converter::create_fc_task() {
-    if (!create_pipe(s32CmdPipe)) {
+    const bool commands = create_pipe(s32CmdPipe);
+    if (!commands) {
         ZEL_FC_LOGE("create command pipe error");
     }
-    if (!create_pipe(s32ResultPipe)) {
+    const bool results = create_pipe(s32ResultPipe);
+    if (!results) {
         ZEL_FC_LOGE("create result pipe error");
-        close_pipe(s32CmdPipe);  // the worker ends without it
+    }
+    if (!commands || !results) {  // the worker ends without them
+        close_pipe(s32CmdPipe);
+        close_pipe(s32ResultPipe);
     }
     s32OwnerPid = getpid();
     const sigset_t foreign = foreign_signals();

@@ -276,10 +276,10 @@ std::string matrix_text(const stream_request& stream, const std::vector<float>& 
     return out;
 }
 
-json matrix_json(const std::vector<float>& weights, std::ptrdiff_t inputs) {
+json matrix_json(const std::vector<float>& weights, unsigned int inputs) {
     json rows = json::array();
-    for (auto row = weights.begin(); row != weights.end(); row += inputs) {
-        rows.push_back(std::vector<double>(row, row + inputs));
+    for (auto row = weights.begin(); row != weights.end(); row += static_cast<std::ptrdiff_t>(inputs)) {
+        rows.push_back(std::vector<double>(row, row + static_cast<std::ptrdiff_t>(inputs)));
     }
     return rows;
 }

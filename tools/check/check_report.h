@@ -82,7 +82,7 @@ json reports_json(const std::vector<file_report>& reports);
 /// row for each input. `weights` has a row by output.
 std::string matrix_text(const stream_request& stream, const std::vector<float>& weights,
                         std::size_t width);
-json matrix_json(const std::vector<float>& weights, std::ptrdiff_t inputs);
+json matrix_json(const std::vector<float>& weights, unsigned int inputs);
 /// "1 weight", "2 weights".
 std::string counted(std::size_t count, const std::string& noun);
 /// "6 channels ("5.1") to 2".
