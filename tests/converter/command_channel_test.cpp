@@ -113,8 +113,9 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
     fc.reset();
     const int kept = dup(0);
     const int kept_output = dup(1);
-    for (const int closed : {0, 1}) {  // 1 may well be ours
-        close(closed);
+    for (const auto& [input, output] : {std::pair{false, true}, {true, false}, {false, false}}) {
+        input ? dup2(kept, 0) : close(0);
+        output ? dup2(kept_output, 1) : close(1);  // 1 may well be ours
         fc = fc_access::make();
         for (const int* ends : {fc_access::command_pipe(*fc), fc_access::result_pipe(*fc)}) {
             EXPECT_GT(ends[0], 0);
@@ -122,8 +123,8 @@ TEST_F(command_channel, works_in_a_process_without_standard_input) {
         }
         EXPECT_STATUS(fc->close(), 0);
         fc.reset();
-        EXPECT_EQ(fcntl(0, F_GETFD), -1) << "descriptor 0 is not ours";
-        EXPECT_TRUE(closed == 0 || fcntl(1, F_GETFD) == -1) << "1 is given back";
+        EXPECT_EQ(fcntl(0, F_GETFD) != -1, input) << "descriptor 0 is not ours";
+        EXPECT_EQ(fcntl(1, F_GETFD) != -1, output) << "1 is given back";
     }
     dup2(kept_output, 1);
     close(kept_output);
@@ -353,6 +354,12 @@ TEST_F(command_channel, properties_refuse_what_is_none_and_areas_that_are_missin
     }
     EXPECT_STATUS(fc->set(PROP_TIMESTAMP, area), 0);
     EXPECT_TRUE(log_has("undefine 2 property"));
+    fc_access::delay_path(*fc).assign(127, 'x');  // the platform's paths may be of any length
+    EXPECT_STATUS(fc->get(PROP_DELAY_JSON_PATH, area), 0);
+    EXPECT_EQ(std::string(area), fc_access::delay_path(*fc));
+    fc_access::delay_path(*fc) += 'y';
+    EXPECT_STATUS(fc->get(PROP_DELAY_JSON_PATH, area), -EINVAL);
+    EXPECT_TRUE(log_has("get", "path of 128 characters does not fit"));
 }
 
 // Before anything else in this program asks for the one converter.

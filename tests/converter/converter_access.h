@@ -49,6 +49,7 @@ struct zel_format_converter_access {
     static void end(zel_format_converter& fc) { fc.shut_down(); }
     static void join(zel_format_converter& fc) { fc.mRoutine.join(); }
     static std::mutex& client_lock(zel_format_converter& fc) { return fc.mLock; }
+    static std::string& delay_path(zel_format_converter& fc) { return fc.strDelayJsonPath; }
     static pid_t& owner_pid(zel_format_converter& fc) { return fc.s32OwnerPid; }
     static std::atomic<bool>& has_ended(zel_format_converter& fc) { return fc.bRoutineEnded; }
     static int& status(zel_format_converter& fc) { return fc.eFCStatus; }
