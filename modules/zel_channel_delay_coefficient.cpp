@@ -108,7 +108,7 @@ int zel_channel_delay::load_coefficient(const std::string& path, unsigned int* c
 const cJSON* zel_channel_delay::fill_table(const cJSON* params, unsigned int* table) {
     const cJSON* element = nullptr;
     cJSON_ArrayForEach(element, params) {
-        const double ms = cJSON_IsNumber(element) ? std::trunc(element->valuedouble) : -1;
+        const double ms = cJSON_IsNumber(element) ? std::trunc(element->valuedouble) : NAN;
         // Written so that a value that is not a number fails, too.
         if (!(ms >= 0 && ms <= kMaxDelayMs)) {
             return element;

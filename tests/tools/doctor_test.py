@@ -183,7 +183,7 @@ class Stream(Doctor):
                 ("FAILED", "open", "at 44100 Hz is delivered at that rate alone",
                  setting("PCM Slave Rate=44100")),
                 ("warning", "open", "16000 Hz, 2 channels, 16 bits, in ", fault("slow_open")),
-                ("FAILED", "first block", "the card delivers nothing, for 2", setting("Sim Pacing=Step")),
+                ("FAILED", "first block", "the card delivers nothing, for ", setting("Sim Pacing=Step")),
                 ("FAILED", "first block", "only after pcm_prepare and pcm_start", fault("unstarted")),
                 ("warning", "first block", "after ", setting("Sim Fault Stall=300")),
                 ("FAILED", "timestamps", "they do not advance", fault("no_time")),
