@@ -284,6 +284,10 @@ TEST_F(pcm_plugin_test, non_blocking_reads_take_what_is_there) {
     ASSERT_STATUS(read(plugin, 1, &got), 0);
     EXPECT_EQ(got, 0);
     EXPECT_TRUE(eventually(card_is_idle)) << "the first frame asked for starts the stream";
+    snd_xferi largest{-1, &got, PTRDIFF_MAX / 4};  // frames of 4 bytes; there are none to be had
+    EXPECT_STATUS(ops.readi_frames(plugin, &largest), 0);
+    ++largest.frames;
+    EXPECT_STATUS(ops.readi_frames(plugin, &largest), -EINVAL);
     allow_reads(1);
     long total = 0;
     EXPECT_TRUE(eventually([&] { return read(plugin, 700, &got) == 0 && (total += got) == 512; }));
