@@ -218,7 +218,7 @@ class soak_test : public zel_test::virtual_card_fixture {
 };
 
 TEST_F(soak_test, every_sample_event_and_time_is_the_models_and_nothing_grows) {
-    const long seconds = from_environment("ZEL_SOAK_SECONDS", 60);
+    const long seconds = from_environment("ZEL_SOAK_SECONDS", 300);
     const auto seed = static_cast<unsigned int>(from_environment("ZEL_SOAK_SEED", 1));
     SCOPED_TRACE(testing::Message() << "ZEL_SOAK_SEED=" << seed);
     random.seed(seed);
