@@ -14,7 +14,6 @@ void add_capture_command(CLI::App* app, tool_action* action);
 void add_convert_command(CLI::App* app, tool_action* action);
 void add_check_command(CLI::App* app, tool_action* action);
 void add_controls_command(CLI::App* app, tool_action* action);
-void add_doctor_command(CLI::App* app, tool_action* action);
 void add_info_command(CLI::App* app, tool_action* action);
 void add_new_command(CLI::App* app, tool_action* action);
 void add_plot_command(CLI::App* app, tool_action* action);

@@ -1,11 +1,13 @@
 // zel-fc: the format converter from the command line.
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -16,10 +18,22 @@
 #include "command_end.h"
 #include "commands.h"
 #include "library_log.h"
-#include "sample_folder.h"
+#include "program_folder.h"
 #include "zel_library_mark.h"
 
 namespace {
+
+/// `zel-fc doctor` is a program of its own: it judges what other programs meet.
+exit_code start_doctor(std::vector<std::string> words) {
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    const std::string doctor = program_folder() / "zel-fc-doctor";
+    execv(doctor.c_str(), arguments.data());
+    return fail(EXIT_OPEN, doctor + ": " + std::strerror(errno));
+}
 
 /// What the tool has and other programs must be told of: the sample coefficient files, for when
 /// nobody names others, and the card definitions, which tinyalsa finds once they are loaded.
@@ -72,7 +86,7 @@ int run(std::vector<std::string> words) {
     add_convert_command(&app, &action);
     add_check_command(&app, &action);
     add_controls_command(&app, &action);
-    add_doctor_command(&app, &action);
+    app.add_subcommand("doctor", "Tell whether card 70 works here, and if not, what to do");
     add_info_command(&app, &action);
     add_new_command(&app, &action);
     add_plot_command(&app, &action);
@@ -83,12 +97,13 @@ int run(std::vector<std::string> words) {
     if (first.empty() || (first[0] != '-' && app.get_subcommands(named).empty())) {
         return no_command(app, first);
     }
+    if (first == "doctor") {
+        return start_doctor(std::move(words));
+    }
     try {
         std::reverse(words.begin(), words.end());
         app.parse(std::move(words));
-        if (first != "doctor") {  // which judges what other programs meet
-            bring_along();
-        }
+        bring_along();
         print_library_log(false);  // commands that pass it on say so
         return action();
     } catch (const CLI::ParseError& error) {

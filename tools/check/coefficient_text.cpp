@@ -7,6 +7,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <utility>
+
+#include "valid_utf8.h"
 
 namespace {
 
@@ -105,36 +109,24 @@ class tree_builder {
     std::size_t end_of_last = 0;
 };
 
-/// A character that is easily overlooked or mistaken, by its name; another one as it is.
+/// A character as it is, and by its name where it is easily overlooked or mistaken.
 std::string character_name(std::string_view text) {
-    static constexpr struct {
-        const char* bytes;
-        const char* name;
-    } kNames[] = {
-        {"\xC2\xA0", "U+00A0 no-break space"},  {"\xE2\x80\x8B", "U+200B zero-width space"},
-        {"\xE2\x80\x93", "U+2013 en dash"},     {"\xE2\x80\x98", "U+2018 curly quote"},
-        {"\xE2\x80\x99", "U+2019 curly quote"}, {"\xE2\x80\x9C", "U+201C curly quote"},
-        {"\xE2\x80\x9D", "U+201D curly quote"}, {"\xE2\x88\x92", "U+2212 minus sign"},
-        {"\xE3\x80\x80", "U+3000 wide space"},  {"\xEF\xBB\xBF", "U+FEFF byte order mark"},
-        {"\xEF\xBC\x8C", "U+FF0C wide comma"},  {"\n", "the end of the line"}};
-    for (const auto& known : kNames) {
-        if (text.starts_with(known.bytes)) {
-            return known.name;
-        }
+    static constexpr std::pair<char32_t, const char*> kNames[] = {
+        {0xA0, " no-break space"},    {0x200B, " zero-width space"}, {0x2013, " en dash"},
+        {0x2018, " curly quote"},     {0x2019, " curly quote"},      {0x201C, " curly quote"},
+        {0x201D, " curly quote"},     {0x2212, " minus sign"},       {0x3000, " wide space"},
+        {0xFEFF, " byte order mark"}, {0xFF0C, " wide comma"}};
+    char32_t code = 0;
+    if (first_character(text, &code) == 0) {
+        return fmt::format("the byte 0x{:02X}, no UTF-8", static_cast<unsigned char>(text.front()));
     }
-    const auto first = static_cast<unsigned char>(text.front());
-    if (first < 0x80) {
-        return in_quotes(text.substr(0, 1));
+    if (code < 0x80) {
+        return code == '\n' ? "the end of the line" : in_quotes(text.substr(0, 1));
     }
-    const std::size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    unsigned int code = first & (0xFFU >> (size + 1));
-    for (std::size_t k = 1; k < size; ++k) {
-        if (k >= text.size() || !continues_character(text[k]) || first < 0xC0) {
-            return fmt::format("the byte 0x{:02X}, no UTF-8", first);
-        }
-        code = code << 6 | (static_cast<unsigned char>(text[k]) & 0x3FU);
-    }
-    return fmt::format("U+{:04X}", code);
+    const auto* known = std::find_if(std::begin(kNames), std::end(kNames),
+                                     [=](const auto& name) { return name.first == code; });
+    return fmt::format("U+{:04X}{}", static_cast<unsigned int>(code),
+                       known != std::end(kNames) ? known->second : "");
 }
 
 }  // namespace

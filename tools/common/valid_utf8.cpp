@@ -1,37 +1,24 @@
 #include "valid_utf8.h"
 
+#include <locale.h>
+
 #include <algorithm>
+#include <cuchar>
 
-namespace {
-
-/// Length of the character that a text begins with, 0 when those bytes are none.
-std::size_t character_length(std::string_view text) {
-    const auto byte = [=](std::size_t at) {
-        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
-    };
-    const unsigned int lead = byte(0);
-    if (lead < 0x80) {
-        return 1;
-    }
-    // No longer forms than needed, no halves of UTF-16's pairs, nothing beyond U+10FFFF.
-    unsigned int least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-    unsigned int most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    bool good = lead >= 0xC2 && lead <= 0xF4;
-    for (std::size_t at = 1; at < length; ++at) {
-        good = good && byte(at) >= least && byte(at) <= most;
-        least = 0x80;
-        most = 0xBF;
-    }
-    return good ? length : 0;
+std::size_t first_character(std::string_view text, char32_t* code) {
+    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const locale_t before = uselocale(utf8);
+    std::mbstate_t state{};
+    const std::size_t length = std::mbrtoc32(code, text.data(), text.size(), &state);
+    uselocale(before);
+    // The C library may know longer forms, beyond the last character.
+    return length <= 4 && *code <= 0x10FFFF ? length : 0;
 }
-
-}  // namespace
 
 std::string valid_utf8(std::string_view text) {
     std::string valid;
-    while (!text.empty()) {
-        const std::size_t length = character_length(text);
+    for (char32_t code = 0; !text.empty();) {
+        const std::size_t length = first_character(text, &code);
         valid += length != 0 ? text.substr(0, length) : "\xEF\xBF\xBD";
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }

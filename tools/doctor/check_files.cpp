@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "examination.h"
-#include "sample_folder.h"
+#include "program_folder.h"
 #include "zel_channel_delay.h"
 #include "zel_channel_mixing.h"
 #include "zel_coefficient_file.h"

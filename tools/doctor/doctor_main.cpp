@@ -1,5 +1,7 @@
-// zel-fc-doctor: `zel-fc doctor` as a program of its own, which an image can have. It needs
-// tinyalsa, cJSON and the log and nothing else.
+// zel-fc-doctor, a program of its own that an image can have: it needs tinyalsa, cJSON and the log
+// and nothing else. `zel-fc doctor` starts it.
+
+#include <android/log.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,10 +14,13 @@
 namespace {
 
 constexpr const char* kHelp =
-    "usage: zel-fc-doctor [-r RATE] [-c CHANNELS] [-b 16|32] [--json | --version]\n"
-    "Tells whether card 70 works here for such a client, and if not, what to do.\n"
-    "Run it as the user of the process that captures. Default: 16000 Hz, 2 channels, 16 bits.\n"
-    "Exit codes: 0 card 70 works, 1 the command line is wrong, 5 a check failed.\n";
+    "usage: zel-fc-doctor [-r RATE] [-c CHANNELS] [-b 16|32] [--json] [--log] [--version]\n"
+    "Tells whether card 70 works here for such a client, and if not, what to do: a line for each\n"
+    "check on the way from tinyalsa to the first samples. It has no card definitions or files of\n"
+    "its own: what it meets, other programs meet. Run it as the user of the process that "
+    "captures.\n"
+    "Default: 16000 Hz, 2 channels, 16 bits. --log: with what the library says, on a host.\n"
+    "Exit codes: 0 card 70 works, perhaps with warnings, 1 usage, 4 no output, 5 a check failed.\n";
 
 /// False for what is no number from `least` to `most`.
 bool read_number(const char* text, unsigned int least, unsigned int most, unsigned int* number) {
@@ -30,6 +35,7 @@ bool read_number(const char* text, unsigned int least, unsigned int most, unsign
 int main(int argc, char** argv) {
     stream_format client;
     bool json = false;
+    bool log = false;
     for (int k = 1; k < argc; ++k) {
         const std::string word = argv[k];
         const char* value = k + 1 < argc ? argv[k + 1] : "";
@@ -37,8 +43,8 @@ int main(int argc, char** argv) {
             std::fputs(word == "--version" ? "zel-fc-doctor " ZEL_VERSION "\n" : kHelp, stdout);
             return EXIT_OK;
         }
-        if (word == "--json") {
-            json = true;
+        if (word == "--json" || word == "--log") {
+            (word == "--json" ? json : log) = true;
         } else if ((word == "-r" && read_number(value, 1000, 1'000'000, &client.rate)) ||
                    (word == "-c" && read_number(value, 1, 64, &client.channels)) ||
                    (word == "-b" && read_number(value, 16, 32, &client.bits) &&
@@ -49,5 +55,15 @@ int main(int argc, char** argv) {
             return EXIT_USAGE;
         }
     }
-    return print_examination(client, json) ? EXIT_OK : EXIT_PROBLEMS;
+#ifndef __ANDROID__  // which has a log of its own
+    if (!log) {
+        __android_log_set_logger([](const __android_log_message*) {});
+    }
+#endif
+    const bool works = print_examination(client, json);
+    if (std::fflush(stdout) != 0) {
+        std::perror("zel-fc-doctor: standard output");
+        return EXIT_WRITE;
+    }
+    return works ? EXIT_OK : EXIT_PROBLEMS;
 }

@@ -12,18 +12,10 @@
 
 enum class verdict : char { pass = '0', warning, failure, skipped };
 
-/// One check: what was seen and, unless all is well, what to do.
-struct check_row {
-    std::string check;
-    verdict result;
-    std::string seen;
-    std::string remedy;
-};
-
-/// A look at card 70, in a process of its own: its rows go to the descriptor `told` as they are
-/// found, and later checks take from it what earlier ones saw.
+/// A look at card 70, in a process of its own. Its rows are printed as they are found, and later
+/// checks take from it what earlier ones saw.
 struct examination {
-    /// What passes needs no remedy.
+    /// A row: what was seen and, unless all is well, what to do.
     void add(const char* check, verdict result, const std::string& seen,
              const std::string& remedy) const;
     void judge(const char* check, bool good, const std::string& seen, const std::string& remedy,
@@ -34,7 +26,9 @@ struct examination {
     void skip(std::initializer_list<const char*> checks, const std::string& missing) const;
 
     stream_format client;
-    int told;
+    bool json;                  ///< rows as objects, for programs
+    int told = -1;              ///< descriptor that gets each row's verdict
+    mutable bool first = true;  ///< no row has been printed
 
     std::string so_name{};        ///< of the library, as the card definition has it; empty: unknown
     std::string mixer_so_name{};  ///< the same of card 70's mixer
