@@ -257,7 +257,7 @@ class New(Command):
                           text="" if where else ":13: there is an entry for this stream already")
         before = path.read_text()
         path.write_text(before.replace("true", "1"))
-        self.run_tool(1, "new", "mixing", "--card", "5.1", "--into", path, text="is not in order")
+        self.run_tool(1, "new", "mixing", "--card", "5.1", "--into", path, text="nothing is written")
         self.run_tool(4, "new", "mixing", "--card", "5.1", "-o", "/nowhere/m.json", text="No such file")
         self.assertEqual(sorted(folder.glob("*.new")), [])
 

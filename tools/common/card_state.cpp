@@ -32,11 +32,7 @@ std::string text_of(mixer* handle, const char* name) {
 
 /// A file without an entry, for which mixing takes the identity matrix and the delay none.
 const std::string& file_of_nothing() {
-    static const std::string path = [] {
-        const int file = memfd_create("none", MFD_CLOEXEC);
-        return file >= 0 && write(file, "{}", 2) == 2 ? "/proc/self/fd/" + std::to_string(file)
-                                                      : std::string();
-    }();
+    static const std::string path = memory_file("{}");
     return path;
 }
 
@@ -55,6 +51,12 @@ void use_file(const char* name, const std::string& wanted) {
 }
 
 }  // namespace
+
+std::string memory_file(const std::string& text) {
+    const int file = memfd_create("memory", MFD_CLOEXEC);
+    const bool kept = write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    return kept ? fmt::format("/proc/self/fd/{}", file) : "";
+}
 
 card_state read_card_state() {
     const mixer_owner handle = open_mixer(kZelVirtualCard);

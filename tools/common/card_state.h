@@ -24,6 +24,9 @@ struct coefficient_paths {
 };
 inline constexpr const char* kNoFile = "none";
 
+/// A file with that text and without a name, for as long as the program runs; its path, or empty.
+std::string memory_file(const std::string& text);
+
 /// Hands the files to the library by card 70's controls, for the next stream; throws.
 void use_coefficient_paths(const coefficient_paths& files);
 /// Whether a path in card 70's controls stands for kNoFile.

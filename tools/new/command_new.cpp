@@ -1,6 +1,5 @@
 // zel-fc new: from words to an entry of a coefficient file.
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <map>
 #include <memory>
 
+#include "card_state.h"
 #include "channel_layout.h"
 #include "coefficient_check.h"
 #include "commands.h"
@@ -30,6 +30,8 @@ struct new_options {
     std::vector<double> ms, metres;  ///< of a delay file: delays, or distances of the speakers
     std::string file;                ///< that gets the entry; empty: the standard output
 };
+
+using mix_rows = std::vector<std::vector<double>>;
 
 /// What is wrong with what was asked for, as the command line is told it.
 [[noreturn]] void refuse(const std::string& text) {
@@ -52,17 +54,16 @@ double gain_of(std::string text, std::string unit, const std::string& where) {
     return unit == "db" ? std::pow(10, value / 20) : unit == "percent" ? value / 100 : value;
 }
 
-/// A matrix by channel names: rows of `outs`.
+/// A matrix, a row for each output, by channel names.
 struct named_mix {
     std::vector<std::string> ins, outs;
-    std::vector<double> weights = std::vector<double>(ins.size() * outs.size());
+    mix_rows rows = mix_rows(outs.size(), std::vector<double>(ins.size()));
 
     static std::size_t index(const std::vector<std::string>& names, const std::string& name) {
         return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) -
                                         names.begin());
     }
     bool has(const std::string& name) const { return index(outs, name) < outs.size(); }
-    double& at(std::size_t out, std::size_t in) { return weights[out * ins.size() + in]; }
 
     /// To the output of that name; without one to those beside it, as ITU-R BS.775 has it.
     void route(const std::string& name, std::size_t in, double gain) {
@@ -71,7 +72,7 @@ struct named_mix {
             {"S", {{"B", "F"}, kMinus3}}, {"TF", {{"F"}, 0.5}},
             {"TB", {{"B", "F"}, 0.5}},    {"TS", {{"S", "B", "F"}, 0.5}}};  // the last, if none
         if (has(name)) {
-            at(index(outs, name), in) += gain;
+            rows[index(outs, name)][in] += gain;
         } else if (name == "FC") {
             route("FL", in, gain * kMinus3);
             route("FR", in, gain * kMinus3);
@@ -86,34 +87,34 @@ struct named_mix {
 
     /// "NAMES=GAIN" of inputs, to where they go.
     void set_gain(const std::string& words) {
+        const std::string where = "--gain " + words;
         const std::size_t equals = words.find('=');
         if (equals == std::string::npos) {
-            refuse("--gain " + words + ": write NAME=GAIN, such as FC=-3dB");
+            refuse(where + ": write NAME=GAIN, such as FC=-3dB");
         }
-        const double gain = gain_of(words.substr(equals + 1), "", "--gain " + words);
+        const double gain = gain_of(words.substr(equals + 1), "", where);
         for (const std::string& name : CLI::detail::split(words.substr(0, equals), ',')) {
             const std::size_t i = index(ins, name);
             if (i == ins.size()) {
-                refuse(fmt::format("--gain {}: no channel {}; there are {}", words, name,
+                refuse(fmt::format("{}: no channel {}; there are {}", where, name,
                                    fmt::join(ins, " ")));
             }
             if (name == "LFE" && !has(name)) {
                 route("FC", i, 1);  // nowhere, but for who asks for it
             }
-            for (std::size_t o = 0; o < outs.size(); ++o) {
-                at(o, i) = at(o, i) != 0 ? gain : 0;
+            for (std::vector<double>& row : rows) {
+                row[i] = row[i] != 0 ? gain : 0;
             }
         }
     }
 };
 
-/// Rows of weights from a table: a row for each output.
-std::vector<double> read_table(const new_options& options, std::size_t ins) {
+mix_rows read_table(const new_options& options, std::size_t ins) {
     std::ifstream file(options.table);
-    std::vector<double> weights;
-    std::size_t rows = 0;
+    mix_rows rows;
+    double least = 0, most = 0;
     bool fits = true;
-    for (std::string line; fits && std::getline(file, line);) {
+    for (std::string line; std::getline(file, line);) {
         if (line.find_first_not_of(" \r\t") == std::string::npos) {
             continue;
         }
@@ -122,57 +123,50 @@ std::vector<double> read_table(const new_options& options, std::size_t ins) {
         if (separator != ',') {
             std::replace(line.begin(), line.end(), ',', '.');
         }
-        ++rows;
+        std::vector<double>& row = rows.emplace_back();
         for (const std::string& cell : CLI::detail::split(line, separator)) {
-            weights.push_back(
-                gain_of(cell, options.unit, fmt::format("{}: row {}", options.table, rows)));
+            row.push_back(
+                gain_of(cell, options.unit, fmt::format("{}: row {}", options.table, rows.size())));
+            least = std::min(least, row.back());
+            most = std::max(most, row.back());
         }
-        fits = rows <= options.outputs && weights.size() == rows * ins;
+        fits = fits && row.size() == ins;
     }
-    if (!fits || rows != options.outputs) {
+    if (!fits || rows.size() != options.outputs) {
         refuse(fmt::format("{}: not {} rows of {} cells, a row for each output", options.table,
                            options.outputs, ins));
     }
-    const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
-    if (options.unit.empty() && (*least < -1 || *most > 2 || (*least < 0 && *most <= 0))) {
+    if (options.unit.empty() && (least < -1 || most > 2 || (least < 0 && most <= 0))) {
         refuse(options.table + ": in which unit? Name it with --unit factor, db or percent");
     }
-    return weights;
+    return rows;
 }
 
 /// `file`'s text with the entry before one that would hide it, else at the end.
 std::string inserted(const std::string& file, file_kind kind, const std::string& body_name,
                      const stream_request& serves, const std::string& entry) {
     const file_report report = check_file(file, {.kind = kind, .stream = {}});
-    const auto is_error = [](const finding& found) { return found.level == severity::error; };
-    if (!report.readable || std::any_of(report.findings.begin(), report.findings.end(), is_error)) {
-        refuse(fmt::format("{0} is not in order; zel-fc check {0} tells more", file));
+    if (report.entries.empty()) {
+        refuse(fmt::format("{0} has no entries; zel-fc check {0} tells more", file));
     }
     const coefficient_text text(file);
     const json_node* body = text.root().find(body_name);
+    const auto hides =
+        std::find_if(report.entries.begin(), report.entries.end(), [&](const entry_report& other) {
+            return other.serves.channels == serves.channels &&
+                   other.serves.outputs == serves.outputs &&
+                   other.serves.layout.starts_with(serves.layout);
+        });
     std::string whole(text.text());
-    for (std::size_t k = 0; k < report.entries.size(); ++k) {
-        const stream_request& other = report.entries[k].serves;
-        if (other.channels != serves.channels || other.outputs != serves.outputs ||
-            !other.layout.starts_with(serves.layout)) {
-            continue;
-        }
-        if (other.layout == serves.layout) {
-            refuse(fmt::format("{}:{}: there is an entry for this stream already", file,
-                               report.entries[k].place.line));
-        }
-        return whole.insert(body->children[k].at, entry + ",\n    ");
+    if (hides == report.entries.end()) {
+        return whole.insert(body->children.back().end, ",\n    " + entry);
     }
-    return whole.insert(body->children.back().end, ",\n    " + entry);
-}
-
-file_report check_text(const std::string& text, file_kind kind) {
-    const int fd = memfd_create("coefficients", MFD_CLOEXEC);
-    const bool kept = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    const file_report report =
-        check_file(kept ? fmt::format("/proc/self/fd/{}", fd) : "", {.kind = kind, .stream = {}});
-    close(fd);
-    return report;
+    if (hides->serves.layout == serves.layout) {
+        refuse(fmt::format("{}:{}: there is an entry for this stream already", file,
+                           hides->place.line));
+    }
+    const auto k = static_cast<std::size_t>(hides - report.entries.begin());
+    return whole.insert(body->children[k].at, entry + ",\n    ");
 }
 
 /// In one step: whoever reads the file meanwhile gets all of the old one or of the new.
@@ -186,19 +180,19 @@ void replace_file(const std::string& path, const std::string& text) {
     }
 }
 
-exit_code write_entry(const new_options& options, file_kind kind, const stream_request& serves,
-                      const std::string& members) {
+exit_code write_entry(const std::string& path, file_kind kind, const stream_request& serves,
+                      const std::string& members, const std::string& to_hear) {
     const bool mixing = kind == file_kind::mixing;
     const std::string body = mixing ? "MixingWeighting" : "ChannelDelayMilliseconds";
     const std::string entry =
         fmt::format("{{\n      \"InputChannel\": {}{}\n    }}", serves.channels, members);
-    const std::string& path = options.file;
     const std::string text =
         access(path.c_str(), F_OK) == 0
             ? inserted(path, kind, body, serves, entry)
             : fmt::format("{{\n  \"{}CoefficientEnable\": true,\n  \"{}\": [\n    {}\n  ]\n}}\n",
                           mixing ? "Mixing" : "Delay", body, entry);
-    for (const finding& found : check_text(text, kind).findings) {
+    const file_report made = check_file(memory_file(text), {.kind = kind, .stream = {}});
+    for (const finding& found : made.findings) {
         if (found.level != severity::note) {
             warn(fmt::format("line {}: {}: {}", found.place.line, found.what, found.mend));
         }
@@ -207,14 +201,12 @@ exit_code write_entry(const new_options& options, file_kind kind, const stream_r
         }
     }
     path.empty() ? fmt::print("{}", text) : replace_file(path, text);
-    fmt::print(stderr, "to hear it: zel-fc convert IN.wav OUT.wav -c {} --card-layout {} {} {}\n",
-               mixing ? serves.outputs : serves.channels, options.layout,
-               mixing ? "--delay none --mixing" : "--mixing none --delay",
+    fmt::print(stderr, "to hear it: zel-fc convert IN.wav OUT.wav {} {}\n", to_hear,
                path.empty() ? "FILE" : path);
     return EXIT_OK;
 }
 
-std::vector<double> usual_weights(const new_options& options) {
+mix_rows usual_rows(const new_options& options) {
     const std::vector<std::string> ins = channel_names(options.layout);
     const std::vector<std::string> outs =
         options.outputs == ins.size() ? ins
@@ -236,33 +228,36 @@ std::vector<double> usual_weights(const new_options& options) {
     fmt::print(stderr,
                "gains: ITU-R BS.775 (centre and surrounds -3 dB, no LFE), heights -6 dB{}\n",
                options.gains.empty() ? "" : ", but for those named");
-    return mix.weights;
+    return mix.rows;
 }
 
 exit_code new_mixing(const new_options& options) {
     const unsigned int ins = zel_channel_mixing::channel_count(options.layout);
-    const std::vector<double> weights =
-        options.table.empty() ? usual_weights(options) : read_table(options, ins);
+    const mix_rows rows = options.table.empty() ? usual_rows(options) : read_table(options, ins);
     double most = 1;
-    for (std::size_t at = 0; options.normalise && at < weights.size(); at += ins) {
-        const std::vector<float> row(&weights[at], &weights[at] + ins);
-        most = std::max(most, row_gain(row.data(), ins));
+    for (const std::vector<double>& row : rows) {
+        const std::vector<float> weights(row.begin(), row.end());
+        most = options.normalise ? std::max(most, row_gain(weights.data(), ins)) : 1;
     }
-    std::string rows;
-    for (std::size_t k = 0; k < weights.size(); ++k) {
-        // Six digits, downwards: rounded up, a row could pass 1.
-        const double weight = most > 1 ? std::trunc(weights[k] / most * 1e6) / 1e6 : weights[k];
-        const char* before = k == 0 ? "" : k % ins == 0 ? ",\n        " : ", ";
-        rows += fmt::format("{}{:.6g}", before, weight + 0.0);
+    std::string text;
+    for (std::vector<double> row : rows) {
+        for (double& weight : row) {
+            // Six digits, downwards: rounded up, a row could pass 1.
+            weight = (most > 1 ? std::trunc(weight / most * 1e6) / 1e6 : weight) + 0.0;
+        }
+        text += fmt::format("{}        {:.6g}", text.empty() ? "" : ",\n", fmt::join(row, ", "));
     }
-    return write_entry(options, file_kind::mixing, {ins, options.layout, options.outputs, 0},
-                       fmt::format(R"(,
+    const auto members = fmt::format(R"(,
       "InputChannelLayout": "{}",
       "OutputChannel": {},
       "Parameters": [
-        {}
+{}
       ])",
-                                   options.layout, options.outputs, rows));
+                                     options.layout, options.outputs, text);
+    return write_entry(options.file, file_kind::mixing, {ins, options.layout, options.outputs, 0},
+                       members,
+                       fmt::format("-c {} --card-layout {} --delay none --mixing", options.outputs,
+                                   options.layout));
 }
 
 exit_code new_delay(const new_options& options) {
@@ -285,9 +280,12 @@ exit_code new_delay(const new_options& options) {
     }
     const std::string distances =
         fmt::format(",\n      \"DistancesMetres\": [{:.6g}]", fmt::join(given, ", "));
-    return write_entry(options, file_kind::delay, {count, "", 0, 0},
-                       fmt::format("{},\n      \"Parameters\": [{:.0f}]",
-                                   options.ms.empty() ? distances : "", fmt::join(delays, ", ")));
+    const std::string members =
+        fmt::format("{},\n      \"Parameters\": [{:.0f}]", options.ms.empty() ? distances : "",
+                    fmt::join(delays, ", "));
+    return write_entry(
+        options.file, file_kind::delay, {count, "", 0, 0}, members,
+        fmt::format("-c {} --card-layout {} --mixing none --delay", count, options.layout));
 }
 
 }  // namespace
