@@ -25,9 +25,8 @@ std::vector<std::string> findings_of(const file_report& report) {
 TEST(check_file, finds_in_broken_files_what_is_listed) {
     for (const zel_test::known_bad_file& file : zel_test::known_bad_files()) {
         SCOPED_TRACE(file.name);
-        check_request request;
-        request.stream = stream_request{file.channels, file.layout, file.outputs, 48000};
-        const file_report report = check_file(file.path, request);
+        const stream_request stream{file.channels, file.layout, file.outputs, 48000};
+        const file_report report = check_file(file.path, stream);
         EXPECT_EQ(report.kind, file.mixing ? file_kind::mixing : file_kind::delay);
         EXPECT_EQ(findings_of(report), file.findings);
         ASSERT_TRUE(report.decided);
@@ -41,10 +40,8 @@ TEST(check_file, finds_in_broken_files_what_is_listed) {
 }
 
 /// "LINE:COLUMN: WHAT; MEND" of the first finding.
-std::string first_finding(const std::string& text, file_kind kind) {
-    check_request request;
-    request.kind = kind;
-    const file_report report = check_file(zel_test::file_with(text), request);
+std::string first_finding(const std::string& text) {
+    const file_report report = check_file(zel_test::write_file("delay.json", text));
     if (report.findings.empty()) {
         return "none";
     }
@@ -59,21 +56,20 @@ TEST(check_file, names_mistakes_and_their_places) {
     const struct {
         std::string text, told;
     } cases[] = {
-        {"{\n\"a\": [1, 0],\n}", "3:1: Missing a name for object member. Here is \"}\".; remove "},
-        {"{\n/* c */ \"a\": 1}",
-         "2:1: Missing a name for object member. Here is \"/\".; remove it"},
+        {"{\n\"a\": [1, 0],\n}", "3:1: Missing a name for object member. Here is \"}\".; correct "},
+        {"{\n/* c */ \"a\": 1}", "2:1: Missing a name for object member. Here is \"/\"."},
         {"\xEF\xBB\xBF{\"\xC3\xA4\" 2}", "1:6: Missing a colon after a name of object member."},
         {in_file + "1/2}", "3:10: Missing a comma or '}' after an object member. Here is \"/\"."},
         {in_file + "[1\xC2\xA0]}",
          "3:11: Missing a comma or ']' after an array element. Here is "
-         "U+00A0 no-break space.; write plain text"},
+         "U+00A0 no-break space."},
         {in_file + "\xE2\x80\x9Cx\xE2\x80\x9D}", "3:9: Invalid value. Here is U+201C curly quote."},
         {in_file + "[\xC3\xA4]}", "3:10: Invalid value. Here is U+00E4."},
         {in_file + "\"x\n\"}", "3:11: Invalid escape character in string. Here is the end of the"},
         {in_file + "[[1]",
          "3:13: Missing a comma or ']' after an array element. The text ends "
-         "here.; complete it; still to be closed: ]}"},
-        {"", "1:1: The document is empty. The text ends here.; complete it"},
+         "here."},
+        {"", "1:1: The document is empty. The text ends here."},
         {"\xFF\xFE{", "1:1: Invalid value. Here is the byte 0xFF, no UTF-8."},
         {"{\"a\":\n1" + std::string(1, '\0') + "}",
          "2:2: Missing a comma or '}' after an object "
@@ -86,7 +82,7 @@ TEST(check_file, names_mistakes_and_their_places) {
          "1:60: entry 0 has no \"InputChannel\"; there are \"inputs\"; add"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(first_finding(c.text, file_kind::delay).substr(0, c.told.size()), c.told);
+        EXPECT_EQ(first_finding(c.text).substr(0, c.told.size()), c.told);
     }
     const coefficient_text text(zel_test::file_with("{\"a\": \x1B[1}"));
     EXPECT_EQ(text.excerpt(text.fault().at), "{\"a\": ?[1}\n      ^");
@@ -99,11 +95,7 @@ TEST(check_file, sees_the_streams_entry_wherever_it_is_and_counts_the_others) {
         text += R"({"InputChannel":7,"Parameters":[0.5]},)";
     }
     const std::string path = zel_test::file_with(text + R"({"InputChannel":2,"Parameters":[1]}]})");
-    check_request request;
-    request.kind = file_kind::delay;
-    request.stream = stream_request{2, "", 0, 48000};
-    request.all = false;
-    const file_report report = check_file(path, request);
+    const file_report report = check_file(path, stream_request{2, "", 0, 48000}, false);
     EXPECT_EQ(findings_of(report),
               (std::vector<std::string>{"too_many_entries@1:59", "delay_count@1:41891"}));
     EXPECT_EQ(report.entries.size(), 1101U);

@@ -181,7 +181,6 @@ class Check(Command):
         self.assertGreaterEqual(len(samples), 5)
         for report in self.json(0, "check", *samples)["files"]:
             self.assertTrue(report["kind"] != "unknown" and not report["findings"], report)
-            self.assertTrue(all(entry["reachable"] and entry["usable"] for entry in report["entries"]))
 
     def test_reports_and_refuses(self):
         delay, bad = config / "voice_channel_delay_coef.json", config / "known-bad"
@@ -193,8 +192,7 @@ class Check(Command):
                 (3, "no delay (bypass)", bad / "delay/disabled.json", "/nowhere/delay.json",
                  "--card-channels", 6),
                 (5, "unknown_kind", config.parent / "CMakePresets.json"),
-                (5, "body_missing", "--as", "delay", mixing_file),
-                (1, "file"), (1, "--as", mixing_file, "--as", "matrix"),
+                (1, "file"),
                 (1, "no channel count", mixing_file, "--card-layout", "stereo")):
             self.run_tool(code, "check", *words, text=text)
         self.run_tool(5, "check", bad / "mixing/weight_count.json", "--card-layout", "5.1")

@@ -96,27 +96,6 @@ std::string decision_text(const file_report& report, std::size_t width) {
     return out;
 }
 
-std::string entries_text(const file_report& report) {
-    const bool mixing = report.kind == file_kind::mixing;
-    std::string out = mixing ? "\n entry   line   in  layout    out  weights  loudest output\n"
-                             : "\n entry   line  channels  delays  longest\n";
-    for (std::size_t i = 0; i < report.entries.size(); ++i) {
-        const entry_report& entry = report.entries[i];
-        const stream_request& serves = entry.serves;
-        const std::string peak = !entry.reachable ? "never chosen"
-                                 : !entry.usable  ? "not usable"
-                                 : mixing         ? gain_db(entry.peak) + " dB"
-                                                  : fmt::format("{:.0f} ms", entry.peak);
-        out += fmt::format("{:6} {:6}  ", i, entry.place.line) +
-               (!entry.well_formed ? "malformed"
-                : mixing           ? fmt::format("{:3}  {:<8.14}  {:3}  {:7}  {}", serves.channels,
-                                                 in_quotes(serves.layout), serves.outputs, entry.values, peak)
-                         : fmt::format("{:8}  {:6}  {}", serves.channels, entry.values, peak)) +
-               "\n";
-    }
-    return out;
-}
-
 std::string finding_text(const std::string& path, const finding& found, std::size_t width) {
     const text_place& at = found.place;
     const std::size_t end = found.excerpt.find('\n');
@@ -166,21 +145,6 @@ json decision_json(const decision& decided, file_kind kind) {
     return all;
 }
 
-json entry_json(const entry_report& entry, std::size_t index, file_kind kind) {
-    json all{{"entry", index}};
-    all.update(place_json(entry.place));
-    all["well_formed"] = entry.well_formed;
-    if (entry.well_formed) {
-        all.update(stream_json(entry.serves, kind));
-        all["values"] = entry.values;
-    }
-    all.update({{"usable", entry.usable}, {"reachable", entry.reachable}});
-    if (entry.usable) {
-        all[kind == file_kind::mixing ? "peak_gain" : "longest_ms"] = entry.peak;
-    }
-    return all;
-}
-
 json finding_json(const finding& found) {
     json all{{"severity", severity_name(found.level)}, {"kind", found.kind}};
     all.update(place_json(found.place));
@@ -193,7 +157,7 @@ json finding_json(const finding& found) {
 
 }  // namespace
 
-std::string report_text(const file_report& report, bool with_entries, std::size_t width) {
+std::string report_text(const file_report& report, std::size_t width) {
     std::string problems;
     for (const severity level : {severity::error, severity::warning, severity::note}) {
         const auto count =
@@ -213,7 +177,6 @@ std::string report_text(const file_report& report, bool with_entries, std::size_
         out += fmt::format("{} for other streams with problems, which --all tells\n",
                            report.other_bad_entries);
     }
-    out += with_entries && entries > 0 ? entries_text(report) : "";
     out += report.decided ? decision_text(report, width) : "";
     for (const finding& found : report.findings) {
         out += finding_text(report.path, found, width);
@@ -224,19 +187,16 @@ std::string report_text(const file_report& report, bool with_entries, std::size_
 json reports_json(const std::vector<file_report>& reports) {
     json files = json::array();
     for (const file_report& report : reports) {
-        json findings = json::array(), entries = json::array();
+        json findings = json::array();
         for (const finding& found : report.findings) {
             findings.push_back(finding_json(found));
-        }
-        for (const entry_report& entry : report.entries) {
-            entries.push_back(entry_json(entry, entries.size(), report.kind));
         }
         files.push_back({{"file", report.path},
                          {"kind", kind_name(report.kind)},
                          {"readable", report.readable},
                          {"findings", findings},
                          {"other_bad_entries", report.other_bad_entries},
-                         {"entries", entries}});
+                         {"entries", report.entries.size()}});
         if (report.decided) {
             files.back()["decision"] = decision_json(*report.decided, report.kind);
         }
@@ -278,7 +238,8 @@ std::string matrix_text(const stream_request& stream, const std::vector<float>& 
 
 json matrix_json(const std::vector<float>& weights, unsigned int inputs) {
     json rows = json::array();
-    for (auto row = weights.begin(); row != weights.end(); row += static_cast<std::ptrdiff_t>(inputs)) {
+    for (auto row = weights.begin(); row != weights.end();
+         row += static_cast<std::ptrdiff_t>(inputs)) {
         rows.push_back(std::vector<double>(row, row + static_cast<std::ptrdiff_t>(inputs)));
     }
     return rows;

@@ -56,10 +56,6 @@ struct entry_report {
     text_place place;
     stream_request serves;
     bool well_formed = false;  ///< false: it fails every search that gets to it
-    bool usable = false;       ///< the device takes it when it is asked for
-    bool reachable = false;    ///< some stream leads to it
-    std::size_t values = 0;    ///< count of weights or delays
-    double peak = 0;  ///< largest sum of absolute weights of an output, or longest delay in ms
 };
 
 struct file_report {
@@ -74,7 +70,7 @@ struct file_report {
 };
 
 /// For people; `width` is where long texts are broken.
-std::string report_text(const file_report& report, bool with_entries, std::size_t width);
+std::string report_text(const file_report& report, std::size_t width);
 /// For machines.
 json reports_json(const std::vector<file_report>& reports);
 

@@ -123,13 +123,12 @@ std::string missing_text(const std::string& owner, const char* member, const jso
 
 class file_check {
   public:
-    file_check(const std::string& path, const check_request& wanted) : request(wanted), text(path) {
+    explicit file_check(const std::string& path) : text(path) {
         report.path = path;
         report.readable = text.status() == zel_text_status::ok;
-        report.kind =
-            request.kind != file_kind::unknown ? request.kind : guess_kind(path, text.text());
+        report.kind = guess_kind(path, text.text());
     }
-    file_report run();
+    file_report run(const std::optional<stream_request>& stream, bool all);
 
   private:
     bool mixing() const { return report.kind == file_kind::mixing; }
@@ -155,11 +154,10 @@ class file_check {
     bool layout_fits(const json_node& layout);
     void check_weights(const json_node& values, const cJSON* params);
     void check_delays(const json_node& values, const cJSON* params);
-    void decide();
+    void decide(const stream_request& stream);
     void explain_decision();
     void keep_the_streams_findings();
 
-    const check_request& request;
     thread_library_log log;  // holds back what the entries' checks make the device say
     coefficient_text text;
     file_report report;
@@ -185,16 +183,16 @@ void file_check::add(severity level, const char* kind, std::size_t at, const std
                                what, device, mend, ""});
 }
 
-file_report file_check::run() {
-    if (request.stream && report.kind != file_kind::unknown) {
-        decide();
+file_report file_check::run(const std::optional<stream_request>& stream, bool all) {
+    if (stream && report.kind != file_kind::unknown) {
+        decide(*stream);
     }
     if (!report.readable) {
         check_reading();
     } else if (report.kind == file_kind::unknown) {
         add_error("unknown_kind", 0,
                   "neither a mixing nor a delay file, by its members and its name",
-                  "name the kind with --as mixing or --as delay");
+                  "give it the members of its kind, or mixing or delay in its name");
     } else if (!text.is_json()) {
         check_syntax();
     } else {
@@ -202,7 +200,7 @@ file_report file_check::run() {
     }
     if (report.decided) {
         explain_decision();
-        keep_the_streams_findings();
+        all ? void() : keep_the_streams_findings();
     }
     std::stable_sort(report.findings.begin(), report.findings.end(),
                      [](const finding& a, const finding& b) {
@@ -303,7 +301,6 @@ void file_check::check_duplicate_members(const json_node& object) {
 void file_check::check_entry(const json_node& node) {
     check_duplicate_members(node);
     const json_node* values = node.find(kValues);
-    entry().values = values != nullptr ? values->children.size() : 0;
     if (!is_well_formed(node)) {
         return;
     }
@@ -324,7 +321,6 @@ void file_check::check_entry(const json_node& node) {
                                                    serves.layout, serves.outputs, &params)
                  : delay_stage.search_coefficient(text.device_root(), serves.channels, &params);
     const int first = mixing() ? mixing_stage.entry() : delay_stage.entry();
-    entry().reachable = first == index;
     if (first != index) {
         first >= 0 ? explain_hidden(first, node.at) : void();
     } else if (mixing() && !layout_fits(*node.find(kLayout))) {
@@ -333,7 +329,8 @@ void file_check::check_entry(const json_node& node) {
         mixing() ? check_weights(*values, params) : check_delays(*values, params);
     } else {
         const std::size_t wanted = std::size_t{serves.channels} * (mixing() ? serves.outputs : 1);
-        const std::string found = counted(entry().values, mixing() ? "weight" : "delay");
+        const std::size_t there = values != nullptr ? values->children.size() : 0;
+        const std::string found = counted(there, mixing() ? "weight" : "delay");
         const bool rows = mixing() && values != nullptr && !values->children.empty() &&
                           values->children[0].kind == type::array;
         add_error(
@@ -346,7 +343,7 @@ void file_check::check_entry(const json_node& node) {
             (mixing() ? fmt::format("write one row of {} for each output{}", serves.channels,
                                     rows ? ", without brackets of its own" : "")
                       : "write one delay in whole milliseconds for each channel") +
-                (entry().values > wanted ? "; 2,5 is two numbers" : ""));
+                (there > wanted ? "; 2,5 is two numbers" : ""));
     }
 }
 
@@ -457,7 +454,6 @@ void file_check::check_weights(const json_node& values, const cJSON* params) {
     const auto outputs = output_names(serves.outputs, inputs);
     std::vector<float> weights(std::size_t{serves.channels} * serves.outputs);
     const cJSON* wrong = zel_channel_mixing::fill_matrix(params, weights.data());
-    entry().usable = wrong == nullptr;
     if (wrong != nullptr) {
         std::size_t k = 0;
         for (const cJSON* before = params->child; before != wrong; before = before->next) {
@@ -475,25 +471,25 @@ void file_check::check_weights(const json_node& values, const cJSON* params) {
         return;
     }
     std::size_t loudest = 0;
+    double peak = 0;
     bool wraps = false;
     for (std::size_t o = 0; o < serves.outputs; ++o) {
         const float* row = weights.data() + o * serves.channels;
         wraps = wraps || row_can_wrap(row, serves.channels);
         const double gain = row_gain(row, serves.channels);
-        loudest = gain > entry().peak ? o : loudest;
-        entry().peak = std::max(entry().peak, gain);
+        loudest = gain > peak ? o : loudest;
+        peak = std::max(peak, gain);
     }
     const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
     if (wraps) {
         add(severity::warning, "overflow", values.children[loudest * serves.channels].at,
             fmt::format("the weights of {} add up to {:.6g} (+{} dB)",
-                        channel_text("output", loudest, outputs), entry().peak,
-                        gain_db(entry().peak)),
+                        channel_text("output", loudest, outputs), peak, gain_db(peak)),
             *least >= 0 && *most >= 20   ? "these look like percent: write 0.7 for 70"
             : *most <= 0 && *least <= -1 ? "these look like decibels: write 0.7079 for -3, 1 for 0"
                                          : fmt::format("multiply the whole matrix by {:.3g}, which "
                                                        "keeps the balance",
-                                                       0.999 / entry().peak),
+                                                       0.999 / peak),
             "lets loud 16-bit samples wrap round, a crackle at full scale, and clips 32-bit ones");
     }
 }
@@ -501,8 +497,6 @@ void file_check::check_weights(const json_node& values, const cJSON* params) {
 void file_check::check_delays(const json_node& values, const cJSON* params) {
     std::vector<unsigned int> delays(entry().serves.channels);
     const cJSON* wrong = zel_channel_delay::fill_table(params, delays.data());
-    entry().usable = wrong == nullptr;
-    entry().peak = wrong != nullptr ? 0 : *std::max_element(delays.begin(), delays.end());
     std::size_t channel = 0;
     for (const cJSON* value = params->child; value != wrong; value = value->next, ++channel) {
         const json_node& written = values.children[channel];
@@ -530,8 +524,7 @@ void file_check::check_delays(const json_node& values, const cJSON* params) {
     }
 }
 
-void file_check::decide() {
-    const stream_request& stream = *request.stream;
+void file_check::decide(const stream_request& stream) {
     decision& decided = report.decided.emplace();
     decided.request = stream;
     const auto keep = [&](const taken_coefficients& taken, const char* outcome) {
@@ -610,9 +603,6 @@ void file_check::keep_the_streams_findings() {
     const auto of_others = [&](const finding& found) {
         return found.entry >= 0 && found.entry != report.decided->entry;
     };
-    if (request.all) {
-        return;
-    }
     std::set<int> bad;
     for (const finding& found : report.findings) {
         if (of_others(found) && found.level != severity::note) {
@@ -625,6 +615,7 @@ void file_check::keep_the_streams_findings() {
 
 }  // namespace
 
-file_report check_file(const std::string& path, const check_request& request) {
-    return file_check(path, request).run();
+file_report check_file(const std::string& path, const std::optional<stream_request>& stream,
+                       bool all) {
+    return file_check(path).run(stream, all);
 }

@@ -57,15 +57,6 @@ class tree_builder {
     static bool Uint64(std::uint64_t) { return false; }
     static bool Double(double) { return false; }
 
-    /// What would close what is open.
-    std::string brackets() const {
-        std::string closing;
-        for (std::size_t k = open.size(); k-- > 1;) {
-            closing += open[k]->kind == json_node::type::array ? ']' : '}';
-        }
-        return closing;
-    }
-
   private:
     /// Between two tokens stand blanks, commas and colons only.
     std::size_t begin_of_token() {
@@ -165,39 +156,16 @@ coefficient_text::coefficient_text(const std::string& path)
             "write it shorter",
             result ? static_cast<std::size_t>(place - file.text.get()) : result.Offset()};
     } else if (!result) {
-        explain(rapidjson::GetParseError_En(result.Code()), result.Offset(), builder.brackets());
+        const std::size_t at = std::min(result.Offset(), content.size());
+        const std::string here = at < content.size()
+                                     ? "Here is " + character_name(content.substr(at)) + "."
+                                 : goes_on ? "The device's text ends here, at a zero byte."
+                                           : "The text ends here.";
+        fault_found = {rapidjson::GetParseError_En(result.Code()) + (" " + here), "correct it here",
+                       at};
     }
     if (!is_json()) {
         tree = {};
-    }
-}
-
-/// In RapidJSON's words, with the character that is there and, for the usual slips, the way out.
-void coefficient_text::explain(const char* words, std::size_t at,
-                               const std::string& open_brackets) {
-    at = std::min(at, content.size());
-    const std::string_view rest = std::string_view(content).substr(at);
-    const std::size_t before = std::string_view(content).substr(0, at).find_last_not_of(kBlanks);
-    const char last = before == std::string::npos ? '\0' : content[before];
-    fault_found = {words, "correct it here", at};
-    if (rest.empty()) {
-        fault_found.what +=
-            goes_on ? " The device's text ends here, at a zero byte." : " The text ends here.";
-        fault_found.mend = goes_on ? "save it as UTF-8 text, without zero bytes"
-                           : open_brackets.empty()
-                               ? "complete it"
-                               : "complete it; still to be closed: " + printable(open_brackets, 8);
-        return;
-    }
-    fault_found.what += " Here is " + character_name(rest) + ".";
-    if ((rest[0] == ']' || rest[0] == '}') && last == ',') {
-        fault_found.mend = "remove the comma before it";
-    } else if (rest[0] == '/' || rest[0] == '#') {
-        fault_found.mend = "remove it; JSON has no comments and no fractions";
-    } else if (rest[0] == '\'' || rest.starts_with("\xE2\x80")) {
-        fault_found.mend = "write strings and names in straight double quotes, \"";
-    } else if (static_cast<unsigned char>(rest[0]) >= 0x80) {
-        fault_found.mend = "write plain text in UTF-8; outside of quotes it needs ASCII only";
     }
 }
 

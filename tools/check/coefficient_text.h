@@ -57,8 +57,6 @@ class coefficient_text {
     std::string excerpt(std::size_t offset) const;
 
   private:
-    void explain(const char* words, std::size_t at, const std::string& open_brackets);
-
     zel_text_file file;
     std::string content;
     bool goes_on = false;  ///< behind a zero byte

@@ -13,19 +13,14 @@ struct check_options {
     std::vector<std::string> files;
     card_setup card;
     unsigned int outputs = 2;
-    std::string kind;
     bool all = false;
     bool json = false;
 };
 
 /// What was asked for, completed by what is usual. Throws CLI::ValidationError.
-check_request request_of(const check_options& options) {
-    check_request request;
-    request.kind = options.kind == "mixing"  ? file_kind::mixing
-                   : options.kind == "delay" ? file_kind::delay
-                                             : file_kind::unknown;
+std::optional<stream_request> stream_of(const check_options& options) {
     if (options.card.channels == 0 && options.card.layout.empty()) {
-        return request;  // without a stream, every entry is looked at
+        return {};
     }
     const card_setup card = complete(options.card);
     const stream_request stream{static_cast<unsigned int>(card.channels), card.layout,
@@ -35,16 +30,15 @@ check_request request_of(const check_options& options) {
             "--card-layout",
             in_quotes(stream.layout) + " has no channel count; add --card-channels");
     }
-    request.stream = stream;
-    request.all = options.all;
-    return request;
+    return stream;
 }
 
-exit_code run_check(const check_options& options, const check_request& request) {
+exit_code run_check(const check_options& options, const std::optional<stream_request>& stream) {
     std::vector<file_report> reports;
     exit_code code = EXIT_OK;
     for (const std::string& file : options.files) {
-        const file_report& report = reports.emplace_back(check_file(file, request));
+        const file_report& report =
+            reports.emplace_back(check_file(file, stream, options.all || !stream));
         const bool clean =
             std::all_of(report.findings.begin(), report.findings.end(),
                         [](const finding& one) { return one.level == severity::note; });
@@ -56,7 +50,7 @@ exit_code run_check(const check_options& options, const check_request& request) 
     }
     for (const file_report& report : reports) {
         fmt::print("{}{}", &report == &reports.front() ? "" : "\n",
-                   report_text(report, request.all, text_columns()));
+                   report_text(report, text_columns()));
     }
     return code;
 }
@@ -90,17 +84,11 @@ void add_check_command(CLI::App* app, tool_action* action) {
             ->check(CLI::Range(1, 8))
             ->capture_default_str();
     check->add_flag("-a,--all", options->all, "Check every entry besides");
-    check
-        ->add_option("--as", options->kind,
-                     "Take the files for mixing or delay files (default: by their members)")
-        ->check(CLI::IsMember({"mixing", "delay"}));
     check->add_flag("--json", options->json, "Print JSON for machines");
     check->callback([options, outputs, action] {
         if (outputs->count() > 0 && options->card.channels == 0 && options->card.layout.empty()) {
             throw CLI::ValidationError("--channels", "needs --card-channels or --card-layout");
         }
-        *action = [options, request = request_of(*options)] {
-            return run_check(*options, request);
-        };
+        *action = [options, stream = stream_of(*options)] { return run_check(*options, stream); };
     });
 }

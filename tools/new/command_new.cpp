@@ -143,9 +143,9 @@ mix_rows read_table(const new_options& options, std::size_t ins) {
 }
 
 /// `file`'s text with the entry before one that would hide it, else at the end.
-std::string inserted(const std::string& file, file_kind kind, const std::string& body_name,
+std::string inserted(const std::string& file, const std::string& body_name,
                      const stream_request& serves, const std::string& entry) {
-    const file_report report = check_file(file, {.kind = kind, .stream = {}});
+    const file_report report = check_file(file);
     if (report.entries.empty()) {
         refuse(fmt::format("{0} has no entries; zel-fc check {0} tells more", file));
     }
@@ -188,10 +188,10 @@ exit_code write_entry(const std::string& path, file_kind kind, const stream_requ
         fmt::format("{{\n      \"InputChannel\": {}{}\n    }}", serves.channels, members);
     const std::string text =
         access(path.c_str(), F_OK) == 0
-            ? inserted(path, kind, body, serves, entry)
+            ? inserted(path, body, serves, entry)
             : fmt::format("{{\n  \"{}CoefficientEnable\": true,\n  \"{}\": [\n    {}\n  ]\n}}\n",
                           mixing ? "Mixing" : "Delay", body, entry);
-    const file_report made = check_file(memory_file(text), {.kind = kind, .stream = {}});
+    const file_report made = check_file(memory_file(text));
     for (const finding& found : made.findings) {
         if (found.level != severity::note) {
             warn(fmt::format("line {}: {}: {}", found.place.line, found.what, found.mend));
