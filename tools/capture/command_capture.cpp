@@ -6,11 +6,9 @@
 
 #include "capture/card_changes.h"
 #include "capture/stream_monitor.h"
-#include "chain_report.h"
 #include "command_options.h"
 #include "commands.h"
 #include "library_log.h"
-#include "overload_watch.h"
 #include "recording.h"
 #include "status_line.h"
 #include "zel_virtual_card.h"
@@ -41,20 +39,15 @@ class capture {
     void show_meter();
     void tell(const std::string& news);
     void print_summary() const;
-    json summary() const;
 
     const capture_options& options;
     mixer_owner handle = open_mixer(kZelVirtualCard);
     card_changes changes{options.changes, handle.get()};
-    virtual_stream stream{};
-    card_feeder feeder;
     recording record{options.client, options.out_file};
+    card_feeder feeder;
     status_line screen{!options.json};
     level_meter look{options.client.channels, options.client.bits};  ///< since the last look
     std::unique_ptr<stream_monitor> monitor{};
-    chain_report chain{};
-    std::unique_ptr<overload_watch> overloads{};  ///< of a file's one pass, over a card that stays
-    std::uint64_t played_frames;                  ///< of the card, in that pass
     unsigned int restarts = 0;
     std::vector<std::string> events{};
 };
@@ -62,20 +55,13 @@ class capture {
 capture::capture(const capture_options& asked, const played_sound& sound, simulated_card* card)
     : options(asked),
       // One block at a time, so that changes of the card come when they are due.
-      feeder(card, asked.client.rate, read_card_state().rate, 1),
-      played_frames(sound.info().frames) {
+      feeder(card, asked.client.rate, read_card_state().rate, 1) {
     if (handle) {
         mixer_subscribe_events(handle.get(), 1);
     }
-    if (!stream.open(options.client, !options.fast)) {
-        throw command_failure(EXIT_OPEN, open_failure(stream.error(), options.client.rate));
-    }
-    monitor = std::make_unique<stream_monitor>(options.client.rate, stream.buffer_frames(),
+    record.open(!options.fast, options.changes.empty() ? sound.path() : "");
+    monitor = std::make_unique<stream_monitor>(options.client.rate, record.stream.buffer_frames(),
                                                options.client.block_frames());
-    chain = chain_for(options.client);
-    if (!sound.path().empty() && options.changes.empty()) {
-        overloads = std::make_unique<overload_watch>(chain, sound.path());
-    }
 }
 
 void capture::tell(const std::string& news) {
@@ -109,14 +95,8 @@ void capture::show_meter() {
 void capture::follow(const void* block, std::uint32_t frames) {
     unsigned int avail = 0;
     timespec newest{};
-    if (stream.newest(&avail, &newest)) {
+    if (record.stream.newest(&avail, &newest)) {
         monitor->add(frames, avail, newest);
-    }
-    if (overloads) {
-        const std::uint64_t of_card = std::uint64_t{frames} * chain.card.rate / options.client.rate;
-        const std::uint64_t now = std::min(of_card, played_frames);
-        overloads->play(static_cast<std::size_t>(now));
-        played_frames -= now;
     }
     look.add(block, frames);
     show_meter();
@@ -125,7 +105,7 @@ void capture::follow(const void* block, std::uint32_t frames) {
     for (mixer_ctl_event event{}; handle && mixer_wait_event(handle.get(), 0) == 1 &&
                                   mixer_read_event(handle.get(), &event) == 1;) {
         ++restarts;
-        chain = chain_for(options.client);
+        record.chain = chain_for(options.client);
         news.emplace_back("the capture was restarted");
     }
     for (const std::string& text : news) {
@@ -136,36 +116,17 @@ void capture::follow(const void* block, std::uint32_t frames) {
 
 void capture::print_summary() const {
     fmt::print("{}\n", record.info().text(options.out_file));
-    chain.print();
+    record.chain.print();
     record.level.print();
     fmt::print("timestamp gaps: {}   overruns: {}   frames lost: {}   restarts: {}\n",
                monitor->gaps(), monitor->overruns(), monitor->lost_frames(), restarts);
-}
-
-json capture::summary() const {
-    const stream_format& client = options.client;
-    return {{"file", options.out_file},
-            {"frames", record.done},
-            {"seconds", record.seconds()},
-            {"rate", client.rate},
-            {"channels", client.channels},
-            {"bits", client.bits},
-            {"interrupted", interrupted()},
-            {"levels", record.level.levels()},
-            {"timestamp_gaps", monitor->gaps()},
-            {"overruns", monitor->overruns()},
-            {"frames_lost", monitor->lost_frames()},
-            {"restarts", restarts},
-            {"overloads", overloads ? overloads->mixed() : 0},
-            {"events", events},
-            {"chain", chain.parts()}};
 }
 
 exit_code capture::run() {
     const auto total =
         static_cast<std::uint64_t>(std::llround(options.seconds * options.client.rate));
     const exit_code code =
-        record.run(&stream, options.fast ? &feeder : nullptr, total,
+        record.run(options.fast ? &feeder : nullptr, total,
                    [this](const void* block, std::uint32_t frames) { follow(block, frames); });
     screen.clear();
     if (code == EXIT_WRITE && record.done == 0) {
@@ -174,17 +135,22 @@ exit_code capture::run() {
     if (interrupted()) {
         tell("interrupted");
     }
-    for (const std::string& text : chain.warnings()) {
-        warn(text);
-    }
+    record.tell_warnings();
     for (const card_change& change : changes.left()) {
         warn(fmt::format("\"{}={}\" was not made: the recording had ended", change.control,
                          change.value));
     }
-    if (overloads) {
-        overloads->tell(record.level.at_full_scale());
+    if (!options.json) {
+        print_summary();
+        return code;
     }
-    options.json ? print_json(summary()) : print_summary();
+    json all = record.summary();
+    all.update({{"timestamp_gaps", monitor->gaps()},
+                {"overruns", monitor->overruns()},
+                {"frames_lost", monitor->lost_frames()},
+                {"restarts", restarts},
+                {"events", events}});
+    print_json(all);
     return code;
 }
 

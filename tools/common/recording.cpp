@@ -12,7 +12,15 @@ void prepare_recording(simulated_card* card, card_setup setup, const played_soun
     catch_interrupts();
 }
 
-exit_code recording::run(virtual_stream* stream, card_feeder* feeder, std::uint64_t total,
+void recording::open(bool blocking, const std::string& sound) {
+    if (!stream.open(client, blocking)) {
+        throw command_failure(EXIT_OPEN, open_failure(stream.error(), client.rate));
+    }
+    chain = chain_for(client);
+    overloads = sound.empty() ? nullptr : std::make_unique<overload_watch>(chain, sound);
+}
+
+exit_code recording::run(card_feeder* feeder, std::uint64_t total,
                          const std::function<void(const void*, std::uint32_t)>& each) try {
     wav_writer file(path, client.rate, client.channels, client.bits, total);
     const std::uint32_t block = client.block_frames();
@@ -23,14 +31,17 @@ exit_code recording::run(virtual_stream* stream, card_feeder* feeder, std::uint6
         }
         const auto wanted =
             static_cast<std::uint32_t>(std::min<std::uint64_t>(block, total - done));
-        const int got = stream->read(buffer.data(), wanted);
+        const int got = stream.read(buffer.data(), wanted);
         if (got < 0) {
-            return fail(EXIT_READ, stream->error());
+            return fail(EXIT_READ, stream.error());
         }
         const auto frames = static_cast<std::uint32_t>(got);
         file.add(buffer.data(), frames);
         level.add(buffer.data(), frames);
         done += frames;
+        if (overloads) {
+            overloads->play(std::size_t{frames} * chain.card.rate / client.rate);
+        }
         each(buffer.data(), frames);
     }
     file.close();
@@ -39,6 +50,28 @@ exit_code recording::run(virtual_stream* stream, card_feeder* feeder, std::uint6
     return fail(failure.code, failure.what());
 }
 
+void recording::tell_warnings() const {
+    for (const std::string& text : chain.warnings()) {
+        warn(text);
+    }
+    if (overloads) {
+        overloads->tell(level.at_full_scale());
+    }
+}
+
 sound_info recording::info() const {
     return {client.channels, client.rate, client.bits, std::to_string(client.bits) + " bits", done};
+}
+
+json recording::summary() const {
+    return {{"file", path},
+            {"frames", done},
+            {"seconds", seconds()},
+            {"rate", client.rate},
+            {"channels", client.channels},
+            {"bits", client.bits},
+            {"interrupted", interrupted()},
+            {"levels", level.levels()},
+            {"overloads", overloads ? overloads->mixed() : 0},
+            {"chain", chain.parts()}};
 }

@@ -8,11 +8,9 @@
 #include <cmath>
 #include <memory>
 
-#include "chain_report.h"
 #include "command_options.h"
 #include "commands.h"
 #include "library_log.h"
-#include "overload_watch.h"
 #include "recording.h"
 #include "status_line.h"
 #include "zel_src_48k.h"
@@ -56,14 +54,6 @@ std::uint64_t ringing_frames(const chain_report& chain) {
            (chain.converts_rate ? static_cast<unsigned int>(res_order) : 0);
 }
 
-json sound_json(const std::string& path, const sound_info& sound) {
-    return {{"file", path},
-            {"frames", sound.frames},
-            {"rate", sound.rate},
-            {"channels", sound.channels},
-            {"encoding", sound.encoding}};
-}
-
 exit_code run_convert(const convert_options& options) {
     const auto begin = std::chrono::steady_clock::now();
     print_library_log(options.log);
@@ -77,30 +67,22 @@ exit_code run_convert(const convert_options& options) {
     card.step();
     stream_format client = options.client;
     client.period_count = kPeriods;
-    virtual_stream stream;
+    recording record(client, options.out_file);
     card_feeder feeder(&card, client.rate, in.rate, kBlocksAhead);
-    if (!stream.open(client, false)) {
-        throw command_failure(EXIT_OPEN, open_failure(stream.error(), client.rate));
-    }
-    const chain_report chain = chain_for(options.client);
+    record.open(false, sound.path());
     const double tail = options.tail_seconds;
-    const block_plan plan{
-        in.frames,
-        tail < 0 ? ringing_frames(chain) : static_cast<std::uint64_t>(std::llround(tail * in.rate)),
-        in.rate / 1000 * 32, client.block_frames()};
-    overload_watch watch(chain, sound.path());
-    recording record(options.client, options.out_file);
+    const block_plan plan{in.frames,
+                          tail < 0 ? ringing_frames(record.chain)
+                                   : static_cast<std::uint64_t>(std::llround(tail * in.rate)),
+                          in.rate / 1000 * 32, client.block_frames()};
     status_line bar(!options.json);
     const std::uint64_t total = plan.client_frames();
-    const exit_code recorded =
-        record.run(&stream, &feeder, total, [&](const void*, std::uint32_t frames) {
-            watch.play(std::size_t{frames} * plan.card_block / plan.client_block);
-            if (const std::size_t room = bar.room(); room > 0) {
-                const double share = static_cast<double>(record.done) / static_cast<double>(total);
-                bar.show(
-                    fmt::format("{} {:.0f} %", bar_text(share, 42), share * 100).substr(0, room));
-            }
-        });
+    const exit_code recorded = record.run(&feeder, total, [&](const void*, std::uint32_t) {
+        if (const std::size_t room = bar.room(); room > 0) {
+            const double share = static_cast<double>(record.done) / static_cast<double>(total);
+            bar.show(fmt::format("{} {:.0f} %", bar_text(share, 42), share * 100).substr(0, room));
+        }
+    });
     bar.clear();
     const exit_code code = record.done == total || recorded != EXIT_OK
                                ? recorded
@@ -108,26 +90,24 @@ exit_code run_convert(const convert_options& options) {
     if (code == EXIT_WRITE || record.done == 0) {
         return code;
     }
-    for (const std::string& text : chain.warnings()) {
-        warn(text);
-    }
-    watch.tell(record.level.at_full_scale());
+    record.tell_warnings();
     const double taken =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     if (options.json) {
-        json out = sound_json(options.out_file, record.info());
-        out["levels"] = record.level.levels();
-        print_json({{"in", sound_json(options.in_file, in)},
-                    {"chain", chain.parts()},
+        json all = record.summary();
+        all.update({{"in",
+                     {{"file", options.in_file},
+                      {"frames", in.frames},
+                      {"rate", in.rate},
+                      {"channels", in.channels},
+                      {"encoding", in.encoding}}},
                     {"blocks", plan.blocks()},
                     {"silent_frames", plan.silent_frames()},
-                    {"overloads", watch.mixed()},
-                    {"interrupted", interrupted()},
-                    {"out", out},
                     {"seconds_taken", taken}});
+        print_json(all);
     } else {
         fmt::print("{}\n", in.text(options.in_file));
-        chain.print();
+        record.chain.print();
         fmt::print("played as {} blocks of 32 ms, the last {} frames of them silence\n{}\n",
                    plan.blocks(), plan.silent_frames(), record.info().text(options.out_file));
         record.level.print();
