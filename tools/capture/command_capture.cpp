@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <memory>
 
-#include "capture/card_changes.h"
 #include "capture/stream_monitor.h"
+#include "card_controls.h"
 #include "command_options.h"
 #include "commands.h"
 #include "library_log.h"
@@ -14,6 +15,13 @@
 #include "zel_virtual_card.h"
 
 namespace {
+
+/// A control's new value at a time of the recording.
+struct card_change {
+    double seconds;
+    std::string control;
+    std::string value;
+};
 
 struct capture_options {
     std::string out_file = "capture.wav";
@@ -35,6 +43,7 @@ class capture {
     exit_code run();
 
   private:
+    void make(const card_change& change, bool tries, exit_code otherwise) const;
     void follow(const void* block, std::uint32_t frames);
     void show_meter();
     void tell(const std::string& news);
@@ -42,7 +51,7 @@ class capture {
 
     const capture_options& options;
     mixer_owner handle = open_mixer(kZelVirtualCard);
-    card_changes changes{options.changes, handle.get()};
+    std::vector<card_change> changes = options.changes;  ///< to come, by time
     recording record{options.client, options.out_file};
     card_feeder feeder;
     status_line screen{!options.json};
@@ -56,12 +65,28 @@ capture::capture(const capture_options& asked, const played_sound& sound, simula
     : options(asked),
       // One block at a time, so that changes of the card come when they are due.
       feeder(card, asked.client.rate, read_card_state().rate, 1) {
+    std::stable_sort(changes.begin(), changes.end(),
+                     [](const auto& a, const auto& b) { return a.seconds < b.seconds; });
+    for (const card_change& change : changes) {
+        make(change, true, EXIT_USAGE);
+    }
     if (handle) {
         mixer_subscribe_events(handle.get(), 1);
     }
     record.open(!options.fast, options.changes.empty() ? sound.path() : "");
     monitor = std::make_unique<stream_monitor>(options.client.rate, record.stream.buffer_frames(),
                                                options.client.block_frames());
+}
+
+/// `tries`: only looks whether it can be made. Throws when not.
+void capture::make(const card_change& change, bool tries, exit_code otherwise) const {
+    mixer_ctl* control =
+        handle ? mixer_get_ctl_by_name(handle.get(), change.control.c_str()) : nullptr;
+    const std::string wrong =
+        control == nullptr ? "no such control" : set_control(control, change.value, tries);
+    if (!wrong.empty()) {
+        throw command_failure(otherwise, '"' + change.control + "\": " + wrong);
+    }
 }
 
 void capture::tell(const std::string& news) {
@@ -101,7 +126,11 @@ void capture::follow(const void* block, std::uint32_t frames) {
     look.add(block, frames);
     show_meter();
     std::vector<std::string> news;
-    changes.make_due(record.seconds(), &news);
+    for (; !changes.empty() && changes.front().seconds <= record.seconds();
+         changes.erase(changes.begin())) {
+        make(changes.front(), false, EXIT_READ);
+        news.push_back(changes.front().control + " = " + changes.front().value);
+    }
     for (mixer_ctl_event event{}; handle && mixer_wait_event(handle.get(), 0) == 1 &&
                                   mixer_read_event(handle.get(), &event) == 1;) {
         ++restarts;
@@ -136,7 +165,7 @@ exit_code capture::run() {
         tell("interrupted");
     }
     record.tell_warnings();
-    for (const card_change& change : changes.left()) {
+    for (const card_change& change : changes) {
         warn(fmt::format("\"{}={}\" was not made: the recording had ended", change.control,
                          change.value));
     }
@@ -170,12 +199,18 @@ exit_code run_capture(const capture_options& options) {
     return capture(options, sound, &card).run();
 }
 
+/// Of "SECONDS:CONTROL=VALUE".
 card_change change_of(const std::string& text) {
-    card_change change{};
-    if (!parse_card_change(text, &change)) {
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const std::size_t equals = text.find('=', colon);
+    double seconds = -1;
+    int used = 0;
+    std::sscanf(text.c_str(), "%lf%n", &seconds, &used);
+    if (equals == std::string::npos || equals == colon + 1 || !(seconds >= 0) ||
+        static_cast<std::size_t>(used) != colon) {
         throw CLI::ValidationError("--change", '"' + text + "\" is not SECONDS:CONTROL=VALUE");
     }
-    return change;
+    return {seconds, text.substr(colon + 1, equals - colon - 1), text.substr(equals + 1)};
 }
 
 }  // namespace
