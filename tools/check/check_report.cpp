@@ -23,24 +23,6 @@ const char* kind_name(file_kind kind) {
     return kKinds[static_cast<std::size_t>(kind)];
 }
 
-/// `label`, then the text, broken at blanks; later lines begin under the text's first character.
-std::string wrapped(const std::string& label, const std::string& text, std::size_t width) {
-    std::string all, line = label;
-    bool first = true;
-    for (std::size_t begin = 0, end = 0; begin < text.size(); begin = end + 1) {
-        end = std::min(text.find(' ', begin), text.size());
-        const std::string word = text.substr(begin, end - begin);
-        if (!first && line.size() + 1 + word.size() > width) {
-            all += line + "\n";
-            line = std::string(label.size(), ' ');
-            first = true;
-        }
-        line += (first ? "" : " ") + word;
-        first = false;
-    }
-    return all + line + "\n";
-}
-
 std::string name_of(const std::vector<std::string>& names, std::size_t channel) {
     return channel < names.size() ? names[channel] : "";
 }
@@ -81,22 +63,22 @@ std::string decision_head(const decision& decided, file_kind kind) {
                                   : fmt::format("the client's open fails with {}", decided.status));
 }
 
-std::string decision_text(const file_report& report, std::size_t width) {
+std::string decision_text(const file_report& report) {
     const decision& decided = *report.decided;
-    std::string out = "\n" + wrapped("", decision_head(decided, report.kind), width);
+    std::string out = "\n" + decision_head(decided, report.kind) + "\n";
     if (decided.outcome == "entry" || decided.outcome == "identity") {
-        out += matrix_text(decided.request, decided.weights, width);
+        out += matrix_text(decided.request, decided.weights);
     } else if (decided.outcome == "delays") {
         out += delays_text(decided);
     }
     out += decided.log.empty() ? "" : "\nThe device logs:\n";
     for (const std::string& message : decided.log) {
-        out += wrapped("  ", message, width);
+        out += "  " + message + "\n";
     }
     return out;
 }
 
-std::string finding_text(const std::string& path, const finding& found, std::size_t width) {
+std::string finding_text(const std::string& path, const finding& found) {
     const text_place& at = found.place;
     const std::size_t end = found.excerpt.find('\n');
     return fmt::format("\n{}{}: {}: {} [{}]\n", path,
@@ -105,8 +87,7 @@ std::string finding_text(const std::string& path, const finding& found, std::siz
            (end == std::string::npos ? ""
                                      : "    " + found.excerpt.substr(0, end) + "\n    " +
                                            found.excerpt.substr(end + 1) + "\n") +
-           wrapped("    the device: ", found.device, width) +
-           wrapped("    to mend it: ", found.mend, width);
+           fmt::format("    the device: {}\n    to mend it: {}\n", found.device, found.mend);
 }
 
 json place_json(const text_place& place) {
@@ -157,7 +138,7 @@ json finding_json(const finding& found) {
 
 }  // namespace
 
-std::string report_text(const file_report& report, std::size_t width) {
+std::string report_text(const file_report& report) {
     std::string problems;
     for (const severity level : {severity::error, severity::warning, severity::note}) {
         const auto count =
@@ -177,9 +158,9 @@ std::string report_text(const file_report& report, std::size_t width) {
         out += fmt::format("{} for other streams with problems, which --all tells\n",
                            report.other_bad_entries);
     }
-    out += report.decided ? decision_text(report, width) : "";
+    out += report.decided ? decision_text(report) : "";
     for (const finding& found : report.findings) {
-        out += finding_text(report.path, found, width);
+        out += finding_text(report.path, found);
     }
     return out;
 }
@@ -204,14 +185,13 @@ json reports_json(const std::vector<file_report>& reports) {
     return {{"files", files}};
 }
 
-std::string matrix_text(const stream_request& stream, const std::vector<float>& weights,
-                        std::size_t width) {
+std::string matrix_text(const stream_request& stream, const std::vector<float>& weights) {
+    constexpr std::size_t kInARow = 4;  // of outputs: 80 columns
     const auto inputs = channel_names(stream.layout);
     const auto outputs = output_names(stream.outputs, inputs);
-    const std::size_t in_a_row = std::max<std::size_t>(1, (width - kTitleWidth) / kCellWidth);
     std::string out;
-    for (std::size_t from = 0; from < stream.outputs; from += in_a_row) {
-        const std::size_t to = std::min<std::size_t>(from + in_a_row, stream.outputs);
+    for (std::size_t from = 0; from < stream.outputs; from += kInARow) {
+        const std::size_t to = std::min<std::size_t>(from + kInARow, stream.outputs);
         const auto row = [&](const std::string& title, const auto& cell_of) {
             out += fmt::format("\n{:<{}}", title, kTitleWidth);
             for (std::size_t o = from; o < to; ++o) {

@@ -69,15 +69,14 @@ struct file_report {
     std::size_t other_bad_entries = 0;
 };
 
-/// For people; `width` is where long texts are broken.
-std::string report_text(const file_report& report, std::size_t width);
+/// For people.
+std::string report_text(const file_report& report);
 /// For machines.
 json reports_json(const std::vector<file_report>& reports);
 
 /// A matrix by gain and dB, turned by a quarter against the file, so that many inputs still fit: a
 /// row for each input. `weights` has a row by output.
-std::string matrix_text(const stream_request& stream, const std::vector<float>& weights,
-                        std::size_t width);
+std::string matrix_text(const stream_request& stream, const std::vector<float>& weights);
 json matrix_json(const std::vector<float>& weights, unsigned int inputs);
 /// "1 weight", "2 weights".
 std::string counted(std::size_t count, const std::string& noun);

@@ -5,7 +5,6 @@
 #include "command_end.h"
 #include "commands.h"
 #include "simulated_card.h"
-#include "status_line.h"
 
 namespace {
 
@@ -49,8 +48,7 @@ exit_code run_check(const check_options& options, const std::optional<stream_req
         return code;
     }
     for (const file_report& report : reports) {
-        fmt::print("{}{}", &report == &reports.front() ? "" : "\n",
-                   report_text(report, text_columns()));
+        fmt::print("{}{}", &report == &reports.front() ? "" : "\n", report_text(report));
     }
     return code;
 }

@@ -14,22 +14,13 @@ std::string bar_text(double share, std::size_t width) {
     return '[' + std::string(filled, '#') + std::string(length - filled, '.') + ']';
 }
 
-namespace {
-constexpr std::size_t kUsual = 80;
-}
-
 std::size_t terminal_columns() {
     const char* const terminal = std::getenv("TERM");
     if (isatty(STDOUT_FILENO) == 0 || terminal == nullptr || std::string(terminal) == "dumb") {
         return 0;
     }
     winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
-}
-
-std::size_t text_columns() {
-    const std::size_t columns = terminal_columns();
-    return columns >= 40 ? columns : kUsual;
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
 std::size_t status_line::room() const {

@@ -8,8 +8,6 @@ std::string bar_text(double share, std::size_t width);
 
 /// Columns of the terminal on the standard output; 0 when it is none that can be drawn on.
 std::size_t terminal_columns();
-/// Columns for a text: the terminal's, or 80 where there is none or a narrow one.
-std::size_t text_columns();
 
 /// A line on the terminal that tells how far a job is, rewritten in place. Nothing when the
 /// standard output is no terminal or `wanted` is false.

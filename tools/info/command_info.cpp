@@ -9,7 +9,6 @@
 #include "command_options.h"
 #include "commands.h"
 #include "library_log.h"
-#include "status_line.h"
 
 namespace {
 
@@ -40,7 +39,7 @@ void print_text(const chain_report& chain, const std::string& open_error) {
     fmt::print("{}\n", matrix_text({.channels = chain.card.channels,
                                     .layout = chain.card.layout,
                                     .outputs = client.channels},
-                                   chain.mixing.weights, text_columns()));
+                                   chain.mixing.weights));
     for (const std::string& text : chain.warnings()) {
         fmt::print("warning: {}\n", text);
     }
