@@ -32,20 +32,6 @@ struct convert_options {
 constexpr unsigned int kPeriods = 128;  ///< as many blocks as card 70 lets a client buffer
 constexpr unsigned int kBlocksAhead = kPeriods - 1;
 
-/// How the file's frames are spread over blocks of 32 ms.
-struct block_plan {
-    std::uint64_t file_frames;
-    std::uint64_t tail_frames;
-    std::uint32_t card_block;
-    std::uint32_t client_block;
-
-    std::uint64_t blocks() const {
-        return (file_frames + tail_frames + card_block - 1) / card_block;
-    }
-    std::uint64_t client_frames() const { return blocks() * client_block; }
-    std::uint64_t silent_frames() const { return blocks() * card_block - file_frames; }
-};
-
 /// As long as something of the file can still be on its way: in the delays, in the filter.
 std::uint64_t ringing_frames(const chain_report& chain) {
     const std::vector<unsigned int> delays = chain.delay_frames();
@@ -71,12 +57,14 @@ exit_code run_convert(const convert_options& options) {
     card_feeder feeder(&card, client.rate, in.rate, kBlocksAhead);
     record.open(false, sound.path());
     const double tail = options.tail_seconds;
-    const block_plan plan{in.frames,
-                          tail < 0 ? ringing_frames(record.chain)
-                                   : static_cast<std::uint64_t>(std::llround(tail * in.rate)),
-                          in.rate / 1000 * 32, client.block_frames()};
+    const std::uint32_t card_block = in.rate / 1000 * 32;
+    const std::uint64_t played =
+        in.frames + (tail < 0 ? ringing_frames(record.chain)
+                              : static_cast<std::uint64_t>(std::llround(tail * in.rate)));
+    const std::uint64_t blocks = (played + card_block - 1) / card_block;
+    const std::uint64_t silent_frames = blocks * card_block - in.frames;
+    const std::uint64_t total = blocks * client.block_frames();
     status_line bar(!options.json);
-    const std::uint64_t total = plan.client_frames();
     const exit_code recorded = record.run(&feeder, total, [&](const void*, std::uint32_t) {
         if (const std::size_t room = bar.room(); room > 0) {
             const double share = static_cast<double>(record.done) / static_cast<double>(total);
@@ -101,15 +89,15 @@ exit_code run_convert(const convert_options& options) {
                       {"rate", in.rate},
                       {"channels", in.channels},
                       {"encoding", in.encoding}}},
-                    {"blocks", plan.blocks()},
-                    {"silent_frames", plan.silent_frames()},
+                    {"blocks", blocks},
+                    {"silent_frames", silent_frames},
                     {"seconds_taken", taken}});
         print_json(all);
     } else {
         fmt::print("{}\n", in.text(options.in_file));
         record.chain.print();
-        fmt::print("played as {} blocks of 32 ms, the last {} frames of them silence\n{}\n",
-                   plan.blocks(), plan.silent_frames(), record.info().text(options.out_file));
+        fmt::print("played as {} blocks of 32 ms, the last {} frames of them silence\n{}\n", blocks,
+                   silent_frames, record.info().text(options.out_file));
         record.level.print();
         fmt::print("{}{:.2f} s taken, {:.0f} x real time\n", interrupted() ? "interrupted, " : "",
                    taken, record.seconds() / taken);
