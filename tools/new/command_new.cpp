@@ -8,6 +8,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "card_state.h"
 #include "channel_layout.h"
@@ -34,8 +35,9 @@ struct new_options {
 using mix_rows = std::vector<std::vector<double>>;
 
 /// What is wrong with what was asked for, as the command line is told it.
-[[noreturn]] void refuse(const std::string& text) {
-    throw CLI::ValidationError(text);
+template <typename... Parts>
+[[noreturn]] void refuse(fmt::format_string<Parts...> format, Parts&&... parts) {
+    throw CLI::ValidationError(fmt::format(format, std::forward<Parts>(parts)...));
 }
 
 /// A whole text as a gain: "0.5", "-3dB", "70%"; without a unit of its own in `unit`.
@@ -49,7 +51,7 @@ double gain_of(std::string text, std::string unit, const std::string& where) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);  // -inf, too: silence in decibels
     if (end == text.c_str() || end[std::strspn(end, " \r")] != '\0') {
-        refuse(fmt::format("{}: \"{}\" is no gain", where, printable(text)));
+        refuse("{}: \"{}\" is no gain", where, printable(text));
     }
     return unit == "db" ? std::pow(10, value / 20) : unit == "percent" ? value / 100 : value;
 }
@@ -67,21 +69,22 @@ struct named_mix {
 
     /// To the output of that name; without one to those beside it, as ITU-R BS.775 has it.
     void route(const std::string& name, std::size_t in, double gain) {
-        static const std::map<std::string, std::pair<std::vector<std::string>, double>> kWays{
-            {"F", {{"FC"}, kMinus3}},     {"B", {{"S", "F"}, kMinus3}},
-            {"S", {{"B", "F"}, kMinus3}}, {"TF", {{"F"}, 0.5}},
-            {"TB", {{"B", "F"}, 0.5}},    {"TS", {{"S", "B", "F"}, 0.5}}};  // the last, if none
+        static const std::map<std::string, std::string> kBeside{
+            {"B", "SF"}, {"S", "BF"}, {"TF", "F"}, {"TB", "BF"}, {"TS", "SBF"}};
+        const auto beside = kBeside.find(name.substr(0, name.size() - 1));
         if (has(name)) {
             rows[index(outs, name)][in] += gain;
         } else if (name == "FC") {
             route("FL", in, gain * kMinus3);
             route("FR", in, gain * kMinus3);
-        } else if (const auto way = kWays.find(name.substr(0, name.size() - 1));
-                   way != kWays.end()) {
-            const auto& [stems, loss] = way->second;
-            const auto to = std::find_if(stems.begin(), stems.end() - 1,
-                                         [&](auto& stem) { return has(stem + name.back()); });
-            route(*to == "FC" ? *to : *to + name.back(), in, gain * loss);
+        } else if (name == "FL" || name == "FR") {
+            route("FC", in, gain * kMinus3);
+        } else if (beside != kBeside.end()) {
+            const std::string& places = beside->second;  // the last, if no other is there
+            const auto to = std::find_if(places.begin(), places.end() - 1, [&](char place) {
+                return has({place, name.back()});
+            });
+            route({*to, name.back()}, in, gain * (name.size() == 3 ? 0.5 : kMinus3));
         }
     }
 
@@ -90,14 +93,13 @@ struct named_mix {
         const std::string where = "--gain " + words;
         const std::size_t equals = words.find('=');
         if (equals == std::string::npos) {
-            refuse(where + ": write NAME=GAIN, such as FC=-3dB");
+            refuse("{}: write NAME=GAIN, such as FC=-3dB", where);
         }
         const double gain = gain_of(words.substr(equals + 1), "", where);
         for (const std::string& name : CLI::detail::split(words.substr(0, equals), ',')) {
             const std::size_t i = index(ins, name);
             if (i == ins.size()) {
-                refuse(fmt::format("{}: no channel {}; there are {}", where, name,
-                                   fmt::join(ins, " ")));
+                refuse("{}: no channel {}; there are {}", where, name, fmt::join(ins, " "));
             }
             if (name == "LFE" && !has(name)) {
                 route("FC", i, 1);  // nowhere, but for who asks for it
@@ -133,11 +135,11 @@ mix_rows read_table(const new_options& options, std::size_t ins) {
         fits = fits && row.size() == ins;
     }
     if (!fits || rows.size() != options.outputs) {
-        refuse(fmt::format("{}: not {} rows of {} cells, a row for each output", options.table,
-                           options.outputs, ins));
+        refuse("{}: not {} rows of {} cells, a row for each output", options.table, options.outputs,
+               ins);
     }
     if (options.unit.empty() && (least < -1 || most > 2 || (least < 0 && most <= 0))) {
-        refuse(options.table + ": in which unit? Name it with --unit factor, db or percent");
+        refuse("{}: in which unit? Name it with --unit factor, db or percent", options.table);
     }
     return rows;
 }
@@ -147,7 +149,7 @@ std::string inserted(const std::string& file, const std::string& body_name,
                      const stream_request& serves, const std::string& entry) {
     const file_report report = check_file(file);
     if (report.entries.empty()) {
-        refuse(fmt::format("{0} has no entries; zel-fc check {0} tells more", file));
+        refuse("{0} has no entries; zel-fc check {0} tells more", file);
     }
     const coefficient_text text(file);
     const json_node* body = text.root().find(body_name);
@@ -162,8 +164,7 @@ std::string inserted(const std::string& file, const std::string& body_name,
         return whole.insert(body->children.back().end, ",\n    " + entry);
     }
     if (hides->serves.layout == serves.layout) {
-        refuse(fmt::format("{}:{}: there is an entry for this stream already", file,
-                           hides->place.line));
+        refuse("{}:{}: there is an entry for this stream already", file, hides->place.line);
     }
     const auto k = static_cast<std::size_t>(hides - report.entries.begin());
     return whole.insert(body->children[k].at, entry + ",\n    ");
@@ -180,19 +181,20 @@ void replace_file(const std::string& path, const std::string& text) {
     }
 }
 
-exit_code write_entry(const std::string& path, file_kind kind, const stream_request& serves,
-                      const std::string& members, const std::string& to_hear) {
+/// `members`: what the entry has behind its channel count.
+exit_code write_entry(const new_options& options, file_kind kind, const std::string& members) {
     const bool mixing = kind == file_kind::mixing;
+    const std::string& path = options.file;
+    const unsigned int ins = zel_channel_mixing::channel_count(options.layout);
+    const stream_request serves{ins, mixing ? options.layout : "", mixing ? options.outputs : 0};
     const std::string body = mixing ? "MixingWeighting" : "ChannelDelayMilliseconds";
-    const std::string entry =
-        fmt::format("{{\n      \"InputChannel\": {}{}\n    }}", serves.channels, members);
+    const std::string entry = fmt::format("{{\n      \"InputChannel\": {}{}\n    }}", ins, members);
     const std::string text =
         access(path.c_str(), F_OK) == 0
             ? inserted(path, body, serves, entry)
             : fmt::format("{{\n  \"{}CoefficientEnable\": true,\n  \"{}\": [\n    {}\n  ]\n}}\n",
                           mixing ? "Mixing" : "Delay", body, entry);
-    const file_report made = check_file(memory_file(text));
-    for (const finding& found : made.findings) {
+    for (const finding& found : check_file(memory_file(text)).findings) {
         if (found.level != severity::note) {
             warn(fmt::format("line {}: {}: {}", found.place.line, found.what, found.mend));
         }
@@ -201,7 +203,9 @@ exit_code write_entry(const std::string& path, file_kind kind, const stream_requ
         }
     }
     path.empty() ? fmt::print("{}", text) : replace_file(path, text);
-    fmt::print(stderr, "to hear it: zel-fc convert IN.wav OUT.wav {} {}\n", to_hear,
+    fmt::print(stderr, "to hear it: zel-fc convert IN.wav OUT.wav -c {} --card-layout {} {} {}\n",
+               mixing ? options.outputs : ins, options.layout,
+               mixing ? "--delay none --mixing" : "--mixing none --delay",
                path.empty() ? "FILE" : path);
     return EXIT_OK;
 }
@@ -214,9 +218,8 @@ mix_rows usual_rows(const new_options& options) {
             ? std::vector<std::string>{"FC"}
             : channel_names(options.outputs == 3 ? "3.0" : card_layout_of(options.outputs));
     if (ins.empty() || outs.size() != options.outputs) {
-        refuse(
-            fmt::format("no names are known for the channels of layout {}, or for {}; give a table",
-                        options.layout, channels_text(options.outputs)));
+        refuse("no names are known for the channels of layout {}, or for {}; give a table",
+               options.layout, channels_text(options.outputs));
     }
     named_mix mix{ins, outs};
     for (std::size_t i = 0; i < ins.size(); ++i) {
@@ -247,24 +250,21 @@ exit_code new_mixing(const new_options& options) {
         }
         text += fmt::format("{}        {:.6g}", text.empty() ? "" : ",\n", fmt::join(row, ", "));
     }
-    const auto members = fmt::format(R"(,
+    constexpr const char* kMembers = R"(,
       "InputChannelLayout": "{}",
       "OutputChannel": {},
       "Parameters": [
 {}
-      ])",
-                                     options.layout, options.outputs, text);
-    return write_entry(options.file, file_kind::mixing, {ins, options.layout, options.outputs, 0},
-                       members,
-                       fmt::format("-c {} --card-layout {} --delay none --mixing", options.outputs,
-                                   options.layout));
+      ])";
+    return write_entry(options, file_kind::mixing,
+                       fmt::format(kMembers, options.layout, options.outputs, text));
 }
 
 exit_code new_delay(const new_options& options) {
     const std::vector<double>& given = options.ms.empty() ? options.metres : options.ms;
     const unsigned int count = zel_channel_mixing::channel_count(options.layout);
     if (given.size() != count) {
-        refuse(fmt::format("{} values for {}", given.size(), channels_text(count)));
+        refuse("{} values for {}", given.size(), channels_text(count));
     }
     std::vector<std::string> names = channel_names(options.layout);
     names.resize(count);
@@ -280,12 +280,9 @@ exit_code new_delay(const new_options& options) {
     }
     const std::string distances =
         fmt::format(",\n      \"DistancesMetres\": [{:.6g}]", fmt::join(given, ", "));
-    const std::string members =
-        fmt::format("{},\n      \"Parameters\": [{:.0f}]", options.ms.empty() ? distances : "",
-                    fmt::join(delays, ", "));
-    return write_entry(
-        options.file, file_kind::delay, {count, "", 0, 0}, members,
-        fmt::format("-c {} --card-layout {} --mixing none --delay", count, options.layout));
+    return write_entry(options, file_kind::delay,
+                       fmt::format("{},\n      \"Parameters\": [{:.0f}]",
+                                   options.ms.empty() ? distances : "", fmt::join(delays, ", ")));
 }
 
 }  // namespace
@@ -307,7 +304,7 @@ void add_new_command(CLI::App* app, tool_action* action) {
             ->required()
             ->check([](const std::string& layout) {
                 const bool good = layout.find_first_not_of("0123456789.") == std::string::npos &&
-                                  layout.find_first_of("123456789") != std::string::npos;
+                                  zel_channel_mixing::channel_count(layout) > 0;
                 return good && layout.size() < 12 ? "" : "no layout such as 5.1";
             });
         one->add_option("-o,--into", options->file,
