@@ -15,16 +15,16 @@ constexpr std::size_t kTitleWidth = 10;  // of a matrix row
 constexpr std::size_t kCellWidth = 16;
 constexpr double kSoundMetresPerSecond = 343;  // in air of 20 degrees Celsius
 
-const char* severity_name(severity level) {
+std::string name_of(severity level) {
     return kSeverities[static_cast<std::size_t>(level)];
 }
 
-const char* kind_name(file_kind kind) {
+std::string name_of(file_kind kind) {
     return kKinds[static_cast<std::size_t>(kind)];
 }
 
-std::string name_of(const std::vector<std::string>& names, std::size_t channel) {
-    return channel < names.size() ? names[channel] : "";
+std::string row_title(std::size_t channel, const std::vector<std::string>& names) {
+    return (channel < 10 ? "   " : "  ") + channel_text(channel, names);
 }
 
 std::string cell(double weight) {
@@ -40,7 +40,7 @@ std::string delays_text(const decision& decided) {
     std::string out = "\n  channel       ms   frames   sound travels\n";
     for (std::size_t c = 0; c < decided.delays_ms.size(); ++c) {
         const unsigned int ms = decided.delays_ms[c];
-        out += fmt::format("  {:2} {:<5}  {:7}  {:7}  {:12.2f} m\n", c, name_of(names, c), ms,
+        out += fmt::format("{:<10}  {:7}  {:7}  {:12.2f} m\n", row_title(c, names), ms,
                            zel_channel_delay::delay_frames(ms, stream.rate),
                            ms * kSoundMetresPerSecond / 1000);
     }
@@ -83,7 +83,7 @@ std::string finding_text(const std::string& path, const finding& found) {
     const std::size_t end = found.excerpt.find('\n');
     return fmt::format("\n{}{}: {}: {} [{}]\n", path,
                        at.line > 0 ? fmt::format(":{}:{}", at.line, at.column) : "",
-                       severity_name(found.level), found.what, found.kind) +
+                       name_of(found.level), found.what, found.kind) +
            (end == std::string::npos ? ""
                                      : "    " + found.excerpt.substr(0, end) + "\n    " +
                                            found.excerpt.substr(end + 1) + "\n") +
@@ -127,7 +127,7 @@ json decision_json(const decision& decided, file_kind kind) {
 }
 
 json finding_json(const finding& found) {
-    json all{{"severity", severity_name(found.level)}, {"kind", found.kind}};
+    json all{{"severity", name_of(found.level)}, {"kind", found.kind}};
     all.update(place_json(found.place));
     if (found.entry >= 0) {
         all["entry"] = found.entry;
@@ -146,12 +146,12 @@ std::string report_text(const file_report& report) {
                           [=](const finding& found) { return found.level == level; });
         problems += count == 0 ? ""
                                : (problems.empty() ? "" : ", ") +
-                                     counted(static_cast<std::size_t>(count), severity_name(level));
+                                     counted(static_cast<std::size_t>(count), name_of(level));
     }
     const std::size_t entries = report.entries.size();
     std::string out = fmt::format(
         "{}: {}{}{}\n", report.path,
-        report.kind != file_kind::unknown ? kind_name(report.kind) + std::string(" file, ") : "",
+        report.kind != file_kind::unknown ? name_of(report.kind) + " file, " : "",
         entries > 0 ? fmt::format("{} {}, ", entries, entries == 1 ? "entry" : "entries") : "",
         problems.empty() ? "no problems" : problems);
     if (report.other_bad_entries > 0) {
@@ -173,7 +173,7 @@ json reports_json(const std::vector<file_report>& reports) {
             findings.push_back(finding_json(found));
         }
         files.push_back({{"file", report.path},
-                         {"kind", kind_name(report.kind)},
+                         {"kind", name_of(report.kind)},
                          {"readable", report.readable},
                          {"findings", findings},
                          {"other_bad_entries", report.other_bad_entries},
@@ -198,13 +198,10 @@ std::string matrix_text(const stream_request& stream, const std::vector<float>& 
                 out += fmt::format("{:>{}}", cell_of(o), kCellWidth);
             }
         };
-        row("", [&](std::size_t o) {
-            const std::string name = name_of(outputs, o);
-            return fmt::format("output {}{}{}", o, name.empty() ? "" : " ", name);
-        });
+        row("", [&](std::size_t o) { return "output " + channel_text(o, outputs); });
         row("  input", [](std::size_t) { return "     gain     dB"; });
         for (std::size_t i = 0; i < stream.channels; ++i) {
-            row(fmt::format("  {:2} {}", i, name_of(inputs, i)), [&](std::size_t o) {
+            row(row_title(i, inputs), [&](std::size_t o) {
                 return cell(static_cast<double>(weights[o * stream.channels + i]));
             });
         }

@@ -106,12 +106,6 @@ std::string whole_text(double value) {
     return printable(fmt::format("{:.0f}", std::trunc(value) + 0.0));
 }
 
-std::string channel_text(const char* side, std::size_t channel,
-                         const std::vector<std::string>& names) {
-    return fmt::format("{} {}{}", side, channel,
-                       channel < names.size() ? " (" + names[channel] + ")" : "");
-}
-
 /// "owner has no "member"; there are ...", for someone who looks for a slip.
 std::string missing_text(const std::string& owner, const char* member, const json_node& object) {
     std::string all;
@@ -460,14 +454,13 @@ void file_check::check_weights(const json_node& values, const cJSON* params) {
             ++k;
         }
         const json_node& value = values.children[k];
-        add_error(
-            "weight_value", value.at,
-            fmt::format("the weight of {} in {} is {}",
-                        channel_text("input", k % serves.channels, inputs),
-                        channel_text("output", k / serves.channels, outputs), value_text(value)),
-            value.kind == type::number
-                ? "write a gain that a 32-bit float can hold; 1 is unity"
-                : "write a number without quotes and brackets; 1 is unity gain, 0 is off");
+        add_error("weight_value", value.at,
+                  fmt::format("the weight of input {} in output {} is {}",
+                              channel_text(k % serves.channels, inputs),
+                              channel_text(k / serves.channels, outputs), value_text(value)),
+                  value.kind == type::number
+                      ? "write a gain that a 32-bit float can hold; 1 is unity"
+                      : "write a number without quotes and brackets; 1 is unity gain, 0 is off");
         return;
     }
     std::size_t loudest = 0;
@@ -483,8 +476,8 @@ void file_check::check_weights(const json_node& values, const cJSON* params) {
     const auto [least, most] = std::minmax_element(weights.begin(), weights.end());
     if (wraps) {
         add(severity::warning, "overflow", values.children[loudest * serves.channels].at,
-            fmt::format("the weights of {} add up to {:.6g} (+{} dB)",
-                        channel_text("output", loudest, outputs), peak, gain_db(peak)),
+            fmt::format("the weights of output {} add up to {:.6g} (+{} dB)",
+                        channel_text(loudest, outputs), peak, gain_db(peak)),
             *least >= 0 && *most >= 20   ? "these look like percent: write 0.7 for 70"
             : *most <= 0 && *least <= -1 ? "these look like decibels: write 0.7079 for -3, 1 for 0"
                                          : fmt::format("multiply the whole matrix by {:.3g}, which "

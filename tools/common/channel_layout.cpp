@@ -58,6 +58,10 @@ std::vector<std::string> channel_names(const std::string& layout) {
     return {std::istream_iterator<std::string>(words), {}};
 }
 
+std::string channel_text(std::size_t channel, const std::vector<std::string>& names) {
+    return std::to_string(channel) + (channel < names.size() ? " " + names[channel] : "");
+}
+
 std::vector<std::string> output_names(unsigned int outputs, const std::vector<std::string>& in) {
     if (outputs == in.size()) {
         return in;

@@ -14,6 +14,8 @@ std::string card_layout_of(unsigned int channels);
 /// One name for each of a layout's channels, such as FL, FR, FC, LFE; empty when the layout's name
 /// does not tell them.
 std::vector<std::string> channel_names(const std::string& layout);
+/// "2 FC", or the number alone of a channel without a name.
+std::string channel_text(std::size_t channel, const std::vector<std::string>& names);
 /// Names for a client's channels, which come without a layout: those of the usual one, or of `in`
 /// when the counts agree. Empty when there is none.
 std::vector<std::string> output_names(unsigned int outputs, const std::vector<std::string>& in);

@@ -266,16 +266,15 @@ exit_code new_delay(const new_options& options) {
     if (given.size() != count) {
         refuse("{} values for {}", given.size(), channels_text(count));
     }
-    std::vector<std::string> names = channel_names(options.layout);
-    names.resize(count);
     const double farthest = *std::max_element(given.begin(), given.end());
     std::vector<double> delays;
     for (std::size_t c = 0; c < count; ++c) {
         const double exact = options.ms.empty() ? (farthest - given[c]) / kMetresPerMs : given[c];
         const double whole = delays.emplace_back(std::round(exact));
         if (whole != exact) {
-            fmt::print(stderr, "channel {} {}: {:.2f} ms becomes {:.0f}, off by {:.0f} cm\n", c,
-                       names[c], exact, whole, std::fabs(whole - exact) * kMetresPerMs * 100);
+            fmt::print(stderr, "channel {}: {:.2f} ms becomes {:.0f}, off by {:.0f} cm\n",
+                       channel_text(c, channel_names(options.layout)), exact, whole,
+                       std::fabs(whole - exact) * kMetresPerMs * 100);
         }
     }
     const std::string distances =

@@ -60,10 +60,6 @@ std::string gain_colour(double gain) {
                        gain < 0 ? light : 255);
 }
 
-std::string numbered(unsigned int channel, const std::vector<std::string>& names) {
-    return std::to_string(channel) + (channel < names.size() ? " " + names[channel] : "");
-}
-
 struct matrix_options {
     std::string in_file;
     std::string out_file;
@@ -130,12 +126,13 @@ exit_code plot_matrix(const matrix_options& options) {
     const auto out_names = output_names(options.out_channels, names);
     picture.text(kLeft + kCell * inputs / 2, kTop - 26, "card channel", "middle");
     for (unsigned int i = 0; i < inputs; ++i) {
-        picture.text(kLeft + kCell * (i + 0.5), kTop - 8, numbered(i, names), "middle");
+        picture.text(kLeft + kCell * (i + 0.5), kTop - 8, channel_text(i, names), "middle");
     }
     picture.text(kLeft + kCell * (inputs + 0.5), kTop - 8, "sum", "middle");
     for (unsigned int o = 0; o < options.out_channels; ++o) {
         const double top = kTop + kCell * o;
-        picture.text(kLeft - 10, top + kCell / 2 + 4, "client " + numbered(o, out_names), "end");
+        picture.text(kLeft - 10, top + kCell / 2 + 4, "client " + channel_text(o, out_names),
+                     "end");
         double sum = 0;
         for (unsigned int i = 0; i < inputs; ++i) {
             const auto weight = static_cast<double>(taken.weights[std::size_t{o} * inputs + i]);
