@@ -215,7 +215,7 @@ class New(Command):
 
     def test_gains_tables_and_distances(self):
         made, = self.entries("mixing", "--card", "5.1", "--gain", "FC=-6dB", "--gain", "BL,LFE=50%",
-                             text="the weights of output 1 R add up to 2.70829")
+                             text="the weights of output 1 FR add up to 2.70829")
         self.assertEqual(made["Parameters"], [1, 0, .501187, .5, .5, 0, 0, 1, .501187, .5, 0, .707107])
         table = folder / "weights.csv"
         for text, unit, wanted in (("0,5;0\n0;1", "factor", [.5, 0, 0, 1]), ("-6,0206\t0\n0\t-inf\r\n",
@@ -301,7 +301,7 @@ class Output(Command):
         self.run_tool(0, "plot", "filter", svg, text="plot.svg")
         self.run_tool(0, "plot", "matrix", mixing_file, svg)
         self.assertEqual(svg.read_text().count("-12.9</text>"), 6)
-        for text in (mixing_file.name, "3 LFE", "client 1 R", "sum"):
+        for text in (mixing_file.name, "3 LFE", "client 1 FR", "sum"):
             self.assertIn(text + "</text>", svg.read_text())
         self.run_tool(0, "plot", "matrix", __file__, svg, text="the mixing file is not in use")
         self.assertIn("not of the file: the identity matrix", svg.read_text())

@@ -63,17 +63,8 @@ std::string channel_text(std::size_t channel, const std::vector<std::string>& na
 }
 
 std::vector<std::string> output_names(unsigned int outputs, const std::vector<std::string>& in) {
-    if (outputs == in.size()) {
-        return in;
-    }
-    switch (outputs) {
-        case 1:
-            return {"mono"};
-        case 2:
-            return {"L", "R"};
-        default:
-            return channel_names(card_layout_of(outputs));
-    }
+    return outputs == in.size() ? in
+                                : channel_names(outputs == 3 ? "3.0" : card_layout_of(outputs));
 }
 
 std::string channels_text(unsigned int count) {

@@ -212,11 +212,7 @@ exit_code write_entry(const new_options& options, file_kind kind, const std::str
 
 mix_rows usual_rows(const new_options& options) {
     const std::vector<std::string> ins = channel_names(options.layout);
-    const std::vector<std::string> outs =
-        options.outputs == ins.size() ? ins
-        : options.outputs == 1
-            ? std::vector<std::string>{"FC"}
-            : channel_names(options.outputs == 3 ? "3.0" : card_layout_of(options.outputs));
+    const std::vector<std::string> outs = output_names(options.outputs, ins);
     if (ins.empty() || outs.size() != options.outputs) {
         refuse("no names are known for the channels of layout {}, or for {}; give a table",
                options.layout, channels_text(options.outputs));
