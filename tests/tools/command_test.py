@@ -219,7 +219,7 @@ class New(Command):
         self.assertEqual(made["Parameters"], [1, 0, .501187, .5, .5, 0, 0, 1, .501187, .5, 0, .707107])
         table = folder / "weights.csv"
         for text, unit, wanted in (("0,5;0\n0;1", "factor", [.5, 0, 0, 1]), ("-6,0206\t0\n0\t-inf\r\n",
-                                   "db", [.5, 1, 1, 0]), ("50,0\n\n0,100\n", "percent", [.5, 0, 0, 1]),
+                                   "db", [.5, 1, 1, 0]), ("\ufeff50,0\n\n0,100\n", "percent", [.5, 0, 0, 1]),
                                    ("-6\t0\n0\t-20", "db", [.501187, 1, 1, .1]),
                                    ("1,0", "factor", None), ("1,x\n0,1", "factor", None)):
             table.write_text(text)

@@ -117,6 +117,7 @@ mix_rows read_table(const new_options& options, std::size_t ins) {
     double least = 0, most = 0;
     bool fits = true;
     for (std::string line; std::getline(file, line);) {
+        line.erase(0, line.starts_with("\xEF\xBB\xBF") ? 3 : 0);  // a spreadsheet's
         if (line.find_first_not_of(" \r\t") == std::string::npos) {
             continue;
         }
