@@ -236,7 +236,7 @@ class New(Command):
                            (["mixing", "--card", "5.1", "--gain", "XY=1"], "no channel XY; there are FL"),
                            (["mixing", "--card", "9.9"], "of layout 9.9, or"),
                            (["mixing", "--card", "x"], "no layout such as"),
-                           (["mixing", "--card", "5.1", "--gain", "FC"], "write NAME=GAIN")):
+                           (["mixing", "--card", "5.1", "--gain", "FC"], "is no gain such as -3dB")):
             self.run_tool(1, "new", *words, text=why)
 
     def test_an_entry_goes_where_the_device_finds_it_or_nowhere(self):

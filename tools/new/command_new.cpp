@@ -41,75 +41,81 @@ template <typename... Parts>
 }
 
 /// A whole text as a gain: "0.5", "-3dB", "70%"; without a unit of its own in `unit`.
-double gain_of(std::string text, std::string unit, const std::string& where) {
-    for (const auto& [ending, name] : {std::pair{"dB", "db"}, {"%", "percent"}}) {
-        if (text.ends_with(ending)) {
-            text.resize(text.size() - std::strlen(ending));
-            unit = name;
-        }
-    }
+double gain_of(const std::string& text, const std::string& unit, const std::string& where) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);  // -inf, too: silence in decibels
-    if (end == text.c_str() || end[std::strspn(end, " \r")] != '\0') {
-        refuse("{}: \"{}\" is no gain", where, printable(text));
+    const std::string own = CLI::detail::trim_copy(end);
+    const bool decibels = own == "dB" || (own.empty() && unit == "db");
+    const bool percent = own == "%" || (own.empty() && unit == "percent");
+    if (end == text.c_str() || (!own.empty() && !decibels && !percent)) {
+        refuse("{}: \"{}\" is no gain such as -3dB", where, printable(text));
     }
-    return unit == "db" ? std::pow(10, value / 20) : unit == "percent" ? value / 100 : value;
+    return decibels ? std::pow(10, value / 20) : percent ? value / 100 : value;
 }
 
-/// A matrix, a row for each output, by channel names.
-struct named_mix {
-    std::vector<std::string> ins, outs;
-    mix_rows rows = mix_rows(outs.size(), std::vector<double>(ins.size()));
+bool has(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
 
-    static std::size_t index(const std::vector<std::string>& names, const std::string& name) {
-        return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) -
-                                        names.begin());
+/// To the output of that name; without one to those beside it, as ITU-R BS.775 has it.
+void route(const std::string& name, const std::vector<std::string>& outs, double gain,
+           std::map<std::string, double>* gains) {
+    static const std::map<std::string, std::string> kBeside{
+        {"B", "SF"}, {"S", "BF"}, {"TF", "F"}, {"TB", "BF"}, {"TS", "SBF"}};
+    const auto beside = kBeside.find(name.substr(0, name.size() - 1));
+    if (has(outs, name)) {
+        (*gains)[name] = gain;
+    } else if (name == "FC") {
+        route("FL", outs, gain * kMinus3, gains);
+        route("FR", outs, gain * kMinus3, gains);
+    } else if (name == "FL" || name == "FR") {
+        route("FC", outs, gain * kMinus3, gains);
+    } else if (beside != kBeside.end()) {
+        const std::string& places = beside->second;  // the last, if no other is there
+        const auto to = std::find_if(places.begin(), places.end() - 1, [&](char place) {
+            return has(outs, {place, name.back()});
+        });
+        route({*to, name.back()}, outs, gain * (name.size() == 3 ? 0.5 : kMinus3), gains);
     }
-    bool has(const std::string& name) const { return index(outs, name) < outs.size(); }
+}
 
-    /// To the output of that name; without one to those beside it, as ITU-R BS.775 has it.
-    void route(const std::string& name, std::size_t in, double gain) {
-        static const std::map<std::string, std::string> kBeside{
-            {"B", "SF"}, {"S", "BF"}, {"TF", "F"}, {"TB", "BF"}, {"TS", "SBF"}};
-        const auto beside = kBeside.find(name.substr(0, name.size() - 1));
-        if (has(name)) {
-            rows[index(outs, name)][in] += gain;
-        } else if (name == "FC") {
-            route("FL", in, gain * kMinus3);
-            route("FR", in, gain * kMinus3);
-        } else if (name == "FL" || name == "FR") {
-            route("FC", in, gain * kMinus3);
-        } else if (beside != kBeside.end()) {
-            const std::string& places = beside->second;  // the last, if no other is there
-            const auto to = std::find_if(places.begin(), places.end() - 1, [&](char place) {
-                return has({place, name.back()});
-            });
-            route({*to, name.back()}, in, gain * (name.size() == 3 ? 0.5 : kMinus3));
-        }
+mix_rows usual_rows(const new_options& options) {
+    const std::vector<std::string> ins = channel_names(options.layout);
+    const std::vector<std::string> outs = output_names(options.outputs, ins);
+    if (ins.empty() || outs.size() != options.outputs) {
+        refuse("no names are known for the channels of layout {}, or for {}; give a table",
+               options.layout, channels_text(options.outputs));
     }
-
-    /// "NAMES=GAIN" of inputs, to where they go.
-    void set_gain(const std::string& words) {
-        const std::string where = "--gain " + words;
+    std::map<std::string, double> named;
+    for (const std::string& words : options.gains) {
         const std::size_t equals = words.find('=');
-        if (equals == std::string::npos) {
-            refuse("{}: write NAME=GAIN, such as FC=-3dB", where);
-        }
-        const double gain = gain_of(words.substr(equals + 1), "", where);
+        const double gain = gain_of(words.substr(equals + 1), "", "--gain " + words);
         for (const std::string& name : CLI::detail::split(words.substr(0, equals), ',')) {
-            const std::size_t i = index(ins, name);
-            if (i == ins.size()) {
-                refuse("{}: no channel {}; there are {}", where, name, fmt::join(ins, " "));
+            if (!has(ins, name)) {
+                refuse("--gain {}: no channel {}; there are {}", words, name, fmt::join(ins, " "));
             }
-            if (name == "LFE" && !has(name)) {
-                route("FC", i, 1);  // nowhere, but for who asks for it
-            }
-            for (std::vector<double>& row : rows) {
-                row[i] = row[i] != 0 ? gain : 0;
-            }
+            named[name] = gain;
         }
     }
-};
+    mix_rows rows(outs.size(), std::vector<double>(ins.size()));
+    for (std::size_t i = 0; i < ins.size(); ++i) {
+        const auto own = named.find(ins[i]);
+        std::map<std::string, double> gains;
+        // The LFE goes nowhere, but for who asks for it.
+        const bool lost = ins[i] == "LFE" && !has(outs, "LFE") && own != named.end();
+        route(lost ? "FC" : ins[i], outs, 1, &gains);
+        for (std::size_t o = 0; o < outs.size(); ++o) {
+            const auto usual = gains.find(outs[o]);
+            rows[o][i] = usual == gains.end() ? 0
+                         : own != named.end() ? own->second
+                                              : usual->second;
+        }
+    }
+    fmt::print(stderr,
+               "gains: ITU-R BS.775 (centre and surrounds -3 dB, no LFE), heights -6 dB{}\n",
+               named.empty() ? "" : ", but for those named");
+    return rows;
+}
 
 mix_rows read_table(const new_options& options, std::size_t ins) {
     std::ifstream file(options.table);
@@ -209,26 +215,6 @@ exit_code write_entry(const new_options& options, file_kind kind, const std::str
                mixing ? "--delay none --mixing" : "--mixing none --delay",
                path.empty() ? "FILE" : path);
     return EXIT_OK;
-}
-
-mix_rows usual_rows(const new_options& options) {
-    const std::vector<std::string> ins = channel_names(options.layout);
-    const std::vector<std::string> outs = output_names(options.outputs, ins);
-    if (ins.empty() || outs.size() != options.outputs) {
-        refuse("no names are known for the channels of layout {}, or for {}; give a table",
-               options.layout, channels_text(options.outputs));
-    }
-    named_mix mix{ins, outs};
-    for (std::size_t i = 0; i < ins.size(); ++i) {
-        mix.route(ins[i], i, 1);
-    }
-    for (const std::string& gain : options.gains) {
-        mix.set_gain(gain);
-    }
-    fmt::print(stderr,
-               "gains: ITU-R BS.775 (centre and surrounds -3 dB, no LFE), heights -6 dB{}\n",
-               options.gains.empty() ? "" : ", but for those named");
-    return mix.rows;
 }
 
 exit_code new_mixing(const new_options& options) {
