@@ -1,15 +1,15 @@
 #include "valid_utf8.h"
 
 #include <locale.h>
+#include <uchar.h>
 
 #include <algorithm>
-#include <cuchar>
 
 std::size_t first_character(std::string_view text, char32_t* code) {
     static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const locale_t before = uselocale(utf8);
-    std::mbstate_t state{};
-    const std::size_t length = std::mbrtoc32(code, text.data(), text.size(), &state);
+    mbstate_t state{};
+    const std::size_t length = mbrtoc32(code, text.data(), text.size(), &state);
     uselocale(before);
     // The C library may know longer forms, beyond the last character.
     return length <= 4 && *code <= 0x10FFFF ? length : 0;
