@@ -8,7 +8,6 @@
 #include "chain_report.h"
 #include "command_end.h"
 #include "level_meter.h"
-#include "overload_watch.h"
 #include "simulated_card.h"
 #include "sound_file.h"
 #include "virtual_stream.h"
@@ -18,6 +17,8 @@
 void prepare_recording(simulated_card* card, card_setup setup, const played_sound& sound,
                        const coefficient_paths& coefficients, const std::string& out_file,
                        const std::vector<std::string>& inputs);
+
+class overload_watch;  // of the samples that the mix takes beyond full scale
 
 /// What a client of card 70 gets, into a WAV file.
 struct recording {
@@ -43,7 +44,7 @@ struct recording {
     std::string path;
     virtual_stream stream{};
     chain_report chain{};
-    std::unique_ptr<overload_watch> overloads{};
+    std::shared_ptr<overload_watch> overloads{};
     level_meter level;
     std::uint64_t done = 0;
 };
