@@ -236,15 +236,21 @@ class New(Command):
                            (["mixing", "--card", "5.1", "--gain", "XY=1"], "no channel XY; there are FL"),
                            (["mixing", "--card", "9.9"], "of layout 9.9, or"),
                            (["mixing", "--card", "x"], "no layout such as"),
-                           (["mixing", "--card", "5.1", "--gain", "FC"], "is no gain such as -3dB")):
+                           (["mixing", "--card", "5.1", "--gain", "FC"], "is no gain such as -3dB"),
+                           (["mixing", "--card", "5.1", "--gain", "FC=1e999"], '"1e999" is no gain'),
+                           (["mixing", "--card", "5.1", "--gain", "FC=nandB"], '"nandB" is no gain')):
             self.run_tool(1, "new", *words, text=why)
 
     def test_an_entry_goes_where_the_device_finds_it_or_nowhere(self):
         path = folder / "m.json"
         self.run_tool(0, "new", "mixing", "--card", "7.1", "--normalise", "-o", path,
                       text=f"-c 2 --card-layout 7.1 --delay none --mixing {path}")
+        link = folder / "link.json"
+        link.symlink_to(path)
+        path.chmod(0o600)
         for layout in ("5.1.2", "5.1", "5.1.4"):
-            self.run_tool(0, "new", "mixing", "--card", layout, "--normalise", "--into", path)
+            self.run_tool(0, "new", "mixing", "--card", layout, "--normalise", "--into", link)
+        self.assertEqual((link.is_symlink(), path.stat().st_mode & 0o777), (True, 0o600))
         text = path.read_text().replace('"InputChannel": 6', '"InputChannel": 8')
         path.write_text(text.replace('"5.1"', '"5"'))
         self.run_tool(5, "check", path, text='layout "5.1.2" of entry 1')

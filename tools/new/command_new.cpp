@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -47,10 +48,11 @@ double gain_of(const std::string& text, const std::string& unit, const std::stri
     const std::string own = CLI::detail::trim_copy(end);
     const bool decibels = own == "dB" || (own.empty() && unit == "db");
     const bool percent = own == "%" || (own.empty() && unit == "percent");
-    if (end == text.c_str() || (!own.empty() && !decibels && !percent)) {
+    const double gain = decibels ? std::pow(10, value / 20) : percent ? value / 100 : value;
+    if (end == text.c_str() || (!own.empty() && !decibels && !percent) || !std::isfinite(gain)) {
         refuse("{}: \"{}\" is no gain such as -3dB", where, printable(text));
     }
-    return decibels ? std::pow(10, value / 20) : percent ? value / 100 : value;
+    return gain;
 }
 
 bool has(const std::vector<std::string>& names, const std::string& name) {
@@ -179,9 +181,12 @@ std::string inserted(const std::string& file, const std::string& body_name,
 
 /// In one step: whoever reads the file meanwhile gets all of the old one or of the new.
 void replace_file(const std::string& path, const std::string& text) {
-    const std::string beside = path + ".new";
+    std::error_code ignored;
+    const std::string file = std::filesystem::weakly_canonical(path, ignored);  // where links lead
+    const std::string beside = file + ".new";
+    std::filesystem::copy_file(file, beside, ignored);  // for its permissions
     if (!(std::ofstream(beside, std::ios::binary) << text << std::flush) ||
-        std::rename(beside.c_str(), path.c_str()) != 0) {
+        std::rename(beside.c_str(), file.c_str()) != 0) {
         const int error = errno;
         std::remove(beside.c_str());
         throw command_failure(EXIT_WRITE, path + ": " + std::strerror(error));
