@@ -79,7 +79,7 @@ class Capture(Command):
                 (1, "--wav", "--wav", "/nowhere.wav"), (2, "card 70", "--channels", 9),
                 (2, '"PCM Channel Layout": "3.0" is not one of 1.0, ', "--card-layout", "3.0"),
                 (2, "ask for -r 44100, or resample", "--card-rate", 44100),
-                (1, "--seconds", "--seconds")):
+                (1, "--seconds", "--seconds"), (1, "nan is not from", "--seconds", "nan")):
             self.run_tool(code, "capture", out, "--fast", *words, text=why)
         self.assertEqual(out.read_text(), "kept")
         self.run_tool(4, "capture", "/nowhere/out.wav", text="/nowhere/out.wav")
@@ -150,6 +150,8 @@ class Convert(Command):
             self.run_tool(1, "convert", out, name, text=name + ": ")
         again.write_text("kept")
         self.run_tool(2, "convert", __file__, again, text="Format not recognised")
+        self.run_tool(2, "convert", "/dev/null", again, text="/dev/null: no audio in it")
+        self.run_tool(1, "convert", out, again, "--tail", "nan", text="nan is not from 0 to 60")
         self.run_tool(2, "convert", out, again, "-c", 9, text="channel num 9 out of limit 8")
         self.assertEqual((out.read_bytes(), again.read_text()), (before, "kept"))
 
@@ -233,6 +235,7 @@ class New(Command):
         self.assertEqual((made["InputChannel"], made["Parameters"]), (4, [0, 0, 4, 0]))
         for words, why in ((["delay", "--card", "5.1", "--ms", "1,2"], "2 values for 6 channels"),
                            (["delay", "--card", "2.0", "--ms", "1,20000"], "nothing is written"),
+                           (["delay", "--card", "2.0", "--metres", "1,-1"], "-1 is not from 0"),
                            (["mixing", "--card", "5.1", "--gain", "XY=1"], "no channel XY; there are FL"),
                            (["mixing", "--card", "9.9"], "of layout 9.9, or"),
                            (["mixing", "--card", "x"], "no layout such as"),

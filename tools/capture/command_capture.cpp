@@ -225,7 +225,7 @@ void add_capture_command(CLI::App* app, tool_action* action) {
     add_client_options(capture, &options->client);
     add_buffer_options(capture, &options->client);
     capture->add_option("-s,--seconds", options->seconds, "Length of the recording in seconds")
-        ->check(CLI::Range(0.01, 86400.0))
+        ->check(number_from(0.01, 86400))
         ->capture_default_str();
     add_coefficient_options(capture, &options->coefficients);
     add_json_flag(capture, &options->json);

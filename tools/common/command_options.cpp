@@ -2,7 +2,19 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
+
 #include "channel_layout.h"
+
+CLI::Validator number_from(double least, double most) {
+    return {[=](const std::string& text) {
+                const double number = std::strtod(text.c_str(), nullptr);
+                return number >= least && number <= most
+                           ? ""
+                           : fmt::format("{} is not from {} to {}", text, least, most);
+            },
+            fmt::format("FLOAT in [{} - {}]", least, most)};
+}
 
 void add_client_options(CLI::App* command, stream_format* client, bool any_bits) {
     command->add_option("-r,--rate", client->rate, "Client's rate in Hz (16000 to 48000)")

@@ -9,6 +9,9 @@
 
 // Options that several subcommands share, with the same names and words.
 
+/// A number from `least` to `most`; CLI11's own range takes "nan", too.
+CLI::Validator number_from(double least, double most);
+
 /// Rate, channels and width; `any_bits`: also one that the library does not deliver.
 void add_client_options(CLI::App* command, stream_format* client, bool any_bits = false);
 /// Period size and count.

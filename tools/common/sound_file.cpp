@@ -127,9 +127,11 @@ played_sound::played_sound(const std::string& path) : playable(path) {
         copied.reset(std::tmpfile());
         const int descriptor = copied ? fileno(copied.get()) : -1;
         playable = "/proc/self/fd/" + std::to_string(descriptor);
+        errno = 0;
         std::ifstream in(path == "-" ? "/dev/stdin" : path, std::ios::binary);
         if (!(std::ofstream(playable, std::ios::binary) << in.rdbuf())) {
-            throw command_failure(EXIT_OPEN, path + ": " + std::strerror(errno));
+            throw command_failure(
+                EXIT_OPEN, path + ": " + (errno != 0 ? std::strerror(errno) : "no audio in it"));
         }
     }
     SndfileHandle file(playable);

@@ -123,7 +123,7 @@ void add_convert_command(CLI::App* app, tool_action* action) {
         ->add_option("--tail", options->tail_seconds,
                      "Seconds of silence after the file (default: until delays and filter have "
                      "run out)")
-        ->check(CLI::Range(0.0, 60.0));
+        ->check(number_from(0, 60));
     add_json_flag(convert, &options->json);
     add_log_flag(convert, &options->log);
     convert->footer(

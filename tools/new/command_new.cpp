@@ -14,6 +14,7 @@
 #include "card_state.h"
 #include "channel_layout.h"
 #include "coefficient_check.h"
+#include "command_options.h"
 #include "commands.h"
 #include "zel_channel_mixing.h"
 
@@ -314,10 +315,10 @@ void add_new_command(CLI::App* app, tool_action* action) {
         ->check(CLI::IsMember({"factor", "db", "percent"}));
     CLI::Option* ms = delay->add_option("--ms", options->ms, "Delays in milliseconds: 3,1,0")
                           ->delimiter(',')
-                          ->check(CLI::NonNegativeNumber);
+                          ->check(number_from(0, 1e6));
     delay->add_option("--metres", options->metres, "Distances of the speakers instead, at 343 m/s")
         ->delimiter(',')
-        ->check(CLI::NonNegativeNumber)
+        ->check(number_from(0, 1e6))
         ->excludes(ms);
     mixing->callback([=] { *action = [=] { return new_mixing(*options); }; });
     delay->callback([=] { *action = [=] { return new_delay(*options); }; });
