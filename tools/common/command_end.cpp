@@ -2,9 +2,12 @@
 
 #include <strings.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "card_state.h"
 
@@ -46,6 +49,19 @@ void catch_interrupts() {
 
 bool interrupted() {
     return g_interrupted != 0;
+}
+
+void replace_file(const std::string& path, const std::string& text) {
+    std::error_code ignored;
+    const std::string file = fs::weakly_canonical(path, ignored);  // where links lead
+    const std::string beside = file + ".new";
+    fs::copy_file(file, beside, ignored);  // for its permissions
+    if (!(std::ofstream(beside, std::ios::binary) << text << std::flush) ||
+        std::rename(beside.c_str(), file.c_str()) != 0) {
+        const int error = errno;
+        std::remove(beside.c_str());
+        throw command_failure(EXIT_WRITE, path + ": " + std::strerror(error));
+    }
 }
 
 void check_output(const std::string& out, const char* extension, std::vector<std::string> inputs) {

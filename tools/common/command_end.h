@@ -31,6 +31,10 @@ void warn(const std::string& text);
 void catch_interrupts();
 bool interrupted();
 
+/// Writes a file in one step: whoever reads it meanwhile gets all of the old one or of the new.
+/// Keeps its permissions, and the links that lead to it. Throws.
+void replace_file(const std::string& path, const std::string& text);
+
 /// Throws when `out` is named like another kind of file than `extension`, or is one of the inputs
 /// or a file that card 70 uses.
 void check_output(const std::string& out, const char* extension, std::vector<std::string> inputs);

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -178,20 +176,6 @@ std::string inserted(const std::string& file, const std::string& body_name,
     }
     const auto k = static_cast<std::size_t>(hides - report.entries.begin());
     return whole.insert(body->children[k].at, entry + ",\n    ");
-}
-
-/// In one step: whoever reads the file meanwhile gets all of the old one or of the new.
-void replace_file(const std::string& path, const std::string& text) {
-    std::error_code ignored;
-    const std::string file = std::filesystem::weakly_canonical(path, ignored);  // where links lead
-    const std::string beside = file + ".new";
-    std::filesystem::copy_file(file, beside, ignored);  // for its permissions
-    if (!(std::ofstream(beside, std::ios::binary) << text << std::flush) ||
-        std::rename(beside.c_str(), file.c_str()) != 0) {
-        const int error = errno;
-        std::remove(beside.c_str());
-        throw command_failure(EXIT_WRITE, path + ": " + std::strerror(error));
-    }
 }
 
 /// `members`: what the entry has behind its channel count.

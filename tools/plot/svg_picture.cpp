@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <fstream>
 
 #include "command_end.h"
 #include "valid_utf8.h"
@@ -56,10 +55,7 @@ void svg_picture::text(double x, double y, const std::string& words, const char*
 }
 
 void svg_picture::save(const std::string& path) const {
-    std::ofstream file(path);
-    if (!(file << body << "</svg>\n").flush()) {
-        throw command_failure(EXIT_WRITE, path + ": cannot be written");
-    }
+    replace_file(path, body + "</svg>\n");
     fmt::print("{}\n", path);
 }
 
