@@ -248,7 +248,8 @@ class New(Command):
         path = folder / "m.json"
         self.run_tool(0, "new", "mixing", "--card", "7.1", "--normalise", "-o", path,
                       text=f"-c 2 --card-layout 7.1 --delay none --mixing {path}")
-        link = folder / "link.json"
+        link, beside = folder / "link.json", folder / "m.json.new"
+        beside.write_text("kept")
         link.symlink_to(path)
         path.chmod(0o600)
         for layout in ("5.1.2", "5.1", "5.1.4"):
@@ -265,8 +266,9 @@ class New(Command):
         before = path.read_text()
         path.write_text(before.replace("true", "1"))
         self.run_tool(1, "new", "mixing", "--card", "5.1", "--into", path, text="nothing is written")
+        self.run_tool(1, "new", "delay", "--card", "2.0", "--ms", "1,2", "-o", path, text="no delay entries")
         self.run_tool(4, "new", "mixing", "--card", "5.1", "-o", "/nowhere/m.json", text="No such file")
-        self.assertEqual(sorted(folder.glob("*.new")), [])
+        self.assertEqual((sorted(folder.glob("*.new*")), beside.read_text()), ([beside], "kept"))
 
 
 class Output(Command):

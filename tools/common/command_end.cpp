@@ -1,6 +1,7 @@
 #include "command_end.h"
 
 #include <strings.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -53,8 +54,9 @@ bool interrupted() {
 
 void replace_file(const std::string& path, const std::string& text) {
     std::error_code ignored;
-    const std::string file = fs::weakly_canonical(path, ignored);  // where links lead
-    const std::string beside = file + ".new";
+    const fs::path target = fs::weakly_canonical(path, ignored);  // where links lead
+    const std::string file = target.empty() ? path : target.string();
+    const std::string beside = file + ".new" + std::to_string(getpid());
     fs::copy_file(file, beside, ignored);  // for its permissions
     if (!(std::ofstream(beside, std::ios::binary) << text << std::flush) ||
         std::rename(beside.c_str(), file.c_str()) != 0) {

@@ -153,11 +153,12 @@ mix_rows read_table(const new_options& options, std::size_t ins) {
 }
 
 /// `file`'s text with the entry before one that would hide it, else at the end.
-std::string inserted(const std::string& file, const std::string& body_name,
+std::string inserted(const std::string& file, file_kind kind, const std::string& body_name,
                      const stream_request& serves, const std::string& entry) {
     const file_report report = check_file(file);
-    if (report.entries.empty()) {
-        refuse("{0} has no entries; zel-fc check {0} tells more", file);
+    if (report.kind != kind || report.entries.empty()) {
+        refuse("{0} has no {1} entries; zel-fc check {0} tells more", file,
+               kind == file_kind::mixing ? "mixing" : "delay");
     }
     const coefficient_text text(file);
     const json_node* body = text.root().find(body_name);
@@ -188,7 +189,7 @@ exit_code write_entry(const new_options& options, file_kind kind, const std::str
     const std::string entry = fmt::format("{{\n      \"InputChannel\": {}{}\n    }}", ins, members);
     const std::string text =
         access(path.c_str(), F_OK) == 0
-            ? inserted(path, body, serves, entry)
+            ? inserted(path, kind, body, serves, entry)
             : fmt::format("{{\n  \"{}CoefficientEnable\": true,\n  \"{}\": [\n    {}\n  ]\n}}\n",
                           mixing ? "Mixing" : "Delay", body, entry);
     for (const finding& found : check_file(memory_file(text)).findings) {
